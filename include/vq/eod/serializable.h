@@ -1,0 +1,199 @@
+// Serializable: the abstract base of every record, and the record encoding.
+//
+// Every record travels as one serialised object:
+//
+//     offset 0      1 byte   object ID (the record class; never 0 in a valid stream)
+//     offset 1      2 bytes  data size, big-endian, when the size is below 65535
+//                   or 0xFF 0xFF followed by 4 bytes of data size, big-endian (size >= 65535)
+//     offset 3 / 7  size     the record's data, written by its appendBuffer hook
+//
+// The size counts the data only. A reader that does not know an object ID skips the object by
+// its size. Inside the data, integers are big-endian, floats and doubles are their IEEE-754 bit
+// patterns big-endian, a bool is one byte (1 or 0; any non-zero byte reads as true), a string is
+// its bytes and one 0 byte.
+//
+// Readers take the buffer by constant reference and a signed 32-bit read position by reference,
+// which each read advances past what it consumed. Every read is checked against the bytes that
+// remain before anything is copied: a short buffer raises SerializableError, never reads past
+// the end. A negative read position is a programming error (std::invalid_argument).
+//
+// Objects are not internally locked: one thread uses an object at a time. Records are held
+// through boost::shared_ptr; each concrete class allocates from its own pool (poolallocation.h),
+// shared by all threads.
+#pragma once
+
+#include <climits>
+#include <cstddef>
+#include <iosfwd>
+#include <string>
+#include <vector>
+
+#include "vq/eod/byteorder.h"
+#include "vq/eod/export.h"
+#include "vq/eod/poolallocation.h"
+
+namespace vq::eod {
+
+// A growable byte buffer; writers append at its end.
+using ByteBuffer = std::vector<unsigned char>;
+
+// Status bits that the ...WithStatus operations OR into the caller's status word. The library
+// never clears a bit; callers start from 0.
+namespace status {
+constexpr unsigned int UNKNOWN_OBJECT_ID = 1;  // no class registered for the object ID
+constexpr unsigned int INSUFFICIENT_DATA = 4;  // fewer bytes than the header or the size needs
+constexpr unsigned int SIZE_MISMATCH = 8;      // the data read differs from the announced size
+}  // namespace status
+
+namespace detail {
+struct SerializableProbe;  // test access to the private primitives
+}
+
+class VQ_EOD_API Serializable {
+public:
+    // The object ID that no class uses: "no object".
+    static constexpr char ERROR_ID = 0;
+
+    Serializable() = default;
+    Serializable(const Serializable&) = default;
+    Serializable& operator=(const Serializable&) = default;
+    virtual ~Serializable();
+
+    // ---- the record contract -----------------------------------------------------------------
+    virtual char objectID() const = 0;
+    // Size of the data part of the encoding, header excluded.
+    virtual unsigned int numDataBytes() const = 0;
+    // Whether the record takes part in serialisation (default true).
+    virtual bool serializeEnabled() const;
+    // A deep copy allocated from the class's pool; the caller owns it.
+    virtual Serializable* clone() const = 0;
+    // One line of values / the matching column titles. Every column is a field of width 15
+    // followed by one blank.
+    virtual void printLine(std::ostream& stream) const = 0;
+    virtual void printHeader(std::ostream& stream) const = 0;
+    // Whether a composite may hold only one object of this class (default true).
+    virtual bool forbidDuplicateSiblings() const;
+
+    // ---- whole objects -----------------------------------------------------------------------
+    // Appends the header and the data. Raises SerializableError when serializeEnabled() is false.
+    void serialize(ByteBuffer& buffer) const;
+    // Header plus data size.
+    unsigned int numTotalBytes() const;
+    // Reads one whole object of this class at read_pos into this object. Returns false, with
+    // nothing consumed, when the buffer does not yet hold the whole object. Raises
+    // SerializableError when the object ID differs from objectID() or the data read differs from
+    // the size in the header; the object is then partly read and must be discarded.
+    bool unSerialize(const ByteBuffer& buffer, int& read_pos);
+    // The same, reporting an incomplete object as status::INSUFFICIENT_DATA and a size that does
+    // not match as status::SIZE_MISMATCH; read_pos moves past the object only on success, which
+    // the result reports. An object ID that differs from objectID() still raises.
+    bool unSerializeWithStatus(const ByteBuffer& buffer, int& read_pos, unsigned int& status);
+    // Serialises into a temporary buffer and writes it with one unformatted write. A stream that
+    // is already failed is a programming error; failures of the write are left in its state.
+    void writeToBinaryStream(std::ostream& stream) const;
+
+    // ---- header of a serialised object -------------------------------------------------------
+    static unsigned short minHeaderBytes() { return 3; }
+    static unsigned short extendedHeaderSizeMagicCookie() { return 0xFFFF; }
+    // True when the 7-byte header form is needed (data_size of 65535 or more).
+    static bool extendedHeaderSize(unsigned int data_size) { return data_size >= 0xFFFF; }
+    static unsigned short numHeaderBytes(unsigned int data_size) {
+        return extendedHeaderSize(data_size) ? 7 : 3;
+    }
+    // Appends the object ID byte and the size header.
+    static void writeHeader(ByteBuffer& buffer, char object_id, unsigned int data_size);
+    // Reads the size header that starts at read_pos (the byte after the object ID). Returns
+    // false when the buffer does not hold the whole header or the whole announced data; read_pos
+    // is then unchanged when not even the 2-byte size was there, else left after what was read.
+    // False therefore means an incomplete object, never a malformed one. On success stores the
+    // size in *data_size (when not null) and leaves read_pos after the header.
+    static bool readDataSizeHeader(const ByteBuffer& buffer, int& read_pos,
+                                   unsigned int* data_size);
+
+    VQ_EOD_POOL_ALLOCATED(Serializable)
+
+protected:
+    // ---- hooks of the record classes ---------------------------------------------------------
+    // Appends the data part (no header); must write exactly numDataBytes() bytes.
+    virtual void appendBuffer(ByteBuffer& buffer) const = 0;
+    // Reads the data part, advancing read_pos.
+    virtual void readFromBuffer(const ByteBuffer& buffer, int& read_pos) = 0;
+    // The same with status reporting; the default calls readFromBuffer.
+    virtual void readFromBufferWithStatus(const ByteBuffer& buffer, int& read_pos,
+                                          unsigned int& status);
+
+    // ---- field encoders and decoders for the hooks -------------------------------------------
+    // Appends any 1-, 2-, 4- or 8-byte scalar (integers, chars, floats, doubles, enums) in
+    // big-endian order.
+    template <typename T>
+    static void appendValue(ByteBuffer& buffer, T value) {
+        unsigned char bytes[sizeof(T)];
+        byteorder::store(bytes, value);
+        buffer.insert(buffer.end(), bytes, bytes + sizeof(T));
+    }
+    // Reads a scalar appended by appendValue.
+    template <typename T>
+    static void readValue(const ByteBuffer& buffer, int& read_pos, T& value) {
+        checkReadPos(buffer, read_pos, sizeof(T));
+        value = byteorder::load<T>(buffer.data() + read_pos);
+        read_pos += static_cast<int>(sizeof(T));
+    }
+    // A bool reads as true for any non-zero byte.
+    static void readValue(const ByteBuffer& buffer, int& read_pos, bool& value) {
+        readBuffer(buffer, read_pos, value);
+    }
+
+    // `count` bytes unchanged, no length prefix.
+    static void appendRawBytes(ByteBuffer& buffer, const char* src, unsigned int count);
+    // The string's bytes and a 0 byte.
+    static void appendBuffer(ByteBuffer& buffer, const std::string& value);
+    // One byte, 1 or 0.
+    static void appendBuffer(ByteBuffer& buffer, bool value);
+    // `count` bytes unchanged into dst (which must not be null); 0 copies nothing.
+    static void readRawBytes(const ByteBuffer& buffer, int& read_pos, unsigned char* dst,
+                             unsigned long long count);
+    // Bytes up to the next 0 byte, which is consumed but not stored.
+    static void readBuffer(const ByteBuffer& buffer, int& read_pos, std::string& value);
+    // One byte; non-zero is true.
+    static void readBuffer(const ByteBuffer& buffer, int& read_pos, bool& value);
+
+    // Raises unless `count` bytes remain at read_pos (std::invalid_argument "read_pos is
+    // negative", SerializableError "Serializable::checkReadPos() - Attempt to read past end of
+    // buffer.").
+    static void checkReadPos(const ByteBuffer& buffer, int read_pos, unsigned long long count) {
+        if (read_pos < 0) {
+            throwNegativeReadPos();
+        }
+        const std::size_t limit = buffer.size() < static_cast<std::size_t>(INT_MAX)
+                                      ? buffer.size()
+                                      : static_cast<std::size_t>(INT_MAX);
+        if (count > limit || static_cast<std::size_t>(read_pos) > limit - count) {
+            throwReadPastEnd();
+        }
+    }
+
+private:
+    friend struct detail::SerializableProbe;
+
+    static void append1Byte(ByteBuffer& buffer, const char* src);
+    static void append2Bytes(ByteBuffer& buffer, const char* src);
+    static void append4Bytes(ByteBuffer& buffer, const char* src);
+    static void append8Bytes(ByteBuffer& buffer, const char* src);
+    // Dispatches on 1, 2, 4 or 8; any other width is a programming error.
+    static void appendNBytes(ByteBuffer& buffer, const char* src, int num_bytes);
+    static void read1Byte(const ByteBuffer& buffer, int& read_pos, char* dst);
+    static void read2Bytes(const ByteBuffer& buffer, int& read_pos, char* dst);
+    static void read4Bytes(const ByteBuffer& buffer, int& read_pos, char* dst);
+    static void read8Bytes(const ByteBuffer& buffer, int& read_pos, char* dst);
+    static void readNBytes(const ByteBuffer& buffer, int& read_pos, char* dst, int num_bytes);
+    static void writeDataSizeHeader(ByteBuffer& buffer, unsigned int data_size);
+    bool readWholeObject(const ByteBuffer& buffer, int& read_pos, unsigned int* status);
+
+    [[noreturn]] static void throwNegativeReadPos();
+    [[noreturn]] static void throwReadPastEnd();
+};
+
+// Prints the record's value line (printLine).
+VQ_EOD_API std::ostream& operator<<(std::ostream& stream, const Serializable& object);
+
+}  // namespace vq::eod

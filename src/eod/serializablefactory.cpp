@@ -1,0 +1,283 @@
+#include "vq/eod/serializablefactory.h"
+
+#include <algorithm>
+#include <array>
+#include <sstream>
+#include <string>
+#include <typeinfo>
+
+#include "eod/builtins_internal.h"
+#include "eod/precondition_internal.h"
+#include "vq/eod/serializableerror.h"
+
+namespace vq::eod {
+
+namespace {
+
+// One slot per object ID, indexed by the ID's byte value.
+struct Registry {
+    std::array<SerializableFactory::CreationFunction, 256> functions{};
+    std::array<std::string, 256> type_names;
+};
+
+std::size_t slot(char object_id) {
+    return static_cast<unsigned char>(object_id);
+}
+
+// The one registry of the process; never destroyed, so that static destructors elsewhere may
+// still create or release records.
+Registry& rawRegistry() {
+    static Registry* const storage = new Registry;
+    return *storage;
+}
+
+std::string typeName(const Serializable& object) {
+    return typeid(object).name();
+}
+
+void addBuiltin(char object_id, SerializableFactory::CreationFunction fn) {
+    Registry& r = rawRegistry();
+    r.functions[slot(object_id)] = fn;
+    r.type_names[slot(object_id)] = typeName(*fn());
+}
+
+// The registry with the built-in classes in it. The function-local static is the once-flag: the
+// built-ins are added exactly once, thread-safely, before any caller sees the registry.
+Registry& registry() {
+    static const bool builtins_registered = [] {
+        detail::registerBuiltins(&addBuiltin);
+        return true;
+    }();
+    (void)builtins_registered;
+    return rawRegistry();
+}
+
+// Registers the built-in classes when the library is loaded.
+const bool load_time_registration = (registry(), true);
+
+constexpr std::size_t STREAM_CHUNK_BYTES = 65536;
+
+// Reads the 2-byte size, or the cookie and the 4-byte size, big-endian.
+bool readStreamSize(std::istream& stream, unsigned int& size) {
+    unsigned char bytes[4];
+    if (!stream.read(reinterpret_cast<char*>(bytes), 2)) {
+        return false;
+    }
+    size = byteorder::load<unsigned short>(bytes);
+    if (size == Serializable::extendedHeaderSizeMagicCookie()) {
+        if (!stream.read(reinterpret_cast<char*>(bytes), 4)) {
+            return false;
+        }
+        size = byteorder::load<unsigned int>(bytes);
+    }
+    return true;
+}
+
+// Appends `size` bytes of the stream to the buffer, at most one chunk at a time, so that the
+// memory used follows the bytes that really arrive, not the size that was announced.
+bool readStreamData(std::istream& stream, unsigned int size, ByteBuffer& buffer) {
+    std::size_t remaining = size;
+    while (remaining > 0) {
+        const std::size_t chunk = std::min(remaining, STREAM_CHUNK_BYTES);
+        const std::size_t old_size = buffer.size();
+        buffer.resize(old_size + chunk);
+        stream.read(reinterpret_cast<char*>(buffer.data() + old_size),
+                    static_cast<std::streamsize>(chunk));
+        if (static_cast<std::size_t>(stream.gcount()) != chunk) {
+            return false;
+        }
+        remaining -= chunk;
+    }
+    return true;
+}
+
+// Skips an object of unknown class; false when the stream failed other than by reaching its end.
+bool skipStreamData(std::istream& stream, unsigned int size) {
+    stream.ignore(static_cast<std::streamsize>(size));
+    return !(stream.fail() && !stream.eof());
+}
+
+bool isEndOfFile(std::istream& stream) {
+    return stream.peek() == std::istream::traits_type::eof();
+}
+
+}  // namespace
+
+// ---- registry --------------------------------------------------------------------------------
+
+SerializableFactory::CreationFunction SerializableFactory::registerObjectType(
+    char object_id, CreationFunction creation_fn) {
+    Registry& r = registry();
+    if (creation_fn == nullptr) {
+        throw SerializableError("The provided creation_fn_ptr is NULL.");
+    }
+    boost::shared_ptr<Serializable> sample = creation_fn();
+    if (!sample) {
+        throw SerializableError("The provided creation function returned a NULL pointer");
+    }
+    const std::string type_name = typeName(*sample);
+    const std::size_t index = slot(object_id);
+    if (r.functions[index] != nullptr) {
+        if (sample->objectID() != object_id) {
+            std::ostringstream message;
+            message << "The provided object_id (" << static_cast<int>(object_id)
+                    << ") is different to the objectID() of the registered object ("
+                    << static_cast<int>(sample->objectID()) << ")";
+            throw SerializableError(message.str());
+        }
+        if (r.type_names[index] != type_name) {
+            throw SerializableError(
+                "An object type has already been registered for this object_id " +
+                std::to_string(static_cast<int>(object_id)));
+        }
+    }
+    const CreationFunction previous = r.functions[index];
+    r.functions[index] = creation_fn;
+    r.type_names[index] = type_name;
+    return previous;
+}
+
+SerializableFactory::CreationFunction SerializableFactory::unregisterObjectType(char object_id) {
+    Registry& r = registry();
+    const std::size_t index = slot(object_id);
+    const CreationFunction previous = r.functions[index];
+    r.functions[index] = nullptr;
+    r.type_names[index].clear();
+    return previous;
+}
+
+boost::shared_ptr<Serializable> SerializableFactory::newObject(char object_id) {
+    const CreationFunction fn = registry().functions[slot(object_id)];
+    return fn != nullptr ? fn() : boost::shared_ptr<Serializable>();
+}
+
+boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(char object_id,
+                                                                         unsigned int& status) {
+    boost::shared_ptr<Serializable> object = newObject(object_id);
+    if (!object) {
+        status |= status::UNKNOWN_OBJECT_ID;
+    }
+    return object;
+}
+
+// ---- buffers ---------------------------------------------------------------------------------
+
+boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(const ByteBuffer& buffer,
+                                                                         int& read_pos,
+                                                                         unsigned int& status) {
+    VQ_REQUIRE(read_pos >= 0, "negative read_pos");
+    int data_pos = read_pos + 1;
+    unsigned int data_size = 0;
+    if (static_cast<std::size_t>(read_pos) >= buffer.size() ||
+        !Serializable::readDataSizeHeader(buffer, data_pos, &data_size)) {
+        status |= status::INSUFFICIENT_DATA;
+        return boost::shared_ptr<Serializable>();
+    }
+    boost::shared_ptr<Serializable> object =
+        newObjectWithStatus(static_cast<char>(buffer[read_pos]), status);
+    if (!object) {
+        // Forward compatibility: objects of classes this reader does not know are passed over.
+        read_pos = data_pos + static_cast<int>(data_size);
+        return object;
+    }
+    object->unSerializeWithStatus(buffer, read_pos, status);
+    if ((status & (status::INSUFFICIENT_DATA | status::SIZE_MISMATCH)) != 0) {
+        return boost::shared_ptr<Serializable>();
+    }
+    return object;
+}
+
+boost::shared_ptr<Serializable> SerializableFactory::newObject(const ByteBuffer& buffer,
+                                                               int& read_pos) {
+    unsigned int status = 0;
+    boost::shared_ptr<Serializable> object = newObjectWithStatus(buffer, read_pos, status);
+    if ((status & status::INSUFFICIENT_DATA) != 0) {
+        throw SerializableError("SerializableFactory::newObject - insufficient data in buffer");
+    }
+    if ((status & status::SIZE_MISMATCH) != 0) {
+        throw SerializableError("SerializableFactory::newObject - could not unSerialize object");
+    }
+    return object;
+}
+
+bool SerializableFactory::canDeserialize(const ByteBuffer& buffer, int pos) {
+    VQ_REQUIRE(pos >= 0, "negative read_pos");
+    if (static_cast<std::size_t>(pos) >= buffer.size()) {
+        return false;
+    }
+    int header_pos = pos + 1;
+    return Serializable::readDataSizeHeader(buffer, header_pos, nullptr);
+}
+
+// ---- streams ---------------------------------------------------------------------------------
+
+boost::shared_ptr<Serializable> SerializableFactory::newObject(std::istream& stream) {
+    if (isEndOfFile(stream)) {
+        throw SerializableError(
+            "SerializableFactory::newObject - End-of-file encountered when trying to read "
+            "Serializable object");
+    }
+    char object_id = 0;
+    if (!stream.read(&object_id, 1)) {
+        throw SerializableError(
+            "SerializableFactory::newObject - An error occurred when trying to read object ID "
+            "from stream");
+    }
+    unsigned int data_size = 0;
+    if (!readStreamSize(stream, data_size)) {
+        throw SerializableError(
+            "SerializableFactory::newObject - An error occurred when trying to read object size "
+            "from stream");
+    }
+    boost::shared_ptr<Serializable> object = newObject(object_id);
+    if (!object) {
+        if (!skipStreamData(stream, data_size)) {
+            throw SerializableError(
+                "SerializableFactory::newObject - An error occurred when trying to skip over an "
+                "unknown object in the stream");
+        }
+        return object;
+    }
+    ByteBuffer buffer;
+    Serializable::writeHeader(buffer, object_id, data_size);
+    if (!readStreamData(stream, data_size, buffer)) {
+        throw SerializableError(
+            "An error occurred when trying to read object data from the stream");
+    }
+    int read_pos = 0;
+    if (!object->unSerialize(buffer, read_pos)) {
+        throw SerializableError("An error occured when unserializing bytes read from the stream");
+    }
+    return object;
+}
+
+boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(std::istream& stream,
+                                                                         unsigned int& status) {
+    char object_id = 0;
+    unsigned int data_size = 0;
+    if (isEndOfFile(stream) || !stream.read(&object_id, 1) || !readStreamSize(stream, data_size)) {
+        status |= status::INSUFFICIENT_DATA;
+        return boost::shared_ptr<Serializable>();
+    }
+    boost::shared_ptr<Serializable> object = newObjectWithStatus(object_id, status);
+    if (!object) {
+        if (!skipStreamData(stream, data_size)) {
+            status |= status::INSUFFICIENT_DATA;
+        }
+        return object;
+    }
+    ByteBuffer buffer;
+    Serializable::writeHeader(buffer, object_id, data_size);
+    if (!readStreamData(stream, data_size, buffer)) {
+        status |= status::INSUFFICIENT_DATA;
+        return boost::shared_ptr<Serializable>();
+    }
+    int read_pos = 0;
+    object->unSerializeWithStatus(buffer, read_pos, status);
+    if ((status & (status::INSUFFICIENT_DATA | status::SIZE_MISMATCH)) != 0) {
+        return boost::shared_ptr<Serializable>();
+    }
+    return object;
+}
+
+}  // namespace vq::eod

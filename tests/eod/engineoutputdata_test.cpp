@@ -1,0 +1,128 @@
+// The frame and the engine record base: golden bytes, selection of what is written, printing.
+#include "vq/eod/engineoutputdata.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "vq/eod/serializableerror.h"
+#include "vq/eod/serializablefactory.h"
+#include "vqtest/expect.h"
+#include "vqtest/hex.h"
+#include "vqtest/testrecords.h"
+
+namespace {
+
+using vq::eod::ByteBuffer;
+using vq::eod::EngineOutputBase;
+using vq::eod::EngineOutputData;
+using vqtest::bytes;
+using vqtest::hex;
+using vqtest::serialized;
+using vqtest::testRecord;
+using vqtest::TestRecord;
+
+// Reaches the protected reset().
+struct ResettableFrame : EngineOutputData {
+    using EngineOutputData::reset;
+};
+
+class EngineOutputDataTest : public ::testing::Test {
+protected:
+    void SetUp() override { vqtest::registerTestRecords(); }
+};
+
+TEST_F(EngineOutputDataTest, NewFrameBytes) {
+    EngineOutputData frame;
+    EXPECT_EQ(frame.frameNum(), 0u);
+    EXPECT_TRUE(frame.serializeEnabled());
+    frame.setFrameNum(7);
+    EXPECT_EQ(hex(serialized(frame)), "09 00 06 01 00 00 00 07 00");
+    EXPECT_FALSE(frame.forbidDuplicateSiblings());
+    EXPECT_EQ(EngineOutputData::THIS_OBJECT_ID, 0x09);
+    EXPECT_EQ(EngineOutputData::LOGFILE_EXTENSION(), L".vql");
+    EXPECT_EQ(EngineOutputData::LOGFILE_INDEX_EXTENSION(), L".ivql");
+}
+
+TEST_F(EngineOutputDataTest, SelectingWhatIsWritten) {
+    EngineOutputData frame;
+    frame.addSubObject(testRecord(vqtest::TEST_RECORD_A, 1));
+    frame.addSubObject(testRecord(vqtest::TEST_RECORD_B, 2));
+    frame.setSerialableSubObjectsEnabled({vqtest::TEST_RECORD_A}, false);
+    EXPECT_EQ(hex(serialized(frame)),
+              hex(bytes("09 00 0F 01 00 00 00 00 01 | 70 00 06 01 00 00 00 01 00")));
+    EXPECT_TRUE(frame.serializeEnabled());
+    EXPECT_TRUE(frame.subObject(vqtest::TEST_RECORD_B));  // still reachable
+
+    // Nested: a frame inside the frame holding both kinds.
+    boost::shared_ptr<EngineOutputData> inner(new EngineOutputData);
+    auto inner_a = testRecord(vqtest::TEST_RECORD_A);
+    auto inner_b = testRecord(vqtest::TEST_RECORD_B);
+    inner->addSubObject(inner_a);
+    inner->addSubObject(inner_b);
+    frame.addSubObject(inner);
+    const std::vector<char> list = {vqtest::TEST_RECORD_A, 0x09};
+    frame.setSerialableSubObjectsEnabled(list, false);
+    EXPECT_TRUE(inner->serializeEnabled());
+    EXPECT_TRUE(inner_b->serializeEnabled());  // not recursive: the inner flags stay
+    frame.setSerialableSubObjectsEnabled(list, true);
+    EXPECT_TRUE(inner_a->serializeEnabled());
+    EXPECT_FALSE(inner_b->serializeEnabled());
+    // A disabled sub-object is not descended into.
+    inner_b->setSerializeEnabled(true);
+    frame.setSerialableSubObjectsEnabled({vqtest::TEST_RECORD_A}, true);
+    EXPECT_FALSE(inner->serializeEnabled());
+    EXPECT_TRUE(inner_b->serializeEnabled());
+}
+
+TEST_F(EngineOutputDataTest, OnlyEngineRecordsJoinAFrame) {
+    EngineOutputData frame;
+    EXPECT_SERIALIZABLE_ERROR(
+        frame.addSubObject(boost::shared_ptr<vqtest::PlainRecord>(new vqtest::PlainRecord("x"))),
+        "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
+    EXPECT_EQ(frame.numSubObjects(), 0);
+}
+
+TEST_F(EngineOutputDataTest, EyeIdNames) {
+    EXPECT_EQ(EngineOutputBase::eyeIdName(vq::eod::RIGHT_EYE), "RIGHT EYE");
+    EXPECT_EQ(EngineOutputBase::eyeIdName(vq::eod::LEFT_EYE), "LEFT EYE");
+    EXPECT_EQ(EngineOutputBase::eyeIdName(vq::eod::BOTH_EYES), "BOTH EYES");
+    EXPECT_PRECONDITION(EngineOutputBase::eyeIdName(static_cast<vq::eod::EyeId>(3)),
+                        "src/eod/engineoutputbase.cpp",
+                        "eye_id should be either LEFT_EYE, RIGHT_EYE or BOTH_EYES");
+}
+
+TEST_F(EngineOutputDataTest, PrintingListsTheFrameNumberFirst) {
+    EngineOutputData frame;
+    frame.setFrameNum(42);
+    frame.addSubObject(testRecord(vqtest::TEST_RECORD_A, -3));
+    std::ostringstream header, line;
+    frame.printHeader(header);
+    frame.printLine(line);
+    EXPECT_EQ(header.str(), "      FRAME_NUM      TEST_VALUE ");
+    EXPECT_EQ(line.str(), "             42              -3 ");
+}
+
+TEST_F(EngineOutputDataTest, CloneResetAndFlagByte) {
+    ResettableFrame frame;
+    frame.setFrameNum(5);
+    frame.addSubObject(testRecord(vqtest::TEST_RECORD_A, 1));
+    std::unique_ptr<EngineOutputData> copy(frame.clone());
+    EXPECT_EQ(hex(serialized(*copy)), hex(serialized(frame)));
+    EXPECT_NE(copy->subObject(vqtest::TEST_RECORD_A), frame.subObject(vqtest::TEST_RECORD_A));
+
+    frame.setSerializeEnabled(false);
+    frame.reset();
+    EXPECT_TRUE(frame.serializeEnabled());
+    EXPECT_EQ(frame.numSubObjects(), 0);
+    EXPECT_EQ(frame.frameNum(), 5u);
+
+    // Any non-zero flag byte reads as enabled.
+    int pos = 0;
+    EngineOutputData read;
+    ASSERT_TRUE(read.unSerialize(bytes("09 00 06 05 00 00 00 01 00"), pos));
+    EXPECT_TRUE(read.serializeEnabled());
+    EXPECT_EQ(hex(serialized(read)), "09 00 06 01 00 00 00 01 00");
+}
+
+}  // namespace

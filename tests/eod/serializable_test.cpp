@@ -1,0 +1,312 @@
+// The record encoding: header forms, field encoders and decoders, whole-object reads.
+#include "vq/eod/serializable.h"
+
+#include <gtest/gtest.h>
+
+#include <cmath>
+#include <limits>
+#include <sstream>
+
+#include "vq/eod/engineoutputdata.h"
+#include "vq/eod/serializableerror.h"
+#include "vqtest/expect.h"
+#include "vqtest/hex.h"
+#include "vqtest/testrecords.h"
+
+namespace vq::eod::detail {
+// Reaches the private primitives of Serializable.
+struct SerializableProbe : Serializable {
+    using Serializable::appendBuffer;
+    using Serializable::appendRawBytes;
+    using Serializable::appendValue;
+    using Serializable::checkReadPos;
+    using Serializable::readBuffer;
+    using Serializable::readRawBytes;
+    using Serializable::readValue;
+    static void appendNBytes(ByteBuffer& b, const char* src, int n) {
+        Serializable::appendNBytes(b, src, n);
+    }
+    static void readNBytes(const ByteBuffer& b, int& pos, char* dst, int n) {
+        Serializable::readNBytes(b, pos, dst, n);
+    }
+};
+}  // namespace vq::eod::detail
+
+namespace {
+
+using vq::eod::ByteBuffer;
+using vq::eod::EngineOutputData;
+using vq::eod::Serializable;
+using vq::eod::SerializableError;
+using Probe = vq::eod::detail::SerializableProbe;
+using vqtest::bytes;
+using vqtest::hex;
+
+TEST(SerializableHeader, ShortAndExtendedForms) {
+    struct Case {
+        unsigned int size;
+        const char* header;
+    };
+    for (const Case& c :
+         {Case{0, "09 00 00"}, Case{65534, "09 FF FE"}, Case{65535, "09 FF FF 00 00 FF FF"},
+          Case{70000, "09 FF FF 00 01 11 70"}}) {
+        ByteBuffer buffer;
+        Serializable::writeHeader(buffer, 0x09, c.size);
+        EXPECT_EQ(hex(buffer), c.header) << c.size;
+        EXPECT_EQ(Serializable::numHeaderBytes(c.size), buffer.size());
+        EXPECT_EQ(Serializable::extendedHeaderSize(c.size), buffer.size() == 7);
+    }
+    EXPECT_EQ(Serializable::minHeaderBytes(), 3);
+    EXPECT_EQ(Serializable::extendedHeaderSizeMagicCookie(), 0xFFFF);
+}
+
+TEST(SerializableHeader, ReadDataSizeHeaderReportsIncompleteObjects) {
+    unsigned int size = 12345;
+    int pos = 0;
+    // One byte left: not even the short size.
+    EXPECT_FALSE(Serializable::readDataSizeHeader(bytes("00"), pos, &size));
+    EXPECT_EQ(pos, 0);
+    // The cookie and only 3 of the 4 size bytes: the position stays after the cookie.
+    EXPECT_FALSE(Serializable::readDataSizeHeader(bytes("FF FF 00 00 01"), pos, &size));
+    EXPECT_EQ(pos, 2);
+    // More data announced than there is: the size is not stored.
+    pos = 0;
+    EXPECT_FALSE(Serializable::readDataSizeHeader(bytes("00 03 AA BB"), pos, &size));
+    EXPECT_EQ(pos, 2);
+    EXPECT_EQ(size, 12345u);
+    // Complete, both forms.
+    pos = 0;
+    EXPECT_TRUE(Serializable::readDataSizeHeader(bytes("00 02 AA BB"), pos, &size));
+    EXPECT_EQ(pos, 2);
+    EXPECT_EQ(size, 2u);
+    ByteBuffer extended = bytes("FF FF 00 00 FF FF");
+    extended.resize(extended.size() + 65535);
+    pos = 0;
+    EXPECT_TRUE(Serializable::readDataSizeHeader(extended, pos, &size));
+    EXPECT_EQ(pos, 6);
+    EXPECT_EQ(size, 65535u);
+    // A size of 4 GiB in front of 20 bytes is incomplete, not an allocation.
+    ByteBuffer huge = bytes("FF FF FF FF FF F0");
+    huge.resize(huge.size() + 20);
+    pos = 0;
+    EXPECT_FALSE(Serializable::readDataSizeHeader(huge, pos, nullptr));
+}
+
+TEST(SerializablePrimitives, EncodingsAreBigEndian) {
+    ByteBuffer buffer;
+    const std::uint64_t u64 = 0x0102030405060708ULL;
+    Probe::appendNBytes(buffer, reinterpret_cast<const char*>(&u64), 8);
+    const float one = 1.0f;
+    Probe::appendNBytes(buffer, reinterpret_cast<const char*>(&one), 4);
+    Probe::appendValue(buffer, 1.0);
+    Probe::appendValue(buffer, static_cast<short>(-2));
+    Probe::appendValue(buffer, static_cast<char>('A'));
+    Probe::appendBuffer(buffer, std::string());
+    Probe::appendBuffer(buffer, std::string("abc"));
+    Probe::appendBuffer(buffer, true);
+    Probe::appendBuffer(buffer, false);
+    Probe::appendRawBytes(buffer, "\x01\xAA", 2);
+    EXPECT_EQ(hex(buffer), hex(bytes("01 02 03 04 05 06 07 08 | 3F 80 00 00 | "
+                                     "3F F0 00 00 00 00 00 00 | FF FE | 41 | 00 | 61 62 63 00 | "
+                                     "01 | 00 | 01 AA")));
+
+    int pos = 0;
+    std::uint64_t u64_read = 0;
+    Probe::readNBytes(buffer, pos, reinterpret_cast<char*>(&u64_read), 8);
+    EXPECT_EQ(u64_read, u64);
+    float f = 0;
+    double d = 0;
+    short s = 0;
+    char c = 0;
+    Probe::readValue(buffer, pos, f);
+    Probe::readValue(buffer, pos, d);
+    Probe::readValue(buffer, pos, s);
+    Probe::readValue(buffer, pos, c);
+    EXPECT_EQ(f, 1.0f);
+    EXPECT_EQ(d, 1.0);
+    EXPECT_EQ(s, -2);
+    EXPECT_EQ(c, 'A');
+    std::string empty = "x", abc;
+    Probe::readBuffer(buffer, pos, empty);
+    Probe::readBuffer(buffer, pos, abc);
+    EXPECT_EQ(empty, "");
+    EXPECT_EQ(abc, "abc");
+    bool t = false, f2 = true;
+    Probe::readBuffer(buffer, pos, t);
+    Probe::readBuffer(buffer, pos, f2);
+    EXPECT_TRUE(t);
+    EXPECT_FALSE(f2);
+    unsigned char raw[2] = {};
+    Probe::readRawBytes(buffer, pos, raw, 2);
+    EXPECT_EQ(raw[1], 0xAA);
+    EXPECT_EQ(pos, static_cast<int>(buffer.size()));
+
+    // Any non-zero byte reads as true; NaN keeps its bit pattern.
+    pos = 0;
+    Probe::readBuffer(bytes("07"), pos, t);
+    EXPECT_TRUE(t);
+    ByteBuffer nan_bytes;
+    Probe::appendValue(nan_bytes, std::numeric_limits<float>::quiet_NaN());
+    EXPECT_EQ(hex(nan_bytes), "7F C0 00 00");
+}
+
+TEST(SerializablePrimitives, FailuresNameTheirCause) {
+    const ByteBuffer abc = bytes("61 62 63");
+    int pos = 0;
+    std::string text;
+    EXPECT_SERIALIZABLE_ERROR(Probe::readBuffer(abc, pos, text),
+                              "Serializable::readBuffer() - Missing terminator for string.");
+    EXPECT_EQ(pos, 3);
+
+    const ByteBuffer six(6, 0);
+    pos = 3;
+    std::uint32_t value = 0;
+    EXPECT_SERIALIZABLE_ERROR(Probe::readValue(six, pos, value),
+                              "Serializable::checkReadPos() - Attempt to read past end of buffer.");
+    EXPECT_EQ(pos, 3);
+    unsigned char raw[8];
+    EXPECT_SERIALIZABLE_ERROR(Probe::readRawBytes(six, pos, raw, 4),
+                              "Serializable::checkReadPos() - Attempt to read past end of buffer.");
+    // A count that would wrap a 32-bit sum is still past the end.
+    EXPECT_SERIALIZABLE_ERROR(Probe::readRawBytes(six, pos, raw, 0xFFFFFFFFull),
+                              "Serializable::checkReadPos() - Attempt to read past end of buffer.");
+    Probe::readRawBytes(six, pos, raw, 0);
+    EXPECT_EQ(pos, 3);
+
+    pos = -1;
+    EXPECT_PRECONDITION(Probe::readValue(six, pos, value), "src/eod/serializable.cpp",
+                        "read_pos is negative");
+    EXPECT_PRECONDITION(Probe::readBuffer(six, pos, text), "src/eod/serializable.cpp",
+                        "read_pos is negative");
+    pos = 0;
+    EXPECT_PRECONDITION(Probe::readRawBytes(six, pos, nullptr, 1), "src/eod/serializable.cpp",
+                        "array is NULL");
+    ByteBuffer out;
+    EXPECT_PRECONDITION(Probe::appendNBytes(out, "abc", 3), "src/eod/serializable.cpp",
+                        "num_bytes should be one of 1, 2, 4 or 8");
+    EXPECT_PRECONDITION(Probe::readNBytes(six, pos, reinterpret_cast<char*>(raw), 3),
+                        "src/eod/serializable.cpp", "num_bytes should be one of 1, 2, 4 or 8");
+    EXPECT_TRUE(out.empty());
+}
+
+class SerializableObject : public ::testing::Test {
+protected:
+    void SetUp() override { vqtest::registerTestRecords(); }
+};
+
+TEST_F(SerializableObject, UnSerializeChecksHeaderAndSize) {
+    EngineOutputData frame;
+    // Two bytes: incomplete, nothing consumed.
+    int pos = 0;
+    EXPECT_FALSE(frame.unSerialize(bytes("09 00"), pos));
+    EXPECT_EQ(pos, 0);
+    unsigned int status = 0;
+    EXPECT_FALSE(frame.unSerializeWithStatus(bytes("09 00"), pos, status));
+    EXPECT_EQ(status, 4u);
+
+    // Another class's ID.
+    EXPECT_SERIALIZABLE_ERROR(
+        frame.unSerialize(bytes("70 00 06 01 00 00 00 07 00"), pos),
+        "Serializable::unSerialize() - objectid in buffer does not match this object.");
+
+    // The header announces one byte more than the record reads.
+    const ByteBuffer long_header = bytes("09 00 07 01 00 00 00 07 00 EE");
+    EXPECT_SERIALIZABLE_ERROR(frame.unSerialize(long_header, pos),
+                              "Serializable::unSerialize() - data_size in header wrong.");
+    status = 0;
+    pos = 0;
+    EXPECT_FALSE(frame.unSerializeWithStatus(long_header, pos, status));
+    EXPECT_EQ(status, 8u);
+    EXPECT_EQ(pos, 0);
+
+    // More data announced than the buffer holds.
+    status = 0;
+    EXPECT_FALSE(frame.unSerializeWithStatus(bytes("09 00 20 01 00"), pos, status));
+    EXPECT_EQ(status, 4u);
+    EXPECT_FALSE(frame.unSerialize(bytes("09 00 20 01 00"), pos));
+    EXPECT_EQ(pos, 0);
+
+    // Success moves the position past the object only.
+    const ByteBuffer two = bytes("09 00 06 01 00 00 00 07 00 | 09 00 06 01 00 00 00 08 00");
+    pos = 9;
+    EXPECT_TRUE(frame.unSerialize(two, pos));
+    EXPECT_EQ(pos, 18);
+    EXPECT_EQ(frame.frameNum(), 8u);
+
+    pos = -2;
+    EXPECT_PRECONDITION(frame.unSerialize(two, pos), "src/eod/serializable.cpp",
+                        "negative read_pos");
+    EXPECT_PRECONDITION(frame.unSerializeWithStatus(two, pos, status), "src/eod/serializable.cpp",
+                        "negative read_pos");
+}
+
+TEST_F(SerializableObject, SerializeWritesHeaderThenData) {
+    EngineOutputData frame;
+    frame.setFrameNum(0x01020304);
+    ByteBuffer buffer = bytes("AA");
+    frame.serialize(buffer);
+    EXPECT_EQ(hex(buffer), "AA 09 00 06 01 01 02 03 04 00");
+    EXPECT_EQ(frame.numTotalBytes(), 9u);
+
+    frame.setSerializeEnabled(false);
+    EXPECT_SERIALIZABLE_ERROR(frame.serialize(buffer),
+                              "Serializable::serialize() - trying to serialize invalid object.");
+    EXPECT_EQ(buffer.size(), 10u);
+
+    // A record of 70000 bytes takes the extended header.
+    vqtest::PlainRecord big(std::string(69999, 'x'));
+    const ByteBuffer big_bytes = vqtest::serialized(big);
+    EXPECT_EQ(hex(ByteBuffer(big_bytes.begin(), big_bytes.begin() + 7)), "74 FF FF 00 01 11 70");
+    EXPECT_EQ(big.numTotalBytes(), 70007u);
+    vqtest::PlainRecord read_back;
+    int pos = 0;
+    EXPECT_TRUE(read_back.unSerialize(big_bytes, pos));
+    EXPECT_EQ(read_back.text(), big.text());
+}
+
+TEST_F(SerializableObject, WriteToBinaryStreamAndPrinting) {
+    EngineOutputData frame;
+    frame.setFrameNum(7);
+    std::ostringstream out;
+    frame.writeToBinaryStream(out);
+    EXPECT_EQ(out.str(), std::string("\x09\x00\x06\x01\x00\x00\x00\x07\x00", 9));
+
+    std::ostringstream failed;
+    failed.setstate(std::ios::failbit);
+    EXPECT_PRECONDITION(frame.writeToBinaryStream(failed), "src/eod/serializable.cpp",
+                        "output_stream not valid");
+    EXPECT_TRUE(failed.str().empty());
+
+    std::ostringstream line, streamed;
+    frame.printLine(line);
+    streamed << frame;
+    EXPECT_EQ(streamed.str(), line.str());
+    EXPECT_EQ(line.str(), "              7 ");
+}
+
+// A frame subclass without its own allocation operators: larger than the pool blocks of its
+// base, it must get heap blocks of its real size.
+struct BiggerFrame : EngineOutputData {
+    unsigned char extra[512];
+};
+
+TEST_F(SerializableObject, PooledAllocationKeepsObjectsApart) {
+    std::vector<std::unique_ptr<BiggerFrame>> bigger;
+    std::vector<std::unique_ptr<EngineOutputData>> frames;
+    for (int i = 0; i < 40; ++i) {
+        bigger.emplace_back(new BiggerFrame);
+        std::memset(bigger.back()->extra, i, sizeof(bigger.back()->extra));
+        frames.emplace_back(new EngineOutputData);
+        frames.back()->setFrameNum(static_cast<unsigned int>(i));
+    }
+    for (int i = 0; i < 40; ++i) {
+        EXPECT_EQ(frames[i]->frameNum(), static_cast<unsigned int>(i));
+        EXPECT_EQ(bigger[i]->extra[511], i);
+        EXPECT_EQ(hex(vqtest::serialized(*bigger[i])).substr(0, 8), "09 00 06");
+    }
+    // Records cloned from the pool are released through a pointer to the base.
+    std::unique_ptr<Serializable> copy(frames[3]->clone());
+    EXPECT_EQ(static_cast<EngineOutputData&>(*copy).frameNum(), 3u);
+}
+
+}  // namespace

@@ -1,0 +1,234 @@
+// The factory: registration rules, reading from buffers and streams, status words.
+#include "vq/eod/serializablefactory.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "vq/eod/engineoutputdata.h"
+#include "vq/eod/serializableerror.h"
+#include "vqtest/expect.h"
+#include "vqtest/hex.h"
+#include "vqtest/testrecords.h"
+
+namespace {
+
+using vq::eod::ByteBuffer;
+using vq::eod::EngineOutputData;
+using vq::eod::Serializable;
+using vq::eod::SerializableFactory;
+using vqtest::bytes;
+using vqtest::TestRecord;
+namespace status = vq::eod::status;
+
+boost::shared_ptr<Serializable> createFrame() {
+    return boost::shared_ptr<Serializable>(new EngineOutputData);
+}
+boost::shared_ptr<Serializable> createRecordA() {
+    return boost::shared_ptr<Serializable>(new TestRecord(vqtest::TEST_RECORD_A));
+}
+boost::shared_ptr<Serializable> createRecordReporting09() {
+    return boost::shared_ptr<Serializable>(new TestRecord(0x09));
+}
+boost::shared_ptr<Serializable> createNothing() {
+    return boost::shared_ptr<Serializable>();
+}
+
+std::istringstream stream(const ByteBuffer& buffer) {
+    return std::istringstream(std::string(buffer.begin(), buffer.end()));
+}
+
+class SerializableFactoryTest : public ::testing::Test {
+protected:
+    void SetUp() override { vqtest::registerTestRecords(); }
+};
+
+TEST_F(SerializableFactoryTest, ReadsAFrameFromABuffer) {
+    const ByteBuffer buffer = bytes("09 00 06 01 00 00 00 07 00");
+    int pos = 0;
+    auto frame =
+        boost::dynamic_pointer_cast<EngineOutputData>(SerializableFactory::newObject(buffer, pos));
+    ASSERT_TRUE(frame);
+    EXPECT_EQ(frame->frameNum(), 7u);
+    EXPECT_EQ(frame->numSubObjects(), 0);
+    EXPECT_EQ(pos, 9);
+}
+
+TEST_F(SerializableFactoryTest, UnknownObjectsAreSkippedNotFailed) {
+    const ByteBuffer buffer = bytes("7F 00 02 AA BB");
+    int pos = 0;
+    EXPECT_FALSE(SerializableFactory::newObject(buffer, pos));
+    EXPECT_EQ(pos, 5);
+    unsigned int st = 0;
+    pos = 0;
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(buffer, pos, st));
+    EXPECT_EQ(pos, 5);
+    EXPECT_EQ(st, status::UNKNOWN_OBJECT_ID);
+    st = 0;
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(0x7F, st));
+    EXPECT_EQ(st, status::UNKNOWN_OBJECT_ID);
+}
+
+TEST_F(SerializableFactoryTest, IncompleteAndDamagedObjects) {
+    const ByteBuffer short_frame = bytes("09 00 05 00");
+    int pos = 0;
+    EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(short_frame, pos),
+                              "SerializableFactory::newObject - insufficient data in buffer");
+    unsigned int st = 0;
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(short_frame, pos, st));
+    EXPECT_EQ(st, status::INSUFFICIENT_DATA);
+    EXPECT_EQ(pos, 0);
+
+    // The header announces one byte more than a frame reads.
+    const ByteBuffer long_frame = bytes("09 00 07 01 00 00 00 07 00 EE");
+    EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(long_frame, pos),
+                              "SerializableFactory::newObject - could not unSerialize object");
+    st = 0;
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(long_frame, pos, st));
+    EXPECT_EQ(st, status::SIZE_MISMATCH);
+    EXPECT_EQ(pos, 0);
+
+    // A status word that already reports damage discards later objects but moves past them.
+    const ByteBuffer good = bytes("09 00 06 01 00 00 00 07 00");
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(good, pos, st));
+    EXPECT_EQ(pos, 9);
+    unsigned int fresh = 0;
+    pos = 0;
+    EXPECT_TRUE(SerializableFactory::newObjectWithStatus(good, pos, fresh));
+    EXPECT_EQ(fresh, 0u);
+
+    // Past the end of the buffer there is nothing to read.
+    pos = 9;
+    fresh = 0;
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(good, pos, fresh));
+    EXPECT_EQ(fresh, status::INSUFFICIENT_DATA);
+    pos = -1;
+    EXPECT_PRECONDITION(SerializableFactory::newObject(good, pos),
+                        "src/eod/serializablefactory.cpp", "negative read_pos");
+}
+
+TEST_F(SerializableFactoryTest, CanDeserializeNeedsHeaderAndData) {
+    const ByteBuffer frame = bytes("09 00 06 01 00 00 00 07 00");
+    EXPECT_FALSE(
+        SerializableFactory::canDeserialize(ByteBuffer(frame.begin(), frame.begin() + 2), 0));
+    EXPECT_FALSE(
+        SerializableFactory::canDeserialize(ByteBuffer(frame.begin(), frame.end() - 1), 0));
+    EXPECT_TRUE(SerializableFactory::canDeserialize(frame, 0));
+    EXPECT_FALSE(SerializableFactory::canDeserialize(frame, 9));
+    EXPECT_TRUE(SerializableFactory::canDeserialize(bytes("7F 00 00"), 0));
+}
+
+TEST_F(SerializableFactoryTest, RegistrationRules) {
+    // The same class again: the function registered before is the result.
+    const auto builtin = SerializableFactory::registerObjectType(0x09, &createFrame);
+    ASSERT_NE(builtin, nullptr);
+    EXPECT_EQ(SerializableFactory::registerObjectType(0x09, builtin), &createFrame);
+
+    // Another class for a taken ID.
+    EXPECT_ERROR_MESSAGE(SerializableFactory::registerObjectType(0x09, &createRecordReporting09),
+                         vq::eod::SerializableError,
+                         "An object type has already been registered for this object_id 9");
+    // A taken ID and a sample that reports another ID.
+    EXPECT_SERIALIZABLE_ERROR(
+        SerializableFactory::registerObjectType(vqtest::TEST_RECORD_B, &createRecordA),
+        "The provided object_id (113) is different to the objectID() of the registered object "
+        "(112)");
+    EXPECT_SERIALIZABLE_ERROR(SerializableFactory::registerObjectType(0x7A, nullptr),
+                              "The provided creation_fn_ptr is NULL.");
+    EXPECT_SERIALIZABLE_ERROR(SerializableFactory::registerObjectType(0x7A, &createNothing),
+                              "The provided creation function returned a NULL pointer");
+
+    // A free ID accepts a class whose objects report another ID, as it stands.
+    EXPECT_EQ(SerializableFactory::registerObjectType(0x7A, &createRecordReporting09), nullptr);
+    EXPECT_EQ(SerializableFactory::newObject(0x7A)->objectID(), 0x09);
+    EXPECT_EQ(SerializableFactory::unregisterObjectType(0x7A), &createRecordReporting09);
+    EXPECT_EQ(SerializableFactory::unregisterObjectType(0x7A), nullptr);
+    EXPECT_FALSE(SerializableFactory::newObject(0x7A));
+}
+
+TEST_F(SerializableFactoryTest, UnregisteredClassesAreSkippedInsideFrames) {
+    EngineOutputData frame;
+    frame.addSubObject(boost::shared_ptr<TestRecord>(new TestRecord(vqtest::TEST_RECORD_A, 4)));
+    frame.addSubObject(boost::shared_ptr<TestRecord>(new TestRecord(vqtest::TEST_RECORD_B, 5)));
+    const ByteBuffer buffer = vqtest::serialized(frame);
+    const auto fn = SerializableFactory::unregisterObjectType(vqtest::TEST_RECORD_A);
+    int pos = 0;
+    auto read =
+        boost::dynamic_pointer_cast<EngineOutputData>(SerializableFactory::newObject(buffer, pos));
+    SerializableFactory::registerObjectType(vqtest::TEST_RECORD_A, fn);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(pos, static_cast<int>(buffer.size()));
+    EXPECT_FALSE(read->hasSubObjectID(vqtest::TEST_RECORD_A));
+    EXPECT_TRUE(read->hasSubObjectID(vqtest::TEST_RECORD_B));
+}
+
+TEST_F(SerializableFactoryTest, ReadsObjectsFromStreams) {
+    EngineOutputData frame;
+    frame.setFrameNum(3);
+    frame.addSubObject(boost::shared_ptr<TestRecord>(new TestRecord(vqtest::TEST_RECORD_A, 4)));
+    ByteBuffer buffer = vqtest::serialized(frame);
+    const ByteBuffer unknown = bytes("7F 00 02 AA BB");
+    buffer.insert(buffer.begin(), unknown.begin(), unknown.end());
+    const vqtest::PlainRecord big(std::string(70000, 'y'));  // extended header on the stream
+    const ByteBuffer big_bytes = vqtest::serialized(big);
+    buffer.insert(buffer.end(), big_bytes.begin(), big_bytes.end());
+
+    auto in = stream(buffer);
+    EXPECT_FALSE(SerializableFactory::newObject(in));  // the unknown object, skipped
+    auto read = boost::dynamic_pointer_cast<EngineOutputData>(SerializableFactory::newObject(in));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read->frameNum(), 3u);
+    EXPECT_EQ(read->subObjectAs<TestRecord>(vqtest::TEST_RECORD_A)->value(), 4);
+    auto plain =
+        boost::dynamic_pointer_cast<vqtest::PlainRecord>(SerializableFactory::newObject(in));
+    ASSERT_TRUE(plain);
+    EXPECT_EQ(plain->text(), big.text());
+    EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(in),
+                              "SerializableFactory::newObject - End-of-file encountered when "
+                              "trying to read Serializable object");
+
+    auto again = stream(buffer);
+    unsigned int st = 0;
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(again, st));
+    EXPECT_EQ(st, status::UNKNOWN_OBJECT_ID);
+    EXPECT_TRUE(SerializableFactory::newObjectWithStatus(again, st));
+    EXPECT_TRUE(SerializableFactory::newObjectWithStatus(again, st));
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(again, st));
+    EXPECT_EQ(st, status::UNKNOWN_OBJECT_ID | status::INSUFFICIENT_DATA);
+}
+
+TEST_F(SerializableFactoryTest, TruncatedStreams) {
+    struct Case {
+        const char* bytes;
+        const char* message;
+    };
+    const Case cases[] = {
+        {"09 00",
+         "SerializableFactory::newObject - An error occurred when trying to read object "
+         "size from stream"},
+        {"09 FF FF 00",
+         "SerializableFactory::newObject - An error occurred when trying to read "
+         "object size from stream"},
+        {"09 00 06 01 00 00", "An error occurred when trying to read object data from the stream"},
+        // 4 GiB announced in front of 20 bytes: memory follows what was read, not the header.
+        {"09 FF FF FF FF FF F0 01 00 00 00 07 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00",
+         "An error occurred when trying to read object data from the stream"},
+    };
+    for (const Case& c : cases) {
+        auto in = stream(bytes(c.bytes));
+        EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(in), c.message);
+        auto again = stream(bytes(c.bytes));
+        unsigned int st = 0;
+        EXPECT_FALSE(SerializableFactory::newObjectWithStatus(again, st));
+        EXPECT_EQ(st, status::INSUFFICIENT_DATA) << c.bytes;
+    }
+    // An unknown object cut short by the end of the stream gives null.
+    auto cut = stream(bytes("7F 00 10 AA"));
+    EXPECT_FALSE(SerializableFactory::newObject(cut));
+    // A size that does not match what the record reads passes the record's error through.
+    auto mismatch = stream(bytes("09 00 07 01 00 00 00 07 00 EE"));
+    EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(mismatch),
+                              "Serializable::unSerialize() - data_size in header wrong.");
+}
+
+}  // namespace
