@@ -1,13 +1,49 @@
 #include "vq/eod/serializable.h"
 
+#include <algorithm>
 #include <ostream>
 
+#include "eod/bufferrefill_internal.h"
 #include "eod/precondition_internal.h"
 #include "vq/eod/serializableerror.h"
 
 namespace vq::eod {
 
 VQ_EOD_DEFINE_POOL_ALLOCATION(Serializable)
+
+namespace {
+
+// Bytes that the sub-objects read inside the object being read consumed beyond their announced
+// sizes, and the announced end of that object's data.
+thread_local unsigned long long unannounced_inside = 0;
+thread_local int announced_data_end = -1;
+
+// Collects what the objects read inside one whole-object read consumed beyond their announced
+// sizes, and hands that object's own excess on to the read around it.
+class ReadScope {
+public:
+    explicit ReadScope(int data_end)
+        : _outer_unannounced(unannounced_inside), _outer_end(announced_data_end) {
+        unannounced_inside = 0;
+        announced_data_end = data_end;
+    }
+    ~ReadScope() {
+        unannounced_inside = _outer_unannounced + _excess;
+        announced_data_end = _outer_end;
+    }
+    ReadScope(const ReadScope&) = delete;
+    ReadScope& operator=(const ReadScope&) = delete;
+
+    unsigned long long inside() const { return unannounced_inside; }
+    void setExcess(unsigned long long excess) { _excess = excess; }
+
+private:
+    unsigned long long _outer_unannounced;
+    int _outer_end;
+    unsigned long long _excess = 0;
+};
+
+}  // namespace
 
 Serializable::~Serializable() = default;
 
@@ -17,6 +53,14 @@ bool Serializable::serializeEnabled() const {
 
 bool Serializable::forbidDuplicateSiblings() const {
     return true;
+}
+
+unsigned int Serializable::numUnannouncedDataBytes() const {
+    return 0;
+}
+
+int Serializable::announcedDataEnd() {
+    return announced_data_end;
 }
 
 void Serializable::readFromBufferWithStatus(const ByteBuffer& buffer, int& read_pos,
@@ -65,8 +109,7 @@ bool Serializable::readWholeObject(const ByteBuffer& buffer, int& read_pos, unsi
         }
         return false;
     };
-    if (static_cast<std::size_t>(read_pos) > buffer.size() ||
-        buffer.size() - static_cast<std::size_t>(read_pos) < minHeaderBytes()) {
+    if (!detail::ensureAvailable(buffer, static_cast<std::size_t>(read_pos) + minHeaderBytes())) {
         return incomplete();
     }
     if (static_cast<char>(buffer[read_pos]) != objectID()) {
@@ -79,18 +122,23 @@ bool Serializable::readWholeObject(const ByteBuffer& buffer, int& read_pos, unsi
         return incomplete();
     }
     const int data_start = pos;
+    const unsigned int own_unannounced = numUnannouncedDataBytes();
+    detail::allowUnannouncedBytes(buffer, own_unannounced);
+    ReadScope scope(data_start + static_cast<int>(data_size));
     if (status != nullptr) {
         readFromBufferWithStatus(buffer, pos, *status);
     } else {
         readFromBuffer(buffer, pos);
     }
-    if (static_cast<unsigned int>(pos - data_start) != data_size) {
+    const unsigned long long consumed = static_cast<unsigned long long>(pos - data_start);
+    if (consumed != data_size + own_unannounced + scope.inside()) {
         if (status == nullptr) {
             throw SerializableError("Serializable::unSerialize() - data_size in header wrong.");
         }
         *status |= status::SIZE_MISMATCH;
         return false;
     }
+    scope.setExcess(consumed - data_size);
     read_pos = pos;
     return true;
 }
@@ -127,25 +175,21 @@ void Serializable::writeDataSizeHeader(ByteBuffer& buffer, unsigned int data_siz
 
 bool Serializable::readDataSizeHeader(const ByteBuffer& buffer, int& read_pos,
                                       unsigned int* data_size) {
-    // Remaining bytes counted in 64 bits, so a negative or huge position cannot wrap.
-    auto remaining = [&](int pos) {
-        return static_cast<long long>(buffer.size()) - static_cast<long long>(pos);
-    };
-    if (remaining(read_pos) < 2) {
+    if (read_pos < 0 || !detail::ensureAvailable(buffer, static_cast<std::size_t>(read_pos) + 2)) {
         return false;
     }
     unsigned short short_size = 0;
     readValue(buffer, read_pos, short_size);
     unsigned int size = short_size;
     if (short_size == extendedHeaderSizeMagicCookie()) {
-        if (remaining(read_pos) < 4) {
+        if (!detail::ensureAvailable(buffer, static_cast<std::size_t>(read_pos) + 4)) {
             return false;
         }
         readValue(buffer, read_pos, size);
     }
     // A position past the data must stay addressable by the signed 32-bit read position.
-    if (remaining(read_pos) < static_cast<long long>(size) ||
-        static_cast<long long>(read_pos) + size > INT_MAX) {
+    const unsigned long long end = static_cast<unsigned long long>(read_pos) + size;
+    if (end > INT_MAX || !detail::ensureAvailable(buffer, static_cast<std::size_t>(end))) {
         return false;
     }
     if (data_size != nullptr) {
@@ -274,18 +318,28 @@ void Serializable::readRawBytes(const ByteBuffer& buffer, int& read_pos, unsigne
 void Serializable::readBuffer(const ByteBuffer& buffer, int& read_pos, std::string& value) {
     VQ_REQUIRE(read_pos >= 0, "read_pos is negative");
     const std::size_t start = static_cast<std::size_t>(read_pos);
-    if (start >= buffer.size()) {
-        read_pos = static_cast<int>(buffer.size());
-        throw SerializableError("Serializable::readBuffer() - Missing terminator for string.");
+    std::size_t scanned = start;
+    for (;;) {
+        if (scanned < buffer.size()) {
+            const void* terminator =
+                std::memchr(buffer.data() + scanned, 0, buffer.size() - scanned);
+            if (terminator != nullptr) {
+                const std::size_t end = static_cast<std::size_t>(
+                    static_cast<const unsigned char*>(terminator) - buffer.data());
+                value.assign(reinterpret_cast<const char*>(buffer.data()) + start, end - start);
+                read_pos = static_cast<int>(end + 1);
+                return;
+            }
+            scanned = buffer.size();
+        }
+        // The terminator may still come from the buffer's refill, one byte at a time so that
+        // nothing beyond the string is taken.
+        if (scanned >= static_cast<std::size_t>(INT_MAX) ||
+            !detail::requestBytes(buffer, scanned + 1)) {
+            read_pos = static_cast<int>(std::min(buffer.size(), static_cast<std::size_t>(INT_MAX)));
+            throw SerializableError("Serializable::readBuffer() - Missing terminator for string.");
+        }
     }
-    const void* terminator = std::memchr(buffer.data() + start, 0, buffer.size() - start);
-    if (terminator == nullptr) {
-        read_pos = static_cast<int>(buffer.size());
-        throw SerializableError("Serializable::readBuffer() - Missing terminator for string.");
-    }
-    const std::size_t end = static_cast<const unsigned char*>(terminator) - buffer.data();
-    value.assign(reinterpret_cast<const char*>(buffer.data()) + start, end - start);
-    read_pos = static_cast<int>(end + 1);
 }
 
 void Serializable::readBuffer(const ByteBuffer& buffer, int& read_pos, bool& value) {
@@ -296,6 +350,15 @@ void Serializable::readBuffer(const ByteBuffer& buffer, int& read_pos, bool& val
 
 void Serializable::throwNegativeReadPos() {
     VQ_PRECONDITION_FAILED("read_pos is negative");
+}
+
+void Serializable::requestOrThrowReadPastEnd(const ByteBuffer& buffer, int read_pos,
+                                             unsigned long long count) {
+    const unsigned long long end = static_cast<unsigned long long>(read_pos) + count;
+    if (count > INT_MAX || end > INT_MAX ||
+        !detail::requestBytes(buffer, static_cast<std::size_t>(end))) {
+        throwReadPastEnd();
+    }
 }
 
 void Serializable::throwReadPastEnd() {

@@ -2,6 +2,7 @@
 
 #include <iterator>
 
+#include "eod/bufferrefill_internal.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
 
@@ -107,7 +108,7 @@ void SerializableComposite::printLine(std::ostream& stream) const {
 void SerializableComposite::readFromBuffer(const ByteBuffer& buffer, int& read_pos) {
     _sub_objects.clear();
     readOwnData(buffer, read_pos);
-    if (read_pos < 0 || static_cast<std::size_t>(read_pos) >= buffer.size()) {
+    if (read_pos < 0 || !detail::ensureAvailable(buffer, static_cast<std::size_t>(read_pos) + 1)) {
         throw SerializableError(
             "SerializableComposite::readFromBuffer() - data_size in header wrong, too much data "
             "read.");
@@ -119,7 +120,7 @@ void SerializableComposite::readFromBufferWithStatus(const ByteBuffer& buffer, i
                                                      unsigned int& status) {
     _sub_objects.clear();
     readOwnData(buffer, read_pos);
-    if (read_pos < 0 || static_cast<std::size_t>(read_pos) >= buffer.size()) {
+    if (read_pos < 0 || !detail::ensureAvailable(buffer, static_cast<std::size_t>(read_pos) + 1)) {
         status |= status::SIZE_MISMATCH;
         return;
     }

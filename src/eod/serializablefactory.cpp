@@ -6,6 +6,7 @@
 #include <string>
 #include <typeinfo>
 
+#include "eod/bufferrefill_internal.h"
 #include "eod/builtins_internal.h"
 #include "eod/precondition_internal.h"
 #include "vq/eod/serializableerror.h"
@@ -168,7 +169,7 @@ boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(const B
     VQ_REQUIRE(read_pos >= 0, "negative read_pos");
     int data_pos = read_pos + 1;
     unsigned int data_size = 0;
-    if (static_cast<std::size_t>(read_pos) >= buffer.size() ||
+    if (!detail::ensureAvailable(buffer, static_cast<std::size_t>(read_pos) + 1) ||
         !Serializable::readDataSizeHeader(buffer, data_pos, &data_size)) {
         status |= status::INSUFFICIENT_DATA;
         return boost::shared_ptr<Serializable>();
@@ -244,9 +245,20 @@ boost::shared_ptr<Serializable> SerializableFactory::newObject(std::istream& str
         throw SerializableError(
             "An error occurred when trying to read object data from the stream");
     }
+    // Records that announce fewer bytes than they hold take the rest from the stream.
+    detail::StreamRefill refill(stream, buffer, buffer.size());
     int read_pos = 0;
-    if (!object->unSerialize(buffer, read_pos)) {
-        throw SerializableError("An error occured when unserializing bytes read from the stream");
+    try {
+        if (!object->unSerialize(buffer, read_pos)) {
+            throw SerializableError(
+                "An error occured when unserializing bytes read from the stream");
+        }
+    } catch (const SerializableError&) {
+        if (refill.exhausted()) {
+            throw SerializableError(
+                "An error occurred when trying to read object data from the stream");
+        }
+        throw;
     }
     return object;
 }
@@ -272,8 +284,16 @@ boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(std::is
         status |= status::INSUFFICIENT_DATA;
         return boost::shared_ptr<Serializable>();
     }
+    detail::StreamRefill refill(stream, buffer, buffer.size());
     int read_pos = 0;
-    object->unSerializeWithStatus(buffer, read_pos, status);
+    try {
+        object->unSerializeWithStatus(buffer, read_pos, status);
+    } catch (const SerializableError&) {
+        if (!refill.exhausted()) {
+            throw;
+        }
+        status |= status::INSUFFICIENT_DATA;  // truncated in its unannounced bytes
+    }
     if ((status & (status::INSUFFICIENT_DATA | status::SIZE_MISMATCH)) != 0) {
         return boost::shared_ptr<Serializable>();
     }

@@ -43,6 +43,31 @@ void PlainRecord::readFromBuffer(const ByteBuffer& buffer, int& read_pos) {
     readBuffer(buffer, read_pos, _text);
 }
 
+void UndercountedRecord::appendEngineSpecificData(ByteBuffer& buffer) const {
+    appendValue(buffer, static_cast<std::uint64_t>(_values.size()));
+    for (int i = 0; i < 3; ++i) {
+        appendValue(buffer, std::uint64_t{0});
+    }
+    for (std::int32_t value : _values) {
+        appendValue(buffer, value);
+    }
+}
+
+void UndercountedRecord::readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) {
+    std::uint64_t count = 0;
+    readValue(buffer, read_pos, count);
+    for (int i = 0; i < 3; ++i) {
+        std::uint64_t unused = 0;
+        readValue(buffer, read_pos, unused);
+    }
+    _values.clear();
+    for (std::uint64_t i = 0; i < count; ++i) {
+        std::int32_t value = 0;
+        readValue(buffer, read_pos, value);
+        _values.push_back(value);
+    }
+}
+
 namespace {
 template <char ID>
 boost::shared_ptr<vq::eod::Serializable> createTestRecord() {
@@ -50,6 +75,9 @@ boost::shared_ptr<vq::eod::Serializable> createTestRecord() {
 }
 boost::shared_ptr<vq::eod::Serializable> createPlain() {
     return boost::shared_ptr<vq::eod::Serializable>(new PlainRecord);
+}
+boost::shared_ptr<vq::eod::Serializable> createUndercounted() {
+    return boost::shared_ptr<vq::eod::Serializable>(new UndercountedRecord);
 }
 boost::shared_ptr<vq::eod::Serializable> createContainer() {
     return boost::shared_ptr<vq::eod::Serializable>(new TestContainer);
@@ -65,6 +93,7 @@ void registerTestRecords() {
     SerializableFactory::registerObjectType(TEST_NEGATIVE, &createTestRecord<TEST_NEGATIVE>);
     SerializableFactory::registerObjectType(TEST_PLAIN, &createPlain);
     SerializableFactory::registerObjectType(TEST_CONTAINER, &createContainer);
+    SerializableFactory::registerObjectType(TEST_UNDERCOUNTED, &createUndercounted);
 }
 
 }  // namespace vqtest

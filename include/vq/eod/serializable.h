@@ -73,6 +73,12 @@ public:
     virtual void printHeader(std::ostream& stream) const = 0;
     // Whether a composite may hold only one object of this class (default true).
     virtual bool forbidDuplicateSiblings() const;
+    // Bytes of the record's own data (sub-objects not included) that numDataBytes() does not
+    // count, and its header therefore does not announce: 0 for every record except those with a
+    // labelled intersection block, which count its four 8-byte entry counts as 4 bytes each (16).
+    // Every record that encloses such a record announces that many bytes fewer than follow; the
+    // readers allow for exactly these bytes and no others.
+    virtual unsigned int numUnannouncedDataBytes() const;
 
     // ---- whole objects -----------------------------------------------------------------------
     // Appends the header and the data. Raises SerializableError when serializeEnabled() is false.
@@ -168,9 +174,12 @@ protected:
                                       ? buffer.size()
                                       : static_cast<std::size_t>(INT_MAX);
         if (count > limit || static_cast<std::size_t>(read_pos) > limit - count) {
-            throwReadPastEnd();
+            requestOrThrowReadPastEnd(buffer, read_pos, count);
         }
     }
+    // During a read hook of a whole object: the position where the data that the object's header
+    // announces ends (for records that keep their data as it came).
+    static int announcedDataEnd();
 
 private:
     friend struct detail::SerializableProbe;
@@ -190,6 +199,10 @@ private:
     bool readWholeObject(const ByteBuffer& buffer, int& read_pos, unsigned int* status);
 
     [[noreturn]] static void throwNegativeReadPos();
+    // The bytes beyond the buffer may still come from the buffer's refill (readers of streams);
+    // raises when they do not.
+    static void requestOrThrowReadPastEnd(const ByteBuffer& buffer, int read_pos,
+                                          unsigned long long count);
     [[noreturn]] static void throwReadPastEnd();
 };
 

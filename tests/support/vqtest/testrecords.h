@@ -4,6 +4,7 @@
 
 #include <cstdint>
 #include <string>
+#include <vector>
 
 #include "vq/eod/engineoutputbase.h"
 
@@ -16,6 +17,7 @@ constexpr char TEST_REPEATABLE = 0x73;  // a TestRecord that may repeat in a com
 constexpr char TEST_PLAIN = 0x74;       // PlainRecord
 constexpr char TEST_CONTAINER = 0x75;   // TestContainer
 constexpr char TEST_NEGATIVE = static_cast<char>(0x90);  // sorts before every positive ID
+constexpr char TEST_UNDERCOUNTED = 0x76;                 // UndercountedRecord
 
 // An engine record with one 32-bit field, its object ID given at construction.
 class TestRecord : public vq::eod::EngineOutputBase {
@@ -85,6 +87,32 @@ private:
 inline boost::shared_ptr<TestRecord> testRecord(char id, std::int32_t value = 0) {
     return boost::shared_ptr<TestRecord>(new TestRecord(id, value));
 }
+
+// An engine record whose size formula counts 16 bytes fewer than it writes, as a labelled
+// intersection block does: four 8-byte counts counted as 4 bytes each, then `values` 32-bit
+// values (the first count says how many).
+class UndercountedRecord : public vq::eod::EngineOutputBase {
+public:
+    explicit UndercountedRecord(std::vector<std::int32_t> values = {})
+        : _values(std::move(values)) {}
+
+    const std::vector<std::int32_t>& values() const { return _values; }
+    char objectID() const override { return TEST_UNDERCOUNTED; }
+    UndercountedRecord* clone() const override { return new UndercountedRecord(*this); }
+    unsigned int numUnannouncedDataBytes() const override { return 16; }
+    void printOwnHeader(std::ostream& /*stream*/) const override {}
+
+protected:
+    void printOwnData(std::ostream& /*stream*/) const override {}
+    void appendEngineSpecificData(vq::eod::ByteBuffer& buffer) const override;
+    void readEngineSpecificData(const vq::eod::ByteBuffer& buffer, int& read_pos) override;
+    unsigned int numEngineSpecificDataBytes() const override {
+        return static_cast<unsigned int>(4 * (_values.size() + 4));
+    }
+
+private:
+    std::vector<std::int32_t> _values;
+};
 
 // Registers the test classes with the factory (idempotent).
 void registerTestRecords();

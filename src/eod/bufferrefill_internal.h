@@ -1,0 +1,109 @@
+// Reading records that announce fewer bytes than they hold.
+//
+// A record with a labelled intersection block writes 16 bytes more than its size formula counts
+// (its four entry counts are 8 bytes each but counted as 4), so its header, and the header of
+// every record that encloses it, announces fewer bytes than follow. Recordings made this way are
+// read back exactly, without loosening the size checks for anything else:
+//
+// - Serializable::numUnannouncedDataBytes() tells how many bytes of a record's own data its size
+//   does not count (16 for a labelled block, 0 for every other record). A whole-object read
+//   requires the bytes consumed to equal the announced size, plus the record's own unannounced
+//   bytes, plus the bytes that the sub-objects read inside it consumed beyond their announced
+//   sizes.
+// - While one top-level object is read, a BufferRefill may be installed for its buffer. When a
+//   read needs bytes beyond the end of the buffer, the refill is asked for them. It may grant
+//   them only up to the object's announced end plus the unannounced bytes of the records met so
+//   far in the read, so an ordinary record can never read past its announced end. A StreamRefill
+//   reads exactly the bytes granted from a stream (a record file is read without touching the next
+//   record); a ShortfallRecorder grants nothing and notes the request, so that a socket reader
+//   can tell an object whose last bytes have not yet arrived from a damaged one.
+#pragma once
+
+#include <cstddef>
+#include <istream>
+
+#include <boost/shared_ptr.hpp>
+
+#include "vq/eod/serializable.h"
+
+namespace vq::eod::detail {
+
+class BufferRefill {
+public:
+    // Installs this refill for `buffer` on the calling thread until it is destroyed (refills
+    // nest). `announced_end` is the position where the top-level object's announced data ends.
+    BufferRefill(const ByteBuffer& buffer, std::size_t announced_end);
+    virtual ~BufferRefill();
+    BufferRefill(const BufferRefill&) = delete;
+    BufferRefill& operator=(const BufferRefill&) = delete;
+
+    // The largest end that may be granted now: the announced end plus the unannounced bytes of
+    // the records read so far.
+    std::size_t limit() const { return _announced_end + _allowance; }
+    // Whether a read asked for bytes beyond limit(): the data is damaged.
+    bool overrun() const { return _overrun; }
+
+protected:
+    // Makes the buffer hold at least `end` bytes (end <= limit()); returns whether it does.
+    virtual bool fill(std::size_t end) = 0;
+
+private:
+    friend bool requestBytes(const ByteBuffer& buffer, std::size_t end);
+    friend void allowUnannouncedBytes(const ByteBuffer& buffer, unsigned int count);
+
+    const ByteBuffer* _buffer;
+    std::size_t _announced_end;
+    std::size_t _allowance;
+    bool _overrun;
+    BufferRefill* _previous;
+};
+
+// Asks the refill installed for `buffer`, if any, to make it hold `end` bytes.
+bool requestBytes(const ByteBuffer& buffer, std::size_t end);
+
+// Whether `buffer` holds at least `end` bytes, after asking its refill for more.
+inline bool ensureAvailable(const ByteBuffer& buffer, std::size_t end) {
+    return buffer.size() >= end || requestBytes(buffer, end);
+}
+
+// Called when a record starts reading: lets the refill of `buffer` grant `count` more bytes.
+void allowUnannouncedBytes(const ByteBuffer& buffer, unsigned int count);
+
+// Reads granted bytes from a stream, exactly as many as asked for.
+class StreamRefill : public BufferRefill {
+public:
+    StreamRefill(std::istream& stream, ByteBuffer& buffer, std::size_t announced_end);
+    // Whether the stream ended before a granted request was met: the object is truncated.
+    bool exhausted() const { return _exhausted; }
+
+protected:
+    bool fill(std::size_t end) override;
+
+private:
+    std::istream& _stream;
+    ByteBuffer& _buffer;
+    bool _exhausted = false;
+};
+
+// Grants nothing; notes whether a read asked for bytes that may still come.
+class ShortfallRecorder : public BufferRefill {
+public:
+    using BufferRefill::BufferRefill;
+    // Whether a read asked for bytes beyond the buffer but within limit().
+    bool shortfall() const { return _shortfall; }
+
+protected:
+    bool fill(std::size_t end) override;
+
+private:
+    bool _shortfall = false;
+};
+
+// Reads one whole object at read_pos like SerializableFactory::newObject(buffer, read_pos), for a
+// buffer whose end may cut the object short. When the object is merely incomplete (its header or
+// its announced data, or the unannounced bytes of its records, are not all there yet) it returns
+// null with `incomplete` set and read_pos unchanged; a damaged object raises as newObject does.
+VQ_EOD_API boost::shared_ptr<Serializable> newObjectIfComplete(const ByteBuffer& buffer,
+                                                               int& read_pos, bool& incomplete);
+
+}  // namespace vq::eod::detail

@@ -1,0 +1,152 @@
+// Records that announce fewer bytes than they hold: read back exactly from buffers, streams and
+// buffers that arrive in pieces, without loosening the size check of any other record.
+#include "eod/bufferrefill_internal.h"
+
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "vq/eod/engineoutputdata.h"
+#include "vq/eod/serializableerror.h"
+#include "vq/eod/serializablefactory.h"
+#include "vqtest/expect.h"
+#include "vqtest/hex.h"
+#include "vqtest/testrecords.h"
+
+namespace {
+
+using vq::eod::ByteBuffer;
+using vq::eod::EngineOutputData;
+using vq::eod::Serializable;
+using vq::eod::SerializableFactory;
+using vqtest::bytes;
+using vqtest::hex;
+using vqtest::serialized;
+using vqtest::UndercountedRecord;
+
+// Frame 5 holding one under-counted record with the value 7: the frame announces 31 data bytes
+// (0x1F) and the record 22 (0x16); 16 more bytes follow in each.
+const char* const FRAME_5 =
+    "09 00 1F | 01 00 00 00 05 01 | 76 00 16 | 01 | 00 00 00 00 00 00 00 01 | "
+    "00 00 00 00 00 00 00 00 | 00 00 00 00 00 00 00 00 | 00 00 00 00 00 00 00 00 | "
+    "00 00 00 07 | 00";
+
+boost::shared_ptr<EngineOutputData> frameWith(unsigned int number,
+                                              std::vector<std::int32_t> values) {
+    boost::shared_ptr<EngineOutputData> frame(new EngineOutputData);
+    frame->setFrameNum(number);
+    frame->addSubObject(boost::shared_ptr<UndercountedRecord>(new UndercountedRecord(values)));
+    return frame;
+}
+
+std::istringstream streamOf(const ByteBuffer& buffer) {
+    return std::istringstream(std::string(buffer.begin(), buffer.end()));
+}
+
+class UnannouncedBytes : public ::testing::Test {
+protected:
+    void SetUp() override { vqtest::registerTestRecords(); }
+};
+
+TEST_F(UnannouncedBytes, WrittenAsTheSizeFormulaSaysAndReadBackFromABuffer) {
+    const ByteBuffer expected = bytes(FRAME_5);
+    EXPECT_EQ(hex(serialized(*frameWith(5, {7}))), hex(expected));
+    EXPECT_EQ(frameWith(5, {7})->numTotalBytes() + 16, expected.size());
+
+    // Nested one level deeper: every enclosing header falls short by the same 16 bytes.
+    EngineOutputData outer;
+    outer.setFrameNum(4);
+    outer.addSubObject(frameWith(5, {7}));
+    outer.addSubObject(vqtest::testRecord(vqtest::TEST_RECORD_A, 9));
+    ByteBuffer buffer = serialized(outer);
+    EXPECT_EQ(buffer.size(), outer.numTotalBytes() + 16);
+    buffer.push_back(0xEE);  // whatever follows is not touched
+
+    int pos = 0;
+    auto read =
+        boost::dynamic_pointer_cast<EngineOutputData>(SerializableFactory::newObject(buffer, pos));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(pos, static_cast<int>(buffer.size()) - 1);
+    EXPECT_EQ(hex(serialized(*read)), hex(ByteBuffer(buffer.begin(), buffer.end() - 1)));
+    auto inner = read->subObjectAs<EngineOutputData>(0x09);
+    ASSERT_TRUE(inner);
+    EXPECT_EQ(inner->subObjectAs<UndercountedRecord>(vqtest::TEST_UNDERCOUNTED)->values(),
+              std::vector<std::int32_t>{7});
+
+    // A frame whose header is off by one beside the 16 unannounced bytes is refused.
+    ByteBuffer extra = bytes(FRAME_5);
+    extra[2] = 0x20;  // announces 32 data bytes; 31 + 16 follow
+    extra.push_back(0x00);
+    pos = 0;
+    unsigned int status = 0;
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(extra, pos, status));
+    EXPECT_NE(status & vq::eod::status::SIZE_MISMATCH, 0u);
+}
+
+TEST_F(UnannouncedBytes, StreamsAreReadUpToTheRealEndAndNoFurther) {
+    ByteBuffer all = serialized(*frameWith(1, {1, 2}));
+    const ByteBuffer plain = serialized(EngineOutputData());
+    all.insert(all.end(), plain.begin(), plain.end());
+    const ByteBuffer second = serialized(*frameWith(2, {}));
+    all.insert(all.end(), second.begin(), second.end());
+
+    auto in = streamOf(all);
+    auto first = boost::dynamic_pointer_cast<EngineOutputData>(SerializableFactory::newObject(in));
+    ASSERT_TRUE(first);
+    EXPECT_EQ(first->subObjectAs<UndercountedRecord>(vqtest::TEST_UNDERCOUNTED)->values(),
+              (std::vector<std::int32_t>{1, 2}));
+    EXPECT_TRUE(SerializableFactory::newObject(in));
+    unsigned int status = 0;
+    auto last = boost::dynamic_pointer_cast<EngineOutputData>(
+        SerializableFactory::newObjectWithStatus(in, status));
+    ASSERT_TRUE(last);
+    EXPECT_EQ(status, 0u);
+    EXPECT_EQ(last->frameNum(), 2u);
+    EXPECT_EQ(in.peek(), std::char_traits<char>::eof());
+
+    // Cut inside the unannounced bytes: the same error as any truncated record.
+    const ByteBuffer cut(all.begin(), all.begin() + 45);
+    auto truncated = streamOf(cut);
+    EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(truncated),
+                              "An error occurred when trying to read object data from the stream");
+    auto truncated_again = streamOf(cut);
+    status = 0;
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(truncated_again, status));
+    EXPECT_EQ(status, vq::eod::status::INSUFFICIENT_DATA);
+}
+
+TEST_F(UnannouncedBytes, OrdinaryRecordsNeverReadPastTheirAnnouncedEnd) {
+    // A test record whose header announces 5 data bytes although it reads 6.
+    auto in = streamOf(bytes("70 00 05 01 00 00 00 07 | 00 EE"));
+    EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(in),
+                              "SerializableComposite::readFromBuffer() - data_size in header "
+                              "wrong, too much data read.");
+    EXPECT_EQ(in.get(), 0x00);  // the stream stands right after the announced data
+    EXPECT_EQ(in.get(), 0xEE);
+}
+
+TEST_F(UnannouncedBytes, PiecesTellIncompleteFromDamaged) {
+    const ByteBuffer full = bytes(FRAME_5);
+    for (std::size_t length = 0; length < full.size(); ++length) {
+        const ByteBuffer piece(full.begin(), full.begin() + static_cast<long>(length));
+        int pos = 0;
+        bool incomplete = false;
+        EXPECT_FALSE(vq::eod::detail::newObjectIfComplete(piece, pos, incomplete)) << length;
+        EXPECT_TRUE(incomplete) << length;
+        EXPECT_EQ(pos, 0);
+    }
+    int pos = 0;
+    bool incomplete = true;
+    EXPECT_TRUE(vq::eod::detail::newObjectIfComplete(full, pos, incomplete));
+    EXPECT_FALSE(incomplete);
+    EXPECT_EQ(pos, static_cast<int>(full.size()));
+
+    // A count that asks for far more bytes than the record may hold is damage, not a wait.
+    ByteBuffer damaged = full;
+    damaged[19] = 0x10;  // low byte of the value count: 16 values instead of 1
+    pos = 0;
+    EXPECT_THROW(vq::eod::detail::newObjectIfComplete(damaged, pos, incomplete),
+                 vq::eod::SerializableError);
+}
+
+}  // namespace
