@@ -27,8 +27,8 @@
 // - Reads. With useTimeouts false a read waits for its bytes without a time limit. With
 //   useTimeouts true a read of n bytes ends with TIMEOUT_ERROR when n * 100 ms have passed in
 //   all, or when 2000 ms pass without a byte once the first has arrived. Datagrams are read a
-//   byte at a time, so receiving gives up with TIMEOUT_ERROR as soon as the next byte of a
-//   frame, or of the silence before it, is more than 100 ms late.
+//   byte at a time, so a receive gives up with TIMEOUT_ERROR once the line has been silent for
+//   100 ms, before a frame or inside one.
 // - Writes. millis bounds every write and datagram sent: a positive value is the time the
 //   driver may take to accept all of the bytes, 0 means only what it accepts at once, a
 //   negative value means no limit. A write that runs out of time returns TIMEOUT_ERROR; part of
