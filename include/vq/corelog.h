@@ -7,6 +7,8 @@
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/eoderror.h"
 #include "vq/eod/export.h"
+#include "vq/eod/io/serialport.h"
+#include "vq/eod/io/serialporterror.h"
 #include "vq/eod/objectids.h"
 #include "vq/eod/poolallocation.h"
 #include "vq/eod/serializable.h"
