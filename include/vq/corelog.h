@@ -12,6 +12,8 @@
 #include "vq/eod/io/netinitialiser.h"
 #include "vq/eod/io/socketerror.h"
 #include "vq/eod/io/sockethandle.h"
+#include "vq/eod/io/tcpclient.h"
+#include "vq/eod/io/tcpendpoint.h"
 #include "vq/eod/io/tcpsocket.h"
 #include "vq/eod/objectids.h"
 #include "vq/eod/poolallocation.h"
