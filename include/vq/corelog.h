@@ -7,6 +7,7 @@
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/eoderror.h"
 #include "vq/eod/export.h"
+#include "vq/eod/io/datagramsocket.h"
 #include "vq/eod/io/engineoutputdatatcpclient.h"
 #include "vq/eod/io/inetaddress.h"
 #include "vq/eod/io/inetaddressexception.h"
