@@ -40,24 +40,14 @@ ip_mreq membershipRequest(const std::string& group) {
 }  // namespace
 
 DatagramSocket::DatagramSocket(int port, int receiveBufferSize, int sendBufferSize)
-    : _handle(newDatagramSocket()),
-      _receive_size(0),
-      _send_size(0),
-      _local_address(port),
-      _remote_address(0),
-      _connected(false) {
+    : _handle(newDatagramSocket()), _local_address(port) {
     bindLocal(port);
     setReceiveBufferSize(receiveBufferSize);
     setSendBufferSize(sendBufferSize);
 }
 
 DatagramSocket::DatagramSocket(std::vector<std::string> groups, int port)
-    : _handle(newDatagramSocket()),
-      _receive_size(0),
-      _send_size(0),
-      _local_address(port),
-      _remote_address(0),
-      _connected(false) {
+    : _handle(newDatagramSocket()), _local_address(port) {
     if (detail::setIntOption(_handle.fd(), SOL_SOCKET, SO_REUSEADDR, 1) != 0) {
         detail::throwSocketError("Could not set socket to REUSEADDR mode");
     }
@@ -249,11 +239,7 @@ void DatagramSocket::unsubscribeMulticast(std::string group) {
 }
 
 bool DatagramSocket::waitForData(int timeoutMillis) const {
-    const int ready = detail::waitForEvents(_handle.fd(), POLLIN, timeoutMillis);
-    if (ready < 0) {
-        detail::throwSocketError("Socket Error while waiting for data");
-    }
-    return ready > 0;
+    return detail::waitReady(_handle.fd(), POLLIN, timeoutMillis);
 }
 
 }  // namespace vq::eod::io

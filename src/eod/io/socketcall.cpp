@@ -136,6 +136,14 @@ int waitForEvents(int fd, short events, int timeout_millis) {
     }
 }
 
+bool waitReady(int fd, short events, int timeout_millis) {
+    const int ready = waitForEvents(fd, events, timeout_millis);
+    if (ready < 0) {
+        throwSocketError("Socket Error while waiting for data");
+    }
+    return ready > 0;
+}
+
 int connectTo(int fd, const sockaddr_in& address) {
     if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
         return 0;

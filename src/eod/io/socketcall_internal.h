@@ -52,6 +52,10 @@ auto retrySocketCall(Call&& call) -> decltype(call()) {
 // when poll failed (error recorded). A signal does not extend the wait.
 int waitForEvents(int fd, short events, int timeout_millis);
 
+// waitForEvents that raises SocketError "Socket Error while waiting for data: ..." when poll
+// fails; true when ready.
+bool waitReady(int fd, short events, int timeout_millis);
+
 // connect() that survives a signal: the connection under way is awaited and its result
 // reported. Returns 0 or -1 (error recorded).
 int connectTo(int fd, const sockaddr_in& address);

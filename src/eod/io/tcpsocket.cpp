@@ -272,19 +272,11 @@ void TcpSocket::setBufferSize(int option, Buffer& buffer) {
 }
 
 bool TcpSocket::waitForData(int timeoutMillis) const {
-    const int ready = detail::waitForEvents(_handle.fd(), POLLIN, timeoutMillis);
-    if (ready < 0) {
-        detail::throwSocketError("Socket Error while waiting for data");
-    }
-    return ready > 0;
+    return detail::waitReady(_handle.fd(), POLLIN, timeoutMillis);
 }
 
 bool TcpSocket::waitForSend(int timeoutMillis) const {
-    const int ready = detail::waitForEvents(_handle.fd(), POLLOUT, timeoutMillis);
-    if (ready < 0) {
-        detail::throwSocketError("Socket Error while waiting for data");
-    }
-    return ready > 0;
+    return detail::waitReady(_handle.fd(), POLLOUT, timeoutMillis);
 }
 
 }  // namespace vq::eod::io

@@ -114,12 +114,12 @@ private:
 
     SocketHandle _handle;                            // the descriptor
     std::vector<std::string> _groups;                // joined groups, in the order joined
-    int _receive_size;                               // largest datagram received; 0 until set
-    int _send_size;                                  // largest datagram sent; 0 until set
+    int _receive_size = 0;                           // largest datagram received; 0 until set
+    int _send_size = 0;                              // largest datagram sent; 0 until set
     std::unique_ptr<unsigned char[]> _receive_data;  // room for one datagram
     InetAddress _local_address;                      // 0.0.0.0 and the bound port
-    InetAddress _remote_address;                     // the connected peer
-    bool _connected;                                 // a default peer is set
+    InetAddress _remote_address{0};                  // the connected peer
+    bool _connected = false;                         // a default peer is set
 };
 
 }  // namespace vq::eod::io
