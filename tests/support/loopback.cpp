@@ -5,7 +5,6 @@
 #include <net/route.h>
 #include <sched.h>
 #include <sys/ioctl.h>
-#include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -37,14 +36,12 @@ std::unique_ptr<TcpSocket> LoopbackListener::accept() {
 }
 
 int closedPort() {
-    LoopbackListener listener;
-    return listener.port();
+    return LoopbackListener().port();
 }
 
 LoopbackPair connectedPair() {
     LoopbackListener listener;
-    LoopbackPair pair;
-    pair.client.reset(new TcpSocket(INVALID_SOCKET));
+    LoopbackPair pair{std::make_unique<TcpSocket>(INVALID_SOCKET), nullptr};
     pair.client->open();
     pair.client->connect(listener.address());
     pair.server = listener.accept();
@@ -53,72 +50,55 @@ LoopbackPair connectedPair() {
 
 namespace {
 
-std::string systemError(const char* what) {
-    return std::string(what) + ": " + std::strerror(errno);
-}
-
-sockaddr_in ipv4(const char* dotted) {
-    sockaddr_in address{};
-    address.sin_family = AF_INET;
-    address.sin_addr.s_addr = ::inet_addr(dotted);
-    return address;
-}
-
-// A route through lo; an empty string when it was added.
-std::string addLoopbackRoute(int fd, const char* destination, const char* mask, bool host) {
-    rtentry route{};
-    const sockaddr_in dst = ipv4(destination);
-    const sockaddr_in genmask = ipv4(mask);
-    std::memcpy(&route.rt_dst, &dst, sizeof(dst));
-    std::memcpy(&route.rt_genmask, &genmask, sizeof(genmask));
-    route.rt_flags = RTF_UP | (host ? RTF_HOST : 0);
-    char device[] = "lo";
-    route.rt_dev = device;
-    return ::ioctl(fd, SIOCADDRT, &route) == 0 ? "" : systemError("adding a route on lo");
-}
-
-// Brings lo up and routes multicast and the limited broadcast through it.
-std::string setUpLoopbackOnly() {
-    const int fd = ::socket(AF_INET, SOCK_DGRAM, 0);
-    if (fd < 0) {
-        return systemError("socket");
+// Brings lo up and routes multicast and the limited broadcast through it; "" on success.
+std::string setUpLoopbackOnly(int fd) {
+    ifreq device{};
+    std::strcpy(device.ifr_name, "lo");
+    if (ioctl(fd, SIOCGIFFLAGS, &device) != 0) {
+        return "reading the flags of lo";
     }
-    std::string problem;
-    ifreq request{};
-    std::strcpy(request.ifr_name, "lo");
-    if (::ioctl(fd, SIOCGIFFLAGS, &request) != 0) {
-        problem = systemError("reading the flags of lo");
-    } else {
-        request.ifr_flags = static_cast<short>(request.ifr_flags | IFF_UP);
-        if (::ioctl(fd, SIOCSIFFLAGS, &request) != 0) {
-            problem = systemError("bringing lo up");
+    device.ifr_flags = static_cast<short>(device.ifr_flags | IFF_UP);
+    if (ioctl(fd, SIOCSIFFLAGS, &device) != 0) {
+        return "bringing lo up";
+    }
+    const char* const routes[][2] = {{"224.0.0.0", "240.0.0.0"},
+                                     {"255.255.255.255", "255.255.255.255"}};
+    for (const auto& destination : routes) {
+        rtentry route{};
+        sockaddr_in address{};
+        address.sin_family = AF_INET;
+        address.sin_addr.s_addr = inet_addr(destination[0]);
+        std::memcpy(&route.rt_dst, &address, sizeof(address));
+        address.sin_addr.s_addr = inet_addr(destination[1]);
+        std::memcpy(&route.rt_genmask, &address, sizeof(address));
+        route.rt_flags = RTF_UP;
+        route.rt_dev = device.ifr_name;
+        if (ioctl(fd, SIOCADDRT, &route) != 0) {
+            return std::string("adding a route on lo to ") + destination[0];
         }
     }
-    if (problem.empty()) {
-        problem = addLoopbackRoute(fd, "224.0.0.0", "240.0.0.0", false);
-    }
-    if (problem.empty()) {
-        problem = addLoopbackRoute(fd, "255.255.255.255", "255.255.255.255", true);
-    }
-    ::close(fd);
-    return problem;
+    return "";
 }
 
 }  // namespace
 
 std::string runInPrivateNetwork(const std::function<void()>& body) {
     std::string problem;
-    // A namespace entered by one thread is that thread's alone, so the rest of the test program
+    // A namespace entered by one thread is that thread's alone: the rest of the test program
     // keeps the machine's network.
     std::thread worker([&] {
-        if (::unshare(CLONE_NEWNET) != 0) {
-            problem = systemError("creating a network namespace");
+        if (unshare(CLONE_NEWNET) != 0) {
+            problem = "creating a network namespace";
+        } else {
+            const int fd = socket(AF_INET, SOCK_DGRAM, 0);
+            problem = setUpLoopbackOnly(fd);
+            close(fd);
+        }
+        if (!problem.empty()) {
+            problem += ": " + std::string(std::strerror(errno));
             return;
         }
-        problem = setUpLoopbackOnly();
-        if (problem.empty()) {
-            body();
-        }
+        body();
     });
     worker.join();
     return problem;

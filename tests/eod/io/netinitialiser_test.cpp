@@ -14,17 +14,9 @@ namespace {
 
 using namespace vq::eod::io;
 
-TEST(NetInitialiser, ErrorClassesNameThemselves) {
-    const SocketError socket_error("Failed to send data.: x");
-    const InetAddressException address_error("bad address");
-    const vq::eod::EODError* errors[] = {&socket_error, &address_error};
-    EXPECT_STREQ(errors[0]->className(), "SocketError");
-    EXPECT_STREQ(errors[0]->what(), "Failed to send data.: x");
-    EXPECT_STREQ(errors[1]->className(), "InetAddressException");
-    EXPECT_STREQ(errors[1]->what(), "bad address");
-}
-
-TEST(NetInitialiser, TheLastSocketErrorIsReadOnceAndThenCleared) {
+TEST(NetInitialiser, ErrorClassesAndTheLastErrorReadOnce) {
+    EXPECT_STREQ(SocketError("m").className(), "SocketError");
+    EXPECT_STREQ(InetAddressException("m").className(), "InetAddressException");
     initNetLib();
     initNetLib();  // later calls do nothing
 
@@ -40,7 +32,6 @@ TEST(NetInitialiser, TheLastSocketErrorIsReadOnceAndThenCleared) {
     EXPECT_ERROR_MESSAGE(socket.connect(vqtest::loopback(vqtest::closedPort())), SocketError,
                          "Could not connect TCP socket to address.: The attempt to connect was "
                          "forcefully rejected.");
-    // The message above read the error, so nothing is left for the next reader.
     EXPECT_EQ(netLibErrorString("Again"), "Again: No error message is defined for this exception.");
 }
 

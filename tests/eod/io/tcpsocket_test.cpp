@@ -14,7 +14,6 @@
 namespace {
 
 using namespace vq::eod::io;
-using vqtest::bytes;
 using vqtest::loopback;
 using vqtest::PATIENCE_MILLIS;
 using Bytes = std::vector<unsigned char>;
@@ -23,28 +22,21 @@ const char* const SOURCE = "src/eod/io/tcpsocket.cpp";
 
 TEST(TcpSocket, CallsInTheWrongStateArePreconditionErrors) {
     TcpSocket socket(INVALID_SOCKET);
-    EXPECT_FALSE(socket.opened());
     EXPECT_PRECONDITION(socket.bind(loopback(0)), SOURCE, "socket not open");
     EXPECT_PRECONDITION(socket.listen(), SOURCE, "un-open socket");
     EXPECT_PRECONDITION(socket.accept(0), SOURCE, "un-open socket");
     EXPECT_PRECONDITION(socket.connect(loopback(1)), SOURCE, "un-open socket.");
-
     socket.open();
     EXPECT_PRECONDITION(socket.open(), SOURCE, "socket already open");
     Bytes data{1, 2};
     EXPECT_PRECONDITION(socket.receive(data, 0, false), SOURCE, "unconnected socket");
     EXPECT_PRECONDITION(socket.send(data), SOURCE, "unconnected socket");
-    EXPECT_PRECONDITION(socket.send(data.data(), std::uint64_t{2}, 0), SOURCE,
-                        "unconnected socket");
+    EXPECT_PRECONDITION(socket.send(data.data(), 2, 0), SOURCE, "unconnected socket");
     EXPECT_PRECONDITION(socket.getInetAddress(), SOURCE, "unconnected socket");
     EXPECT_EQ(data, (Bytes{1, 2}));
-    socket.close();
-    socket.close();
-    EXPECT_FALSE(socket.opened());
 
     // A connected socket may not bind; connecting it again closes it.
     vqtest::LoopbackPair pair = vqtest::connectedPair();
-    ASSERT_TRUE(pair.server);
     EXPECT_PRECONDITION(pair.client->bind(loopback(0)), SOURCE, "socket connected");
     EXPECT_PRECONDITION(pair.client->connect(loopback(1)), SOURCE, "already connected socket.");
     EXPECT_FALSE(pair.client->opened());
@@ -58,7 +50,6 @@ TEST(TcpSocket, BindListenAcceptAndConnect) {
     const int port = server.getLocalAddress().getPort();
     EXPECT_NE(port, 0);
     server.listen();
-    EXPECT_EQ(server.accept(0), nullptr);
     EXPECT_EQ(server.accept(20), nullptr);
 
     TcpSocket taken(INVALID_SOCKET);
@@ -68,24 +59,13 @@ TEST(TcpSocket, BindListenAcceptAndConnect) {
                          "in use.");
     EXPECT_TRUE(taken.opened());
 
-    TcpSocket client(INVALID_SOCKET);
-    client.open();
-    client.connect(loopback(port));
-    EXPECT_TRUE(client.connected());
-    EXPECT_TRUE(client.getInetAddress() == loopback(port));
-    std::unique_ptr<TcpSocket> accepted(server.accept(PATIENCE_MILLIS));
+    taken.connect(loopback(port));
+    EXPECT_TRUE(taken.getInetAddress() == loopback(port));
+    const std::unique_ptr<TcpSocket> accepted(server.accept(PATIENCE_MILLIS));
     ASSERT_TRUE(accepted);
     EXPECT_TRUE(accepted->connected());
     EXPECT_EQ(accepted->getLocalAddress().getPort(), port);
-    EXPECT_EQ(accepted->getInetAddress().toString().rfind("127.0.0.1(127.0.0.1) : ", 0), 0u);
-
-    server.close();
-    TcpSocket refused(INVALID_SOCKET);
-    refused.open();
-    EXPECT_ERROR_MESSAGE(refused.connect(loopback(port)), SocketError,
-                         "Could not connect TCP socket to address.: The attempt to connect was "
-                         "forcefully rejected.");
-    EXPECT_FALSE(refused.opened());
+    EXPECT_EQ(accepted->getInetAddress().getHostName(false), "127.0.0.1");
 }
 
 TEST(TcpSocket, ReceiveWaitsAppendsAndSeesThePeerClose) {
@@ -94,14 +74,12 @@ TEST(TcpSocket, ReceiveWaitsAppendsAndSeesThePeerClose) {
     Bytes data{9};
     EXPECT_EQ(pair.client->receive(data, 0, false), 0);
     EXPECT_EQ(pair.client->receive(data, 20, false), 0);
-    EXPECT_EQ(data, (Bytes{9}));
-    EXPECT_FALSE(pair.client->dataReady());
+    EXPECT_EQ(data, Bytes{9});
 
-    pair.server->send(bytes("01 02 03"));
+    pair.server->send(vqtest::bytes("01 02 03"));
     EXPECT_EQ(pair.client->receive(data, PATIENCE_MILLIS, true), 3);
     EXPECT_EQ(vqtest::hex(data), "09 01 02 03");
-    const unsigned char four = 4;
-    pair.server->send(&four, 1u);
+    pair.server->send(vqtest::bytes("04"));
     EXPECT_EQ(pair.client->receive(data, PATIENCE_MILLIS, false), 1);
     EXPECT_EQ(vqtest::hex(data), "04");
 
@@ -120,7 +98,7 @@ TEST(TcpSocket, APeerThatWentAwayIsASocketErrorNotASignal) {
     std::string message;
     for (int attempt = 0; attempt < 100 && message.empty(); ++attempt) {
         try {
-            pair.client->send(Bytes(1000, 0x55));
+            pair.client->send(Bytes(1000));
             std::this_thread::sleep_for(std::chrono::milliseconds(5));
         } catch (const SocketError& error) {
             message = error.what();
@@ -140,7 +118,6 @@ TEST(TcpSocket, TimedSendStopsWhenThePeerStopsReading) {
     const std::uint64_t sent = pair.client->send(block.data(), block.size(), 50);
     EXPECT_GT(sent, 0u);
     EXPECT_LT(sent, block.size());
-
     // Exactly the bytes reported as sent arrive, in order, and nothing after them.
     Bytes received;
     while (received.size() < sent && pair.server->receive(received, PATIENCE_MILLIS, true) > 0) {
@@ -157,9 +134,6 @@ TEST(TcpSocket, SocketFlags) {
     EXPECT_TRUE(socket.socketFlag(TcpSocket::TCP_NO_DELAY));
     socket.enableNagleAlgortihm(false);
     EXPECT_FALSE(socket.socketFlag(TcpSocket::TCP_NO_DELAY));
-    socket.setSocketFlag(TcpSocket::REUSE_ADDRESS, true);
-    EXPECT_TRUE(socket.socketFlag(TcpSocket::REUSE_ADDRESS));
-
     const auto unknown = static_cast<TcpSocket::SocketOptionFlag>(2);
     const char* const text =
         "Socket option not supported: No error message is defined for this exception.";
