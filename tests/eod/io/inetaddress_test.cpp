@@ -16,7 +16,8 @@ using vq::eod::io::InetAddress;
 TEST(InetAddress, PortsAndTheSocketRecord) {
     EXPECT_EQ(InetAddress(-5, "10.1.2.3").getPort(), 0);
     EXPECT_EQ(InetAddress(70000, "10.1.2.3").getPort(), 4464);
-    const sockaddr_in& record = InetAddress(65535, "10.1.2.3").sockAddr();
+    const InetAddress address(65535, "10.1.2.3");
+    const sockaddr_in& record = address.sockAddr();
     sockaddr_in expected{};
     expected.sin_family = AF_INET;
     expected.sin_port = htons(65535);
