@@ -2,6 +2,7 @@
 
 #include <string>
 
+#include "eod/bufferrefill_internal.h"
 #include "eod/precondition_internal.h"
 #include "vq/eod/byteorder.h"
 #include "vq/eod/serializableerror.h"
@@ -37,17 +38,26 @@ bool EngineOutputDataTcpClient::isConnected() const {
 boost::shared_ptr<EngineOutputData> EngineOutputDataTcpClient::receive(int timeoutMillis) {
     VQ_REQUIRE(_socket.connected(), "not connected");
     for (;;) {
-        while (!wholeRecordPending()) {
+        // A record is decoded once all of its bytes are pending, including the bytes that
+        // records with labelled intersection blocks hold beyond their announced size. A decoding
+        // error leaves _pending_pos where it was: the bytes stay pending.
+        bool incomplete = true;
+        boost::shared_ptr<Serializable> object;
+        if (static_cast<std::size_t>(_pending_pos) < _pending.size()) {
             refuseOversizeRecord();
+            int read_pos = _pending_pos;
+            object = detail::newObjectIfComplete(_pending, read_pos, incomplete);
+            if (!incomplete) {
+                _pending_pos = read_pos;
+            }
+        }
+        if (incomplete) {
             dropConsumedBytes();
             if (_socket.receive(_pending, timeoutMillis, true) == 0) {
                 return boost::shared_ptr<EngineOutputData>();
             }
+            continue;
         }
-        // A decoding error leaves _pending_pos where it was: the bytes stay pending.
-        int read_pos = _pending_pos;
-        boost::shared_ptr<Serializable> object = SerializableFactory::newObject(_pending, read_pos);
-        _pending_pos = read_pos;
         if (object && object->objectID() == EngineOutputData::THIS_OBJECT_ID) {
             boost::shared_ptr<EngineOutputData> frame =
                 boost::dynamic_pointer_cast<EngineOutputData>(object);
@@ -56,10 +66,6 @@ boost::shared_ptr<EngineOutputData> EngineOutputDataTcpClient::receive(int timeo
             }
         }
     }
-}
-
-bool EngineOutputDataTcpClient::wholeRecordPending() const {
-    return SerializableFactory::canDeserialize(_pending, _pending_pos);
 }
 
 // Raises when the header of the next record is there and announces more than the maximum, before

@@ -115,6 +115,32 @@ TEST_F(EngineOutputDataTcpClientTest, PiecesAndFramesOfOneRead) {
     EXPECT_FALSE(client.isConnected());
 }
 
+TEST_F(EngineOutputDataTcpClientTest, FramesAnnouncingFewerBytesThanTheyHoldComeOutWhole) {
+    // A frame holding a record whose header announces 16 bytes fewer than follow, sent a byte at
+    // a time: nothing comes out and nothing is raised before its last byte, then it comes out
+    // exactly, and the frame after it too.
+    EngineOutputData frame;
+    frame.setFrameNum(11);
+    frame.addSubObject(
+        boost::shared_ptr<vqtest::UndercountedRecord>(new vqtest::UndercountedRecord({1, 2, 3})));
+    ByteBuffer stream = vqtest::serialized(frame);
+    ASSERT_EQ(stream.size(), frame.numTotalBytes() + 16);
+    const std::size_t frame_size = stream.size();
+    const ByteBuffer next = frameBytes(12);
+    stream.insert(stream.end(), next.begin(), next.end());
+    for (std::size_t i = 0; i + 1 < frame_size; ++i) {
+        send(ByteBuffer(1, stream[i]));
+        ASSERT_FALSE(client.receive(i + 2 == frame_size ? 30 : 0)) << "after byte " << i;
+    }
+    send(ByteBuffer(stream.begin() + static_cast<long>(frame_size) - 1, stream.end()));
+    const Frame whole = client.receive(PATIENCE_MILLIS);
+    ASSERT_TRUE(whole);
+    EXPECT_EQ(
+        vqtest::hex(vqtest::serialized(*whole)),
+        vqtest::hex(ByteBuffer(stream.begin(), stream.begin() + static_cast<long>(frame_size))));
+    EXPECT_EQ(client.receive(PATIENCE_MILLIS)->frameNum(), 12u);
+}
+
 TEST_F(EngineOutputDataTcpClientTest, PeerCloseMidFrameAndTheNotConnectedRule) {
     const char* const source = "src/eod/io/engineoutputdatatcpclient.cpp";
     send(ByteBuffer(6, 0x09));

@@ -5,6 +5,12 @@
 // kind are decoded and dropped, records of unknown kinds skipped by their size. Bytes that arrive
 // beyond a frame stay pending for the next call, which uses them before it reads again.
 //
+// A frame is handed out once all of its bytes have arrived, never earlier and without an error
+// meanwhile. That includes frames holding labelled intersection records (gaze V3 and V4, head
+// V2), which announce 16 bytes fewer per such record than follow: the client waits for those
+// bytes too, and only a record that needs more than its announced size plus those 16 bytes per
+// labelled record is damage.
+//
 // Time limits are milliseconds and apply to each wait for data, not to the whole call: a stream
 // that keeps delivering non-frame records, or one frame in many small pieces, keeps a call
 // running longer. 0 only looks at what has arrived; a negative limit waits without limit.
@@ -63,7 +69,6 @@ public:
     boost::shared_ptr<EngineOutputData> receive(int timeoutMillis);
 
 private:
-    bool wholeRecordPending() const;
     void refuseOversizeRecord() const;
     void dropConsumedBytes();
 
