@@ -8,6 +8,8 @@
 #include <system_error>
 #include <vector>
 
+#include "vq/eod/io/engineoutputdatafilewriter.h"
+#include "vqtest/hex.h"
 #include "vqtest/testrecords.h"
 
 namespace vqtest {
@@ -41,6 +43,13 @@ void writeFile(const std::string& path, const vq::eod::ByteBuffer& bytes, bool a
                static_cast<std::streamsize>(bytes.size()));
 }
 
+void registerTestLogKinds() {
+    using vq::eod::io::EngineOutputDataFileWriter;
+    registerTestRecords();
+    EngineOutputDataFileWriter::registerObjectIDFileName(TEST_RECORD_A, L"KindA");
+    EngineOutputDataFileWriter::registerObjectIDFileName(TEST_RECORD_B, L"KindB");
+}
+
 boost::shared_ptr<vq::eod::EngineOutputData> testFrame(unsigned int frame_num,
                                                        std::initializer_list<char> ids) {
     boost::shared_ptr<vq::eod::EngineOutputData> frame(new vq::eod::EngineOutputData);
@@ -49,6 +58,14 @@ boost::shared_ptr<vq::eod::EngineOutputData> testFrame(unsigned int frame_num,
         frame->addSubObject(testRecord(id, static_cast<std::int32_t>(frame_num * 1000 + id)));
     }
     return frame;
+}
+
+std::string hexOf(const Frames& frames) {
+    vq::eod::ByteBuffer all;
+    for (const auto& frame : frames) {
+        frame->serialize(all);
+    }
+    return hex(all);
 }
 
 }  // namespace vqtest
