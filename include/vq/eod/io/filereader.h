@@ -8,7 +8,8 @@
 // Hostile input: read() never allocates by the size a header announces; the data is read as it
 // arrives, 64 KiB at a time, so a header claiming far more bytes than the file holds only costs
 // what is really there. A record cut short by the end of the file, a damaged record and a record
-// of an unknown class give a null result with the reason in the status word.
+// of an unknown class give a null result with the reason in the status word. After a record cut
+// short the reader stays at its end (atEnd() is true); reopen the file to read it anew.
 //
 // Not thread-safe: one thread uses a reader at a time. Not copyable.
 #pragma once
