@@ -7,7 +7,8 @@ namespace vq::eod::io {
 
 BufferedOutputFileStream::BufferedOutputFileStream(const std::string& path, int mode,
                                                    long long buffer_size)
-    : _path(path), _mode(static_cast<std::ios::openmode>(mode)), _buffer_size(0) {
+    // Output is implied, as for any output file stream; reopening needs the whole mode.
+    : _path(path), _mode(static_cast<std::ios::openmode>(mode) | std::ios::out), _buffer_size(0) {
     // The standard file buffer takes a buffer of its user only before the file is opened.
     installBuffer(buffer_size);
     if (detail::isNativePath(_path)) {

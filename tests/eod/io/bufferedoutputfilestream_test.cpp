@@ -31,7 +31,7 @@ TEST(BufferedOutputFileStream, HoldsBytesUntilFlushedAndResizesWhileOpen) {
         stream << "ab";
     }  // the destructor flushes
     {
-        BufferedOutputFileStream stream(path, std::ios::out | std::ios::app, 8);
+        BufferedOutputFileStream stream(path, std::ios::app, 8);
         stream << "c";
         stream.setBufferSize(0);
         stream << "d";
