@@ -3,9 +3,11 @@
 
 #include <gtest/gtest.h>
 
+#include "vq/eod/io/filewriter.h"
 #include "vq/eod/serializableerror.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
+#include "vqtest/testrecords.h"
 
 namespace {
 
@@ -50,6 +52,44 @@ TEST(FileReader, FollowsAFileThatIsStillBeingWritten) {
     EXPECT_FALSE(reader.read(status));
     EXPECT_EQ(status, vq::eod::status::INSUFFICIENT_DATA);
     EXPECT_TRUE(reader.atEnd());
+}
+
+}  // namespace
+
+namespace {
+
+// Frames holding records that announce 16 bytes fewer than they hold (as labelled intersection
+// records do) read back from a record file exactly, each read stopping at its frame's real end.
+TEST(FileReader, ReadsFramesWhoseRecordsAnnounceFewerBytes) {
+    vqtest::registerTestRecords();
+    vqtest::TempDir dir;
+    vq::eod::ByteBuffer expected;
+    {
+        vq::eod::io::FileWriter writer(dir / "undercounted.dat");
+        for (unsigned int number = 1; number <= 3; ++number) {
+            vq::eod::EngineOutputData frame;
+            frame.setFrameNum(number);
+            if (number != 2) {
+                frame.addSubObject(boost::shared_ptr<vqtest::UndercountedRecord>(
+                    new vqtest::UndercountedRecord(std::vector<std::int32_t>(number, 5))));
+            }
+            frame.serialize(expected);
+            writer.write(frame);
+        }
+    }
+    EXPECT_EQ(vqtest::hex(vqtest::readFile(dir / "undercounted.dat")), vqtest::hex(expected));
+
+    vq::eod::io::FileReader reader(dir / "undercounted.dat");
+    vq::eod::ByteBuffer read_back;
+    for (unsigned int number = 1; number <= 3; ++number) {
+        unsigned int status = 0;
+        boost::shared_ptr<vq::eod::Serializable> object = reader.read(status);
+        ASSERT_TRUE(object) << number;
+        EXPECT_EQ(status, 0u);
+        object->serialize(read_back);
+    }
+    EXPECT_TRUE(reader.atEnd());
+    EXPECT_EQ(vqtest::hex(read_back), vqtest::hex(expected));
 }
 
 }  // namespace
