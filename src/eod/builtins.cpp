@@ -1,6 +1,8 @@
 #include "eod/builtins_internal.h"
 
 #include "vq/eod/engineoutputdata.h"
+#include "vq/eod/headoutputdata.h"
+#include "vq/eod/headoutputdatav2.h"
 #include "vq/eod/objectids.h"
 
 namespace vq::eod::detail {
@@ -14,6 +16,8 @@ boost::shared_ptr<Serializable> create() {
 
 void registerBuiltins(RegisterFunction add) {
     add(object_id::ENGINE_OUTPUT_DATA, &create<EngineOutputData>);
+    add(object_id::HEAD_OUTPUT_DATA, &create<HeadOutputData>);
+    add(object_id::HEAD_OUTPUT_DATA_V2, &create<HeadOutputDataV2>);
 }
 
 }  // namespace vq::eod::detail
