@@ -10,6 +10,7 @@
 #include "vq/eod/export.h"
 #include "vq/eod/eyeclosureoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/facesetoutputdata.h"
 #include "vq/eod/gazeoutputdata.h"
 #include "vq/eod/headoutputdata.h"
 #include "vq/eod/headoutputdatav2.h"
@@ -24,3 +25,5 @@
 #include "vq/eod/timingoutputdata.h"
 #include "vq/eod/utils/geomutils.h"
 #include "vq/eod/utils/geomutilserror.h"
+#include "vq/eod/utils/outputdatautils.h"
+#include "vq/eod/utils/outputdatautilserror.h"

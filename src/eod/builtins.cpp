@@ -4,6 +4,7 @@
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeclosureoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/facesetoutputdata.h"
 #include "vq/eod/gazeoutputdata.h"
 #include "vq/eod/headoutputdata.h"
 #include "vq/eod/headoutputdatav2.h"
@@ -32,6 +33,7 @@ void registerBuiltins(RegisterFunction add) {
     add(object_id::HEAD_OUTPUT_DATA_V2, &create<HeadOutputDataV2>);
     add(object_id::ENGINE_STATE_OUTPUT_DATA, &create<EngineStateOutputData>);
     add(object_id::HEAD_TRACKER_STATE_OUTPUT_DATA, &create<HeadTrackerStateOutputData>);
+    add(object_id::FACE_SET_OUTPUT_DATA, &create<FaceSetOutputData>);
 }
 
 }  // namespace vq::eod::detail

@@ -3,10 +3,20 @@
 
 #include <gtest/gtest.h>
 
+#include <iomanip>
 #include <sstream>
 
+#include "vq/eod/enginestateoutputdata.h"
+#include "vq/eod/eyeclosureoutputdata.h"
+#include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/gazeoutputdata.h"
+#include "vq/eod/headoutputdata.h"
+#include "vq/eod/headoutputdatav2.h"
+#include "vq/eod/headtrackerstateoutputdata.h"
+#include "vq/eod/pupiloutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
+#include "vq/eod/timingoutputdata.h"
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
 #include "vqtest/testrecords.h"
@@ -123,6 +133,63 @@ TEST_F(EngineOutputDataTest, CloneResetAndFlagByte) {
     ASSERT_TRUE(read.unSerialize(bytes("09 00 06 05 00 00 00 01 00"), pos));
     EXPECT_TRUE(read.serializeEnabled());
     EXPECT_EQ(hex(serialized(read)), "09 00 06 01 00 00 00 01 00");
+}
+
+// A frame of every kind of measurement record: framing, order, factory read-back and printing.
+TEST_F(EngineOutputDataTest, AFrameOfMeasurementRecords) {
+    using namespace vq::eod;
+    boost::shared_ptr<TimingOutputData> timing(new TimingOutputData);
+    timing->setExperimentTime(12.5);
+    boost::shared_ptr<HeadOutputData> v1(new HeadOutputData);
+    v1->setTrackingState(1);
+    boost::shared_ptr<HeadOutputDataV2> v2(new HeadOutputDataV2(*v1));
+    boost::shared_ptr<EyeOutputData> eye(new EyeOutputData);
+    boost::shared_ptr<PupilOutputData> pupil(new PupilOutputData);
+    pupil->setPupilDiameter(LEFT_EYE, 3.5f);
+    eye->addSubObject(pupil);
+    eye->addSubObject(boost::shared_ptr<EyeClosureOutputData>(new EyeClosureOutputData));
+    eye->addSubObject(boost::shared_ptr<GazeOutputData>(new GazeOutputData));
+    boost::shared_ptr<EngineStateOutputData> state(new EngineStateOutputData(0));
+    state->addSubObject(
+        boost::shared_ptr<HeadTrackerStateOutputData>(new HeadTrackerStateOutputData(2)));
+
+    EngineOutputData frame;
+    frame.setFrameNum(42);
+    const std::vector<boost::shared_ptr<EngineOutputBase>> records = {state, eye, v2, v1, timing};
+    for (const auto& record : records) {
+        frame.addSubObject(record);
+    }
+    // Header, flag, frame number, 5 records in object ID order: 0A 0B 0F 10 28.
+    ByteBuffer expected = bytes("09 01 66 | 01 | 00 00 00 2A | 05");
+    for (const auto& record : {records[4], records[3], records[1], records[2], records[0]}) {
+        const ByteBuffer part = serialized(*record);
+        expected.insert(expected.end(), part.begin(), part.end());
+    }
+    const ByteBuffer written = serialized(frame);
+    EXPECT_EQ(hex(written), hex(expected));
+
+    int read_pos = 0;
+    const auto read = boost::dynamic_pointer_cast<const EngineOutputData>(
+        SerializableFactory::newObject(written, read_pos));
+    ASSERT_TRUE(read);
+    EXPECT_EQ(read_pos, static_cast<int>(written.size()));
+    EXPECT_EQ(hex(serialized(*read)), hex(written));
+    EXPECT_EQ(read->timingOutputData()->experimentTime(), 12.5);
+    EXPECT_EQ(read->engineStateOutputData()->headtrackerStateOutputData()->state(), 2);
+    EXPECT_EQ(read->eyeOutputData()->pupilOutputData()->pupilDiameter(LEFT_EYE), 3.5f);
+
+    // Printed: the frame number, then each record's columns in object ID order.
+    std::ostringstream header, line, expected_header, expected_line;
+    read->printHeader(header);
+    read->printLine(line);
+    expected_header << std::setw(15) << "FRAME_NUM" << ' ';
+    expected_line << std::setw(15) << 42 << ' ';
+    for (const auto& record : {records[4], records[3], records[1], records[2], records[0]}) {
+        record->printHeader(expected_header);
+        record->printLine(expected_line);
+    }
+    EXPECT_EQ(header.str(), expected_header.str());
+    EXPECT_EQ(line.str(), expected_line.str());
 }
 
 }  // namespace
