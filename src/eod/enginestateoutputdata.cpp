@@ -16,13 +16,8 @@ EngineStateOutputData::EngineStateOutputData(int state) : _state(-1) {
 
 EngineStateOutputData::EngineStateOutputData(const EngineStateOutputData& other) = default;
 
-EngineStateOutputData& EngineStateOutputData::operator=(const EngineStateOutputData& other) {
-    if (this != &other) {
-        EngineOutputBase::operator=(other);
-        _state = other._state;
-    }
-    return *this;
-}
+EngineStateOutputData& EngineStateOutputData::operator=(const EngineStateOutputData& other) =
+    default;
 
 EngineStateOutputData::~EngineStateOutputData() = default;
 

@@ -24,19 +24,7 @@ EyeClosureOutputData::EyeClosureOutputData()
 
 EyeClosureOutputData::EyeClosureOutputData(const EyeClosureOutputData& other) = default;
 
-EyeClosureOutputData& EyeClosureOutputData::operator=(const EyeClosureOutputData& other) {
-    if (this != &other) {
-        EngineOutputBase::operator=(other);
-        _eye_closure = other._eye_closure;
-        _eye_closure_confidence = other._eye_closure_confidence;
-        _eye_closure_calib_status = other._eye_closure_calib_status;
-        _blinking = other._blinking;
-        _blink_frequency = other._blink_frequency;
-        _average_blink_duration = other._average_blink_duration;
-        _perclos = other._perclos;
-    }
-    return *this;
-}
+EyeClosureOutputData& EyeClosureOutputData::operator=(const EyeClosureOutputData& other) = default;
 
 EyeClosureOutputData::~EyeClosureOutputData() = default;
 

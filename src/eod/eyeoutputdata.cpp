@@ -12,10 +12,7 @@ EyeOutputData::EyeOutputData() = default;
 
 EyeOutputData::EyeOutputData(const EyeOutputData& other) = default;
 
-EyeOutputData& EyeOutputData::operator=(const EyeOutputData& other) {
-    EngineOutputBase::operator=(other);
-    return *this;
-}
+EyeOutputData& EyeOutputData::operator=(const EyeOutputData& other) = default;
 
 EyeOutputData::~EyeOutputData() = default;
 

@@ -11,10 +11,7 @@ FaceSetOutputData::FaceSetOutputData() = default;
 
 FaceSetOutputData::FaceSetOutputData(const FaceSetOutputData& other) = default;
 
-FaceSetOutputData& FaceSetOutputData::operator=(const FaceSetOutputData& other) {
-    EngineOutputBase::operator=(other);
-    return *this;
-}
+FaceSetOutputData& FaceSetOutputData::operator=(const FaceSetOutputData& other) = default;
 
 FaceSetOutputData::~FaceSetOutputData() = default;
 

@@ -18,17 +18,7 @@ GazeOutputData::GazeOutputData()
 
 GazeOutputData::GazeOutputData(const GazeOutputData& other) = default;
 
-GazeOutputData& GazeOutputData::operator=(const GazeOutputData& other) {
-    if (this != &other) {
-        EngineOutputBase::operator=(other);
-        _gaze_quality_level = other._gaze_quality_level;
-        _eyeball_centre = other._eyeball_centre;
-        _gaze_rotation = other._gaze_rotation;
-        _gaze_calibrated = other._gaze_calibrated;
-        _saccade = other._saccade;
-    }
-    return *this;
-}
+GazeOutputData& GazeOutputData::operator=(const GazeOutputData& other) = default;
 
 GazeOutputData::~GazeOutputData() = default;
 

@@ -24,19 +24,7 @@ HeadOutputDataV2::HeadOutputDataV2(const HeadOutputData& other) : HeadOutputData
     *this = other;
 }
 
-HeadOutputDataV2& HeadOutputDataV2::operator=(const HeadOutputDataV2& other) {
-    if (this != &other) {
-        EngineOutputBase::operator=(other);
-        _is_tracking = other._is_tracking;
-        _head_position = other._head_position;
-        _head_rotation_quaternion = other._head_rotation_quaternion;
-        _head_rotation = other._head_rotation;
-        _head_position_confidence = other._head_position_confidence;
-        _model_quality_level = other._model_quality_level;
-        _head_eye_ball_pos = other._head_eye_ball_pos;
-    }
-    return *this;
-}
+HeadOutputDataV2& HeadOutputDataV2::operator=(const HeadOutputDataV2& other) = default;
 
 const HeadOutputDataV2& HeadOutputDataV2::operator=(const HeadOutputData& other) {
     EngineOutputBase::operator=(other);

@@ -17,13 +17,7 @@ HeadTrackerStateOutputData::HeadTrackerStateOutputData(const HeadTrackerStateOut
     default;
 
 HeadTrackerStateOutputData& HeadTrackerStateOutputData::operator=(
-    const HeadTrackerStateOutputData& other) {
-    if (this != &other) {
-        EngineOutputBase::operator=(other);
-        _state = other._state;
-    }
-    return *this;
-}
+    const HeadTrackerStateOutputData& other) = default;
 
 HeadTrackerStateOutputData::~HeadTrackerStateOutputData() = default;
 

@@ -13,14 +13,7 @@ PupilOutputData::PupilOutputData()
 
 PupilOutputData::PupilOutputData(const PupilOutputData& other) = default;
 
-PupilOutputData& PupilOutputData::operator=(const PupilOutputData& other) {
-    if (this != &other) {
-        EngineOutputBase::operator=(other);
-        _pupil_position = other._pupil_position;
-        _pupil_diameter = other._pupil_diameter;
-    }
-    return *this;
-}
+PupilOutputData& PupilOutputData::operator=(const PupilOutputData& other) = default;
 
 PupilOutputData::~PupilOutputData() = default;
 

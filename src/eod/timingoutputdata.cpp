@@ -15,17 +15,7 @@ TimingOutputData::TimingOutputData()
 
 TimingOutputData::TimingOutputData(const TimingOutputData& other) = default;
 
-TimingOutputData& TimingOutputData::operator=(const TimingOutputData& other) {
-    if (this != &other) {
-        EngineOutputBase::operator=(other);
-        _experiment_time = other._experiment_time;
-        _frame_time_secs = other._frame_time_secs;
-        _frame_time_msecs = other._frame_time_msecs;
-        _approx_delay = other._approx_delay;
-        _annotation_label_id = other._annotation_label_id;
-    }
-    return *this;
-}
+TimingOutputData& TimingOutputData::operator=(const TimingOutputData& other) = default;
 
 TimingOutputData::~TimingOutputData() = default;
 
