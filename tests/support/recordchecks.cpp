@@ -6,6 +6,7 @@
 #include <memory>
 #include <random>
 #include <sstream>
+#include <typeinfo>
 
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
@@ -26,6 +27,21 @@ ByteBuffer engineRecord(char object_id, const ByteBuffer& block) {
     return bytes;
 }
 
+boost::shared_ptr<Serializable> expectRoundTrip(const Serializable& record,
+                                                const std::string& dump) {
+    const ByteBuffer expected = bytes(dump);
+    EXPECT_EQ(hex(serialized(record)), hex(expected));
+    int read_pos = 0;
+    const boost::shared_ptr<Serializable> read = SerializableFactory::newObject(expected, read_pos);
+    if (!read || typeid(*read) != typeid(record)) {
+        ADD_FAILURE() << "the factory did not read the bytes back into the record's class";
+        return boost::shared_ptr<Serializable>();
+    }
+    EXPECT_EQ(read_pos, static_cast<int>(expected.size()));
+    EXPECT_EQ(hex(serialized(*read)), hex(expected));
+    return read;
+}
+
 void expectRandomBlocksRoundTrip(char object_id, std::size_t block_size,
                                  const std::vector<std::size_t>& bool_offsets, int count) {
     for (int seed = 0; seed < count && !::testing::Test::HasFailure(); ++seed) {
@@ -44,14 +60,10 @@ void expectRandomBlocksRoundTrip(char object_id, std::size_t block_size,
         const boost::shared_ptr<Serializable> record =
             SerializableFactory::newObject(bytes, read_pos);
         ASSERT_TRUE(record);
-        EXPECT_EQ(record->objectID(), object_id);
-        EXPECT_EQ(read_pos, static_cast<int>(bytes.size()));
-        EXPECT_EQ(hex(serialized(*record)), hex(bytes));
+        expectRoundTrip(*record, hex(bytes));
         const std::unique_ptr<Serializable> copy(record->clone());
         EXPECT_EQ(hex(serialized(*copy)), hex(bytes));
-        std::ostringstream text;
-        EXPECT_NO_THROW(record->printHeader(text));
-        EXPECT_NO_THROW(record->printLine(text));
+        EXPECT_NO_THROW(printedLine(*record));
     }
 }
 
@@ -67,6 +79,18 @@ void expectTruncationsRefused(const Serializable& record) {
         int read_pos = 0;
         EXPECT_THROW(SerializableFactory::newObject(bytes, read_pos), vq::eod::SerializableError);
     }
+}
+
+std::string printedHeader(const Serializable& record) {
+    std::ostringstream header;
+    record.printHeader(header);
+    return header.str();
+}
+
+std::string printedLine(const Serializable& record) {
+    std::ostringstream line;
+    record.printLine(line);
+    return line.str();
 }
 
 std::string columns(std::initializer_list<std::string> texts) {
