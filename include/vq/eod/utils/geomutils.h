@@ -4,8 +4,8 @@
 // Rotation matrices are three rows of three floats. Quaternions and the Euler angles made from or
 // for them are std::vector<double>, quaternions scalar first (w, x, y, z). Angles are radians.
 //
-// The camera frame of the tracker: y points up, and the direction of pitch 0 and yaw 0 is
-// (0, 0, -1), straight away from the camera.
+// The tracker's camera frame: y points up, and the direction of pitch 0 and yaw 0 is (0, 0, -1).
+// Positive pitch turns a direction up, positive yaw turns it towards -x.
 //
 // Euler angles (a, b, c) mean a rotation about x by a, then about y by b, then about z by c,
 // composed as Rx(a) * Ry(b) * Rz(c). Converting back gives b in [-pi/2, pi/2] and a, c in
