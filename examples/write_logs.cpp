@@ -29,7 +29,7 @@ int main(int argc, char** argv) {
             boost::shared_ptr<HeadOutputDataV2> head(new HeadOutputDataV2);
             head->setTrackingState(true);
             head->setHeadPosition({0.01 * n / 60.0, 0.15, 0.65});  // drifts 1 cm to the side
-            head->setHeadRotation({0.0, 0.1, 0.0});                 // turned 0.1 rad (yaw)
+            head->setHeadRotation({0.0, 0.1, 0.0});                // turned 0.1 rad (yaw)
             frame.addSubObject(head);
 
             writer.writeData(frame);  // each kind's record goes to its own file

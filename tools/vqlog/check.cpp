@@ -45,8 +45,9 @@ std::string framesText(const FrameNumbers& frames) {
     const auto& n = frames.numbers;
     std::string text = plural(n.size(), "frame", "frames");
     if (!n.empty()) {
-        text += " (" + frameRange(*std::min_element(n.begin(), n.end()),
-                                  *std::max_element(n.begin(), n.end())) +
+        text += " (" +
+                frameRange(*std::min_element(n.begin(), n.end()),
+                           *std::max_element(n.begin(), n.end())) +
                 ")";
     }
     return text;
@@ -215,10 +216,10 @@ Command addRecover(CLI::App& app) {
         "Write every intact frame of a damaged recording, byte for byte, into a new one "
         "(picking up again after damage where a frame can be found), drop repeated and "
         "out-of-order frames, then read the new recording back to prove it whole");
-    command->add_option("input", options->input, "A recording directory or a log file")
-        ->required();
-    command->add_option("output", options->output,
-                        "The new recording: a directory for a directory, a file for a file")
+    command->add_option("input", options->input, "A recording directory or a log file")->required();
+    command
+        ->add_option("output", options->output,
+                     "The new recording: a directory for a directory, a file for a file")
         ->required();
     return [options] { return recover(*options); };
 }

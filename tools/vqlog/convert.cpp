@@ -40,10 +40,10 @@ int convert(const ConvertOptions& options) {
         bytes += fileBytes(path);
     }
     const std::size_t files = writer.paths().size();
-    std::cout << "vqlog convert: " << writer.framesWritten() << " frames from "
-              << options.input << (source.perKind() ? " (per kind)" : " (single file)")
-              << " to " << options.output << (per_kind ? " (per kind, " : " (single file, ")
-              << files << (files == 1 ? " file, " : " files, ") << bytes << " bytes)\n";
+    std::cout << "vqlog convert: " << writer.framesWritten() << " frames from " << options.input
+              << (source.perKind() ? " (per kind)" : " (single file)") << " to " << options.output
+              << (per_kind ? " (per kind, " : " (single file, ") << files
+              << (files == 1 ? " file, " : " files, ") << bytes << " bytes)\n";
     if (writer.facesDropped() > 0) {
         std::cerr << "vqlog convert: " << writer.facesDropped()
                   << " frames held more than one face; per-kind logs keep the first face "
@@ -63,10 +63,10 @@ Command addConvert(CLI::App& app) {
         "Convert a per-kind recording directory into one log file of whole frames, or one file "
         "into a per-kind directory (a log file per record kind), keeping the kinds and frames "
         "selected. Nothing existing is overwritten");
-    command->add_option("input", options->input, "A recording directory or a log file")
-        ->required();
-    command->add_option("output", options->output,
-                        "The new log file, or the directory (new, or without log files)")
+    command->add_option("input", options->input, "A recording directory or a log file")->required();
+    command
+        ->add_option("output", options->output,
+                     "The new log file, or the directory (new, or without log files)")
         ->required();
     auto* single = command->add_flag("--single-file", options->single_file,
                                      "Write one file, whatever the input");

@@ -37,8 +37,8 @@ struct DemoOptions {
 
 std::string newTemporaryDirectory() {
     const char* tmp = std::getenv("TMPDIR");
-    std::string pattern = std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") +
-                          "/vqlog-demo-XXXXXX";
+    std::string pattern =
+        std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/vqlog-demo-XXXXXX";
     if (::mkdtemp(pattern.data()) == nullptr) {
         throw ToolError("cannot create a directory like " + pattern);
     }
@@ -47,10 +47,10 @@ std::string newTemporaryDirectory() {
 
 std::string ordinal(std::size_t n) {
     const char* suffix = (n % 100 >= 11 && n % 100 <= 13) ? "th"
-                         : n % 10 == 1                     ? "st"
-                         : n % 10 == 2                     ? "nd"
-                         : n % 10 == 3                     ? "rd"
-                                                           : "th";
+                         : n % 10 == 1                    ? "st"
+                         : n % 10 == 2                    ? "nd"
+                         : n % 10 == 3                    ? "rd"
+                                                          : "th";
     return n == 1 ? std::string("") : std::to_string(n) + suffix;
 }
 
@@ -83,9 +83,9 @@ void runTracker(const DemoOptions& options, std::size_t count, const std::string
         const auto start = Clock::now();
         for (std::size_t i = 0; i < count; ++i) {
             if (!options.fast) {
-                std::this_thread::sleep_until(
-                    start + std::chrono::duration_cast<Clock::duration>(
-                                std::chrono::duration<double>(i / options.rate)));
+                std::this_thread::sleep_until(start +
+                                              std::chrono::duration_cast<Clock::duration>(
+                                                  std::chrono::duration<double>(i / options.rate)));
             }
             FramePtr frame = tracker.nextFrame();
             writer.write(*frame);
@@ -111,11 +111,10 @@ bool screenPoint(const GazeOutputData& gaze, float& x, float& y) {
         std::vector<float> point;
         std::vector<float> coords;
         if (gaze.gazeQualityLevel(eye) == IR_GAZE &&
-            utils::rayPlaneIntersect(gaze.eyeballCentre(eye),
-                                     utils::directionFromPitchYaw(gaze.gazeRotation(eye)),
-                                     TrackerSimulator::screenTopLeft(),
-                                     TrackerSimulator::screenTopRight(),
-                                     TrackerSimulator::screenBottomLeft(), point, coords)) {
+            utils::rayPlaneIntersect(
+                gaze.eyeballCentre(eye), utils::directionFromPitchYaw(gaze.gazeRotation(eye)),
+                TrackerSimulator::screenTopLeft(), TrackerSimulator::screenTopRight(),
+                TrackerSimulator::screenBottomLeft(), point, coords)) {
             x += coords[0];
             y += coords[1];
             ++eyes;
@@ -160,7 +159,8 @@ int demo(const DemoOptions& options) {
         !(options.rate > 0 && options.rate <= 1000)) {
         throw UsageError("--seconds takes 0 to 600 and --rate 0 to 1000");
     }
-    const auto count = static_cast<std::size_t>(std::max(1.0, std::round(options.seconds * options.rate)));
+    const auto count =
+        static_cast<std::size_t>(std::max(1.0, std::round(options.seconds * options.rate)));
     std::string directory = options.out;
     if (directory.empty()) {
         directory = newTemporaryDirectory();
@@ -174,8 +174,7 @@ int demo(const DemoOptions& options) {
     // The tracker serves on 127.0.0.1 at a port the system chooses; the client is this thread.
     FrameServer server("127.0.0.1", 0, "");
     Production production;
-    std::thread tracker(
-        [&] { runTracker(options, count, directory, server, production); });
+    std::thread tracker([&] { runTracker(options, count, directory, server, production); });
     std::vector<ByteBuffer> received;
     try {
         io::EngineOutputDataTcpClient client;
@@ -197,8 +196,8 @@ int demo(const DemoOptions& options) {
     // Read back: the per-kind files merged into frames; their head and eye records go back
     // into face set 0, where the tracker put them.
     std::vector<ByteBuffer> read_back;
-    Table table({"frame", "time_s", "head_x_cm", "head_y_cm", "head_z_cm", "yaw_deg",
-                 "pitch_deg", "eyelid_r", "blink", "saccade", "screen_x", "screen_y"});
+    Table table({"frame", "time_s", "head_x_cm", "head_y_cm", "head_z_cm", "yaw_deg", "pitch_deg",
+                 "eyelid_r", "blink", "saccade", "screen_x", "screen_y"});
     FrameSource source(directory);
     while (FramePtr frame = source.next()) {
         utils::migrateFaceSetOutputData(*frame);
@@ -220,14 +219,16 @@ int demo(const DemoOptions& options) {
         files.add({path.substr(path.find_last_of('/') + 1), std::to_string(size)});
     }
     files.write(std::cout, 11);
-    std::cout << "stream     " << production.frames.size() << " frames sent over TCP to 127.0.0.1:"
-              << server.port() << ", " << received.size() << " received\n"
+    std::cout << "stream     " << production.frames.size()
+              << " frames sent over TCP to 127.0.0.1:" << server.port() << ", " << received.size()
+              << " received\n"
               << "read back  " << read_back.size() << " frames merged from " << bytes
               << " bytes in " << production.files.size() << " files\n"
-              << "events     " << production.blinks << (production.blinks == 1 ? " blink, " : " blinks, ")
-              << production.saccades << (production.saccades == 1 ? " saccade" : " saccades")
-              << "\n\nEvery " << ordinal(options.every) << " frame of the first "
-              << options.rows * options.every << ", read back from the recording:\n";
+              << "events     " << production.blinks
+              << (production.blinks == 1 ? " blink, " : " blinks, ") << production.saccades
+              << (production.saccades == 1 ? " saccade" : " saccades") << "\n\nEvery "
+              << ordinal(options.every) << " frame of the first " << options.rows * options.every
+              << ", read back from the recording:\n";
     table.write(std::cout);
     std::cout << '\n';
 

@@ -52,7 +52,8 @@ int exportFrames(const ExportOptions& options) {
         while (FramePtr frame = source.next()) {
             const std::set<char> frame_kinds = recordKinds(*frame);
             kinds.insert(frame_kinds.begin(), frame_kinds.end());
-            more_faces += frame->numSubObjects(vq::eod::object_id::FACE_SET_OUTPUT_DATA) > 1 ? 1 : 0;
+            more_faces +=
+                frame->numSubObjects(vq::eod::object_id::FACE_SET_OUTPUT_DATA) > 1 ? 1 : 0;
             ++total;
         }
     }
@@ -112,10 +113,11 @@ Command addExport(CLI::App& app) {
         "One row per frame with flat, self-explaining column names (frame_num, head_position_x, "
         "gaze_right_yaw_rad, blinking, ...), empty where a frame lacks a record; for pandas, R "
         "or a spreadsheet. A progress bar shows on a terminal");
-    command->add_option("path", options->path, "A recording directory or a log file")
-        ->required();
-    command->add_option("--format", options->format, "csv (a header row) or jsonl (one JSON "
-                                                      "object per line)")
+    command->add_option("path", options->path, "A recording directory or a log file")->required();
+    command
+        ->add_option("--format", options->format,
+                     "csv (a header row) or jsonl (one JSON "
+                     "object per line)")
         ->check(CLI::IsMember({"csv", "jsonl"}));
     command->add_option("-o,--output", options->output,
                         "Write to this new file instead of standard output");

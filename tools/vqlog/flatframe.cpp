@@ -62,20 +62,20 @@ struct ColumnGroup {
 std::vector<ColumnGroup> makeGroups() {
     std::vector<ColumnGroup> groups;
 
-    groups.push_back({{object_id::TIMING_OUTPUT_DATA},
-                      {"timing_experiment_time", "timing_frame_time_secs",
-                       "timing_frame_time_msecs", "timing_approx_delay",
-                       "timing_annotation_label_id"},
-                      [](const Records& r, Cell* c) {
-                          if (!r.timing) {
-                              return;
-                          }
-                          *c++ = Cell::ofDouble(r.timing->experimentTime());
-                          *c++ = Cell::ofInteger(r.timing->frameTimeSecs());
-                          *c++ = Cell::ofInteger(r.timing->frameTimeMSecs());
-                          *c++ = Cell::ofSingle(r.timing->approxDelay());
-                          *c++ = Cell::ofInteger(r.timing->annotationLabelID());
-                      }});
+    groups.push_back(
+        {{object_id::TIMING_OUTPUT_DATA},
+         {"timing_experiment_time", "timing_frame_time_secs", "timing_frame_time_msecs",
+          "timing_approx_delay", "timing_annotation_label_id"},
+         [](const Records& r, Cell* c) {
+             if (!r.timing) {
+                 return;
+             }
+             *c++ = Cell::ofDouble(r.timing->experimentTime());
+             *c++ = Cell::ofInteger(r.timing->frameTimeSecs());
+             *c++ = Cell::ofInteger(r.timing->frameTimeMSecs());
+             *c++ = Cell::ofSingle(r.timing->approxDelay());
+             *c++ = Cell::ofInteger(r.timing->annotationLabelID());
+         }});
 
     ColumnGroup head{{object_id::HEAD_OUTPUT_DATA_V2, object_id::HEAD_OUTPUT_DATA},
                      {"head_tracking"},
@@ -165,13 +165,12 @@ std::vector<ColumnGroup> makeGroups() {
     gaze.names.push_back("saccade");
     groups.push_back(gaze);
 
-    groups.push_back({{object_id::ENGINE_STATE_OUTPUT_DATA},
-                      {"engine_state"},
-                      [](const Records& r, Cell* c) {
-                          if (r.engine) {
-                              *c = Cell::ofInteger(r.engine->state());
-                          }
-                      }});
+    groups.push_back(
+        {{object_id::ENGINE_STATE_OUTPUT_DATA}, {"engine_state"}, [](const Records& r, Cell* c) {
+             if (r.engine) {
+                 *c = Cell::ofInteger(r.engine->state());
+             }
+         }});
     groups.push_back({{object_id::HEAD_TRACKER_STATE_OUTPUT_DATA},
                       {"head_tracker_state"},
                       [](const Records& r, Cell* c) {

@@ -76,8 +76,8 @@ int info(const std::string& path) {
     std::cout << "frames: " << numbers.size();
     if (!numbers.empty()) {
         std::cout << ", numbers " << numbers.front() << " to " << numbers.back() << ", "
-                  << merged.gaps << (merged.gaps == 1 ? " gap" : " gaps") << " ("
-                  << merged.missing << " missing)";
+                  << merged.gaps << (merged.gaps == 1 ? " gap" : " gaps") << " (" << merged.missing
+                  << " missing)";
     }
     std::cout << '\n';
     if (timed) {
@@ -98,8 +98,7 @@ int info(const std::string& path) {
     std::cout << "records of unknown kinds: "
               << (unknown == 0 ? std::string("none")
                                : "in " + std::to_string(unknown) +
-                                     (unknown == 1 ? " frame" : " frames") +
-                                     " (skipped when read)")
+                                     (unknown == 1 ? " frame" : " frames") + " (skipped when read)")
               << '\n';
     if (damaged > 0) {
         std::cout << "damaged: " << damaged << " bytes in " << damaged_ranges

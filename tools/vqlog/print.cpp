@@ -43,8 +43,7 @@ Command addPrint(CLI::App& app) {
         "print",
         "Print frames as the library prints them: a header line, then one value line per frame "
         "(every column 15 wide); the header is repeated when the columns change");
-    command->add_option("path", options->path, "A recording directory or a log file")
-        ->required();
+    command->add_option("path", options->path, "A recording directory or a log file")->required();
     options->select.addTo(*command, true);
     return [options] { return print(*options); };
 }

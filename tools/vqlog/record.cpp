@@ -92,12 +92,12 @@ Command addRecord(CLI::App& app) {
         "counter. Ends when the stream ends, after --count frames, or on Ctrl-C; the files are "
         "closed cleanly and every frame received is in them");
     command->add_option("--connect", options->connect, "The tracker's HOST:PORT")->required();
-    command->add_option("output", options->output,
-                        "The new recording: a directory (new, or without log files), or a "
-                        "file with --single-file")
+    command
+        ->add_option("output", options->output,
+                     "The new recording: a directory (new, or without log files), or a "
+                     "file with --single-file")
         ->required();
-    command->add_flag("--single-file", options->single_file,
-                      "Write whole frames into one file");
+    command->add_flag("--single-file", options->single_file, "Write whole frames into one file");
     command->add_option("--count", options->count, "Stop after this many frames");
     return [options] { return record(*options); };
 }

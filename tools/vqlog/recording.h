@@ -25,7 +25,7 @@ using FramePtr = boost::shared_ptr<vq::eod::EngineOutputData>;
 struct Selection {
     std::vector<char> kinds;  // records of these kinds only; empty: every kind
     unsigned int from = 0;    // first frame number taken
-    unsigned int to = std::numeric_limits<unsigned int>::max();  // last frame number taken
+    unsigned int to = std::numeric_limits<unsigned int>::max();       // last frame number taken
     std::uint64_t count = std::numeric_limits<std::uint64_t>::max();  // at most this many frames
 };
 

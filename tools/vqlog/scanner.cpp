@@ -28,18 +28,18 @@ struct RecordScanner::Decoded {
     char id = 0;
     std::uint64_t data_size = 0;
     std::uint64_t available = 0;  // bytes of the file after the header
-    std::uint64_t end = 0;  // OK: one past the record's last byte
+    std::uint64_t end = 0;        // OK: one past the record's last byte
     boost::shared_ptr<Serializable> object;
     unsigned int status = 0;
     std::string error;
 };
 
-RecordScanner::RecordScanner(const std::string& path)
-    : _path(path), _file(path, std::ios::binary) {
+RecordScanner::RecordScanner(const std::string& path) : _path(path), _file(path, std::ios::binary) {
     if (!_file || isDirectory(path)) {
         const int error = errno;
-        throw ToolError("cannot open " + path +
-                        (isDirectory(path) ? ": it is a directory" : ": " + std::string(std::strerror(error))));
+        throw ToolError(
+            "cannot open " + path +
+            (isDirectory(path) ? ": it is a directory" : ": " + std::string(std::strerror(error))));
     }
     _file.seekg(0, std::ios::end);
     _size = static_cast<std::uint64_t>(_file.tellg());
@@ -54,7 +54,8 @@ void RecordScanner::load(std::uint64_t begin, std::uint64_t end) {
     _window.resize(static_cast<std::size_t>(stop - begin));
     _file.clear();
     _file.seekg(static_cast<std::streamoff>(begin));
-    _file.read(reinterpret_cast<char*>(_window.data()), static_cast<std::streamsize>(_window.size()));
+    _file.read(reinterpret_cast<char*>(_window.data()),
+               static_cast<std::streamsize>(_window.size()));
     if (static_cast<std::uint64_t>(_file.gcount()) != _window.size()) {
         _window.clear();
         throw ToolError("cannot read " + _path);
@@ -142,6 +143,12 @@ bool RecordScanner::plausibleHeaderAt(std::uint64_t offset) {
            offset + header + size <= _size && _window[p + header] == 1;
 }
 
+bool RecordScanner::nextByteIsFrameId(std::uint64_t offset) {
+    load(offset, offset + 1);
+    return static_cast<char>(_window[static_cast<std::size_t>(offset - _window_begin)]) ==
+           EngineOutputData::THIS_OBJECT_ID;
+}
+
 std::uint64_t RecordScanner::resynchronise(std::uint64_t from) {
     for (std::uint64_t offset = from; offset < _size; ++offset) {
         if (!plausibleHeaderAt(offset)) {
@@ -149,7 +156,7 @@ std::uint64_t RecordScanner::resynchronise(std::uint64_t from) {
         }
         const Decoded d = decodeAt(offset);
         if (d.result == Decoded::OK && boost::dynamic_pointer_cast<EngineOutputData>(d.object) &&
-            (d.end == _size || plausibleHeaderAt(d.end))) {
+            (d.end == _size || nextByteIsFrameId(d.end))) {
             return offset;
         }
     }
@@ -181,15 +188,15 @@ bool RecordScanner::next(Item& item) {
     item.type = Item::DAMAGE;
     item.end = resume;
     const std::string announced = "the record announces " + std::to_string(d.data_size) +
-                                  " bytes of data, the file holds " +
-                                  std::to_string(d.available) + " more";
+                                  " bytes of data, the file holds " + std::to_string(d.available) +
+                                  " more";
     switch (d.result) {
         case Decoded::HEADER_CUT:
             item.what = "truncated: the file ends inside a record header";
             break;
         case Decoded::OVERRUN:
-            item.what = (resume == _size ? "truncated: " : "size header overruns the file: ") +
-                        announced;
+            item.what =
+                (resume == _size ? "truncated: " : "size header overruns the file: ") + announced;
             break;
         case Decoded::TOO_LARGE:
             item.what = "the record announces " + std::to_string(d.data_size) +

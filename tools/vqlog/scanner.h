@@ -10,7 +10,8 @@
 // - it does not decode (its data does not match its size, or the library refuses it), or
 // - it decodes to something other than a frame (another record, a kind the library lacks).
 // After damage the scanner looks for the next byte where a whole frame decodes and is followed by
-// the end of the file or by the start of another plausible record, and goes on from there.
+// the end of the file or by the object ID of a frame (a frame cut short counts), and goes on from
+// there.
 //
 // Memory: the window holds at most one record and the bytes after it, read in pieces of at least
 // 1 MiB; a size header never decides an allocation beyond the file's size. Records of more than
@@ -33,9 +34,9 @@ public:
     struct Item {
         enum Type { FRAME, DAMAGE };
         Type type = FRAME;
-        std::uint64_t begin = 0;  // first byte in the file
-        std::uint64_t end = 0;    // one past the last byte
-        FramePtr frame;           // FRAME: the decoded frame
+        std::uint64_t begin = 0;      // first byte in the file
+        std::uint64_t end = 0;        // one past the last byte
+        FramePtr frame;               // FRAME: the decoded frame
         bool unknown_inside = false;  // FRAME: it held records of kinds the library lacks
         std::string what;             // DAMAGE: what is wrong, one line
     };
@@ -56,6 +57,7 @@ private:
     // The first offset after `from` where a plausible frame starts, or the file size.
     std::uint64_t resynchronise(std::uint64_t from);
     bool plausibleHeaderAt(std::uint64_t offset);
+    bool nextByteIsFrameId(std::uint64_t offset);
     // Makes the window hold [begin, end) (end at most the file size).
     void load(std::uint64_t begin, std::uint64_t end);
 

@@ -49,8 +49,8 @@ public:
             } catch (const std::exception&) {
             }
             if (used != rate.size() || !(hz > 0 && hz <= 100000)) {
-                throw UsageError("--rate takes recorded, max or frames per second, not '" +
-                                 rate + "'");
+                throw UsageError("--rate takes recorded, max or frames per second, not '" + rate +
+                                 "'");
             }
             _interval = 1.0 / hz;
         }
@@ -122,8 +122,8 @@ int serve(const ServeOptions& options) {
         if (host == "255.255.255.255") {
             datagrams->enabledBroadcast(true);
         }
-        std::cout << "vqlog serve: sending " << options.path << " as datagrams to " << host
-                  << ':' << destination->getPort() << std::endl;
+        std::cout << "vqlog serve: sending " << options.path << " as datagrams to " << host << ':'
+                  << destination->getPort() << std::endl;
     }
 
     std::uint64_t sent = 0;
@@ -142,11 +142,12 @@ int serve(const ServeOptions& options) {
         }
         const auto due = pacer.due(*frame);
         while (!stopRequested()) {
-            const auto left = std::chrono::duration_cast<std::chrono::milliseconds>(
-                due - Clock::now());
+            const auto left =
+                std::chrono::duration_cast<std::chrono::milliseconds>(due - Clock::now());
             if (server) {
                 // Waiting is the time to take new clients.
-                server->acceptClients(static_cast<int>(std::clamp<long long>(left.count(), 0, 100)));
+                server->acceptClients(
+                    static_cast<int>(std::clamp<long long>(left.count(), 0, 100)));
             } else if (left.count() > 0) {
                 std::this_thread::sleep_for(std::min(left, std::chrono::milliseconds(100)));
             }
@@ -187,13 +188,14 @@ Command addServe(CLI::App& app) {
         "Replay a recording as a tracker would: serialised frames over TCP to every client "
         "that connects (--port), or as UDP datagrams (--udp), at the recorded rate, as fast as "
         "possible or at a given rate. Ends after the last frame (or Ctrl-C)");
-    command->add_option("path", options->path, "A recording directory or a log file")
-        ->required();
-    auto* port = command->add_option("--port", options->port,
-                                     "TCP port to serve on (0: one the system chooses, printed)")
+    command->add_option("path", options->path, "A recording directory or a log file")->required();
+    auto* port = command
+                     ->add_option("--port", options->port,
+                                  "TCP port to serve on (0: one the system chooses, printed)")
                      ->check(CLI::Range(0, 65535));
-    command->add_option("--bind", options->bind,
-                        "The address to serve on (default 127.0.0.1; 0.0.0.0 for every one)")
+    command
+        ->add_option("--bind", options->bind,
+                     "The address to serve on (default 127.0.0.1; 0.0.0.0 for every one)")
         ->needs(port);
     command
         ->add_option("--udp", options->udp,
@@ -204,8 +206,8 @@ Command addServe(CLI::App& app) {
                         "recorded (from the timing records; pauses over 1 s shortened), max, or "
                         "frames per second");
     command->add_flag("--loop", options->loop, "Start again after the last frame");
-    command->add_option("--wait", options->wait,
-                        "Wait for this many clients before the first frame")
+    command
+        ->add_option("--wait", options->wait, "Wait for this many clients before the first frame")
         ->needs(port);
     options->select.addTo(*command, false);
     return [options] { return serve(*options); };

@@ -131,8 +131,7 @@ FramePtr TrackerSimulator::nextFrame() {
 
     // The head: sways and turns a little, as a person at a screen does.
     const std::vector<double> position{wave(t, 0.03, 0.23) + wave(t, 0.01, 0.71, 1.0),
-                                       0.16 + wave(t, 0.02, 0.17, 0.5),
-                                       0.65 + wave(t, 0.03, 0.11)};
+                                       0.16 + wave(t, 0.02, 0.17, 0.5), 0.65 + wave(t, 0.03, 0.11)};
     const std::vector<double> euler{wave(t, 0.06, 0.19), wave(t, 0.12, 0.13, 0.3),
                                     wave(t, 0.03, 0.29)};
     auto head = make<HeadOutputDataV2>();
@@ -187,7 +186,8 @@ FramePtr TrackerSimulator::nextFrame() {
     face->addSubObject(eyes);
     frame->addSubObject(face);
 
-    auto state = boost::shared_ptr<EngineStateOutputData>(new EngineStateOutputData(ENGINE_RUNNING));
+    auto state =
+        boost::shared_ptr<EngineStateOutputData>(new EngineStateOutputData(ENGINE_RUNNING));
     state->addSubObject(boost::shared_ptr<HeadTrackerStateOutputData>(
         new HeadTrackerStateOutputData(HEAD_TRACKER_TRACKING)));
     frame->addSubObject(state);

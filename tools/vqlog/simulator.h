@@ -46,15 +46,15 @@ private:
     std::int64_t _start_millis;
     unsigned int _frame = 0;
 
-    double _blink_start;                  // start of the current or next blink
-    double _counted_blink = -1;           // the start of the last blink counted
-    unsigned int _blinks = 0;             // blinks begun
-    unsigned int _closed_frames = 0;      // frames with the eyes mostly closed
-    std::vector<float> _fixation;         // the point fixated, or the saccade's start
-    std::vector<float> _saccade_target;   // where the saccade in flight goes
-    double _saccade_start;                // start of the next or current saccade
-    double _saccade_duration = 0;         // 0 while fixating
-    unsigned int _saccades = 0;           // saccades begun
+    double _blink_start;                 // start of the current or next blink
+    double _counted_blink = -1;          // the start of the last blink counted
+    unsigned int _blinks = 0;            // blinks begun
+    unsigned int _closed_frames = 0;     // frames with the eyes mostly closed
+    std::vector<float> _fixation;        // the point fixated, or the saccade's start
+    std::vector<float> _saccade_target;  // where the saccade in flight goes
+    double _saccade_start;               // start of the next or current saccade
+    double _saccade_duration = 0;        // 0 while fixating
+    unsigned int _saccades = 0;          // saccades begun
 };
 
 }  // namespace vqlog
