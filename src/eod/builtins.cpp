@@ -1,7 +1,15 @@
 #include "eod/builtins_internal.h"
 
 #include "vq/eod/engineoutputdata.h"
+#include "vq/eod/gazeintersectionoutputdatav1.h"
+#include "vq/eod/gazeintersectionoutputdatav2.h"
+#include "vq/eod/gazeintersectionoutputdatav3.h"
+#include "vq/eod/gazeintersectionoutputdatav4.h"
+#include "vq/eod/headintersectionoutputdatav1.h"
+#include "vq/eod/headintersectionoutputdatav2.h"
 #include "vq/eod/objectids.h"
+#include "vq/eod/worldoutputdata.h"
+#include "vq/eod/worldoutputdatav2.h"
 
 namespace vq::eod::detail {
 
@@ -13,7 +21,16 @@ boost::shared_ptr<Serializable> create() {
 }  // namespace
 
 void registerBuiltins(RegisterFunction add) {
-    add(object_id::ENGINE_OUTPUT_DATA, &create<EngineOutputData>);
+    using namespace object_id;
+    add(ENGINE_OUTPUT_DATA, &create<EngineOutputData>);
+    add(HEAD_INTERSECTION_OUTPUT_DATA_V1, &create<HeadIntersectionOutputDataV1>);
+    add(GAZE_INTERSECTION_OUTPUT_DATA_V1, &create<GazeIntersectionOutputDataV1>);
+    add(WORLD_OUTPUT_DATA, &create<WorldOutputData>);
+    add(GAZE_INTERSECTION_OUTPUT_DATA_V2, &create<GazeIntersectionOutputDataV2>);
+    add(GAZE_INTERSECTION_OUTPUT_DATA_V4, &create<GazeIntersectionOutputDataV4>);
+    add(WORLD_OUTPUT_DATA_V2, &create<WorldOutputDataV2>);
+    add(GAZE_INTERSECTION_OUTPUT_DATA_V3, &create<GazeIntersectionOutputDataV3>);
+    add(HEAD_INTERSECTION_OUTPUT_DATA_V2, &create<HeadIntersectionOutputDataV2>);
 }
 
 }  // namespace vq::eod::detail
