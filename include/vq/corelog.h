@@ -3,6 +3,8 @@
 #pragma once
 
 #include "vq/eod/byteorder.h"
+#include "vq/eod/compressedserializable.h"
+#include "vq/eod/compressedserializabletoken.h"
 #include "vq/eod/engineoutputbase.h"
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/eoderror.h"

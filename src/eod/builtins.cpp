@@ -1,5 +1,7 @@
 #include "eod/builtins_internal.h"
 
+#include "vq/eod/compressedserializable.h"
+#include "vq/eod/compressedserializabletoken.h"
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/gazeintersectionoutputdatav1.h"
 #include "vq/eod/gazeintersectionoutputdatav2.h"
@@ -37,6 +39,8 @@ void registerBuiltins(RegisterFunction add) {
     add(WORLD_OUTPUT_DATA_V2, &create<WorldOutputDataV2>);
     add(GAZE_INTERSECTION_OUTPUT_DATA_V3, &create<GazeIntersectionOutputDataV3>);
     add(HEAD_INTERSECTION_OUTPUT_DATA_V2, &create<HeadIntersectionOutputDataV2>);
+    add(COMPRESSED_SERIALIZABLE, &create<CompressedSerializable>);
+    add(COMPRESSED_SERIALIZABLE_TOKEN, &create<CompressedSerializableToken>);
 }
 
 }  // namespace vq::eod::detail
