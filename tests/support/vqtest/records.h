@@ -1,7 +1,8 @@
 // Helpers for tests of the library's record classes: printing to strings, reading back through
-// the factory.
+// the factory, and serialised records with random contents for seeded round trips.
 #pragma once
 
+#include <random>
 #include <string>
 
 #include "vq/eod/compressedserializable.h"
@@ -22,5 +23,12 @@ class TestCompressed : public vq::eod::CompressedSerializable {
 public:
     explicit TestCompressed(vq::eod::ByteBuffer payload = {}) { setPayload(std::move(payload)); }
 };
+
+// A serialised record of the class of `id` with random contents that its reader must take and
+// give back unchanged, or empty bytes for an ID without a generator here. Records of fixed
+// layout get random blocks (bool bytes 0 or 1, names of printable characters); labelled records
+// random labels and points; world containers random intersection records; records without a
+// published layout random data; compressed blocks random payloads.
+vq::eod::ByteBuffer randomRecord(char id, std::mt19937& random);
 
 }  // namespace vqtest
