@@ -1,8 +1,8 @@
-// Builds a frame, serialises it, prints its bytes and reads it back through the factory.
+// Builds one frame of tracker output, serialises it, prints its bytes and reads it back through
+// the factory.
 //
-// The frame holds an application's own record kind, registered with the factory under an
-// object ID that the library leaves free, next to a nested frame.
-#include <cstdint>
+// The frame holds what an engine writes for every camera frame: its times, the head pose, the
+// eyes (pupils, eyelid closure and gaze) and the engine's state with the head tracker's.
 #include <iomanip>
 #include <iostream>
 
@@ -10,40 +10,11 @@
 
 namespace {
 
-using vq::eod::ByteBuffer;
-using vq::eod::EngineOutputData;
+using namespace vq::eod;
 
-// An application record: the number of blinks counted so far, 4 bytes big-endian.
-class BlinkCounter : public vq::eod::EngineOutputBase {
-public:
-    static constexpr char THIS_OBJECT_ID = 0x61;
-
-    explicit BlinkCounter(std::uint32_t blinks = 0) : _blinks(blinks) {}
-
-    std::uint32_t blinks() const { return _blinks; }
-
-    char objectID() const override { return THIS_OBJECT_ID; }
-    BlinkCounter* clone() const override { return new BlinkCounter(*this); }
-    void printOwnHeader(std::ostream& out) const override {
-        out << std::setw(15) << "BLINKS" << ' ';
-    }
-
-protected:
-    void printOwnData(std::ostream& out) const override { out << std::setw(15) << _blinks << ' '; }
-    void appendEngineSpecificData(ByteBuffer& buffer) const override {
-        appendValue(buffer, _blinks);
-    }
-    void readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) override {
-        readValue(buffer, read_pos, _blinks);
-    }
-    unsigned int numEngineSpecificDataBytes() const override { return 4; }
-
-private:
-    std::uint32_t _blinks;
-};
-
-boost::shared_ptr<vq::eod::Serializable> createBlinkCounter() {
-    return boost::shared_ptr<vq::eod::Serializable>(new BlinkCounter);
+template <typename T>
+boost::shared_ptr<T> make() {
+    return boost::shared_ptr<T>(new T);
 }
 
 void printHex(const ByteBuffer& bytes) {
@@ -60,15 +31,44 @@ void printHex(const ByteBuffer& bytes) {
 }  // namespace
 
 int main() {
-    vq::eod::SerializableFactory::registerObjectType(BlinkCounter::THIS_OBJECT_ID,
-                                                     &createBlinkCounter);
-
     EngineOutputData frame;
     frame.setFrameNum(7);
-    frame.addSubObject(boost::shared_ptr<BlinkCounter>(new BlinkCounter(12)));
-    boost::shared_ptr<EngineOutputData> previous(new EngineOutputData);
-    previous->setFrameNum(6);
-    frame.addSubObject(previous);
+
+    auto timing = make<TimingOutputData>();
+    timing->setExperimentTime(0.233);
+    timing->setApproxDelay(0.012f);
+    frame.addSubObject(timing);
+
+    auto head = make<HeadOutputDataV2>();
+    head->setTrackingState(true);
+    head->setHeadPosition({0.02, -0.01, 0.65});
+    head->setHeadRotation({0.05, -0.1, 0.0});
+    head->setHeadPositionConfidence(0.9);
+    frame.addSubObject(head);
+
+    auto pupil = make<PupilOutputData>();
+    pupil->setPupilDiameter(RIGHT_EYE, 0.0041f);
+    pupil->setPupilDiameter(LEFT_EYE, 0.0039f);
+    auto closure = make<EyeClosureOutputData>();
+    closure->setEyeClosure(RIGHT_EYE, 0.1f);
+    closure->setEyeClosure(LEFT_EYE, 0.12f);
+    auto gaze = make<GazeOutputData>();
+    for (EyeId eye : {RIGHT_EYE, LEFT_EYE}) {
+        const float side = eye == RIGHT_EYE ? -1.0f : 1.0f;
+        gaze->setGazeQualityLevel(eye, IR_GAZE);
+        gaze->setEyeballCentre(eye, {side * 0.032f, 0.0f, 0.6f});
+        gaze->setGazeRotationPitchYaw(eye, {0.0f, side * 0.05f});  // both turned to the nose
+    }
+    auto eyes = make<EyeOutputData>();
+    eyes->addSubObject(pupil);
+    eyes->addSubObject(closure);
+    eyes->addSubObject(gaze);
+    frame.addSubObject(eyes);
+
+    auto state = boost::shared_ptr<EngineStateOutputData>(new EngineStateOutputData(1));
+    state->addSubObject(
+        boost::shared_ptr<HeadTrackerStateOutputData>(new HeadTrackerStateOutputData(2)));
+    frame.addSubObject(state);
 
     ByteBuffer bytes;
     frame.serialize(bytes);
@@ -77,7 +77,7 @@ int main() {
 
     int read_pos = 0;
     auto read = boost::dynamic_pointer_cast<EngineOutputData>(
-        vq::eod::SerializableFactory::newObject(bytes, read_pos));
+        SerializableFactory::newObject(bytes, read_pos));
     if (!read) {
         std::cerr << "the factory did not rebuild a frame\n";
         return 1;

@@ -3,6 +3,13 @@
 #include <iomanip>
 #include <ostream>
 
+#include "vq/eod/enginestateoutputdata.h"
+#include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/facesetoutputdata.h"
+#include "vq/eod/headoutputdatav2.h"
+#include "vq/eod/timingoutputdata.h"
+#include "vq/eod/utils/outputdatautils.h"
+
 namespace vq::eod {
 
 VQ_EOD_DEFINE_POOL_ALLOCATION(EngineOutputData)
@@ -21,6 +28,56 @@ EngineOutputData& EngineOutputData::operator=(const EngineOutputData& other) {
 }
 
 EngineOutputData::~EngineOutputData() = default;
+
+// ---- the frame's records: the output data utilities do the work -----------------------------
+
+boost::shared_ptr<HeadOutputDataV2> EngineOutputData::headOutputData() {
+    return utils::headOutputData(*this);
+}
+
+boost::shared_ptr<const HeadOutputDataV2> EngineOutputData::headOutputData() const {
+    return utils::headOutputData(*this);
+}
+
+boost::shared_ptr<EyeOutputData> EngineOutputData::eyeOutputData() {
+    return utils::eyeOutputData(*this);
+}
+
+boost::shared_ptr<const EyeOutputData> EngineOutputData::eyeOutputData() const {
+    return utils::eyeOutputData(*this);
+}
+
+boost::shared_ptr<FaceSetOutputData> EngineOutputData::face(unsigned char index) {
+    return utils::face(*this, index);
+}
+
+boost::shared_ptr<const FaceSetOutputData> EngineOutputData::face(unsigned char index) const {
+    return utils::face(*this, index);
+}
+
+unsigned char EngineOutputData::numFaces() {
+    return utils::numFaces(*this);
+}
+
+unsigned char EngineOutputData::numFaces() const {
+    return utils::numFaces(*this);
+}
+
+boost::shared_ptr<TimingOutputData> EngineOutputData::timingOutputData() {
+    return utils::timingOutputData(*this);
+}
+
+boost::shared_ptr<const TimingOutputData> EngineOutputData::timingOutputData() const {
+    return utils::timingOutputData(*this);
+}
+
+boost::shared_ptr<EngineStateOutputData> EngineOutputData::engineStateOutputData() {
+    return utils::engineStateOutputData(*this);
+}
+
+boost::shared_ptr<const EngineStateOutputData> EngineOutputData::engineStateOutputData() const {
+    return utils::engineStateOutputData(*this);
+}
 
 const std::wstring& EngineOutputData::LOGFILE_EXTENSION() {
     static const std::wstring extension = L".vql";

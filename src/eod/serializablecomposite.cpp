@@ -135,11 +135,17 @@ void SerializableComposite::readSubObjects(const ByteBuffer& buffer, int& read_p
     readValue(buffer, read_pos, count);
     NestingGuard guard;
     for (unsigned int i = 0; i < count; ++i) {
+        const int before = read_pos;
         boost::shared_ptr<Serializable> object =
             status != nullptr ? SerializableFactory::newObjectWithStatus(buffer, read_pos, *status)
                               : SerializableFactory::newObject(buffer, read_pos);
         if (object && object->serializeEnabled()) {
             insertSubObject(object);
+        } else if (!object && read_pos == before) {
+            // An incomplete or mis-sized sub-object leaves the position where it was; reading
+            // the same bytes again would give the same result for every remaining count, and
+            // nested composites would multiply those repeats. The status word already says so.
+            break;
         }
     }
 }

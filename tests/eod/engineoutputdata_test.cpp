@@ -5,10 +5,20 @@
 
 #include <sstream>
 
+#include "vq/eod/enginestateoutputdata.h"
+#include "vq/eod/eyeclosureoutputdata.h"
+#include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/gazeoutputdata.h"
+#include "vq/eod/headoutputdata.h"
+#include "vq/eod/headoutputdatav2.h"
+#include "vq/eod/headtrackerstateoutputdata.h"
+#include "vq/eod/pupiloutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
+#include "vq/eod/timingoutputdata.h"
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
+#include "vqtest/recordchecks.h"
 #include "vqtest/testrecords.h"
 
 namespace {
@@ -123,6 +133,49 @@ TEST_F(EngineOutputDataTest, CloneResetAndFlagByte) {
     ASSERT_TRUE(read.unSerialize(bytes("09 00 06 05 00 00 00 01 00"), pos));
     EXPECT_TRUE(read.serializeEnabled());
     EXPECT_EQ(hex(serialized(read)), "09 00 06 01 00 00 00 01 00");
+}
+
+// A frame of every kind of measurement record: framing, order, factory read-back and printing.
+TEST_F(EngineOutputDataTest, AFrameOfMeasurementRecords) {
+    using namespace vq::eod;
+    boost::shared_ptr<TimingOutputData> timing(new TimingOutputData);
+    timing->setExperimentTime(12.5);
+    boost::shared_ptr<HeadOutputData> v1(new HeadOutputData);
+    boost::shared_ptr<EyeOutputData> eye(new EyeOutputData);
+    boost::shared_ptr<PupilOutputData> pupil(new PupilOutputData);
+    pupil->setPupilDiameter(LEFT_EYE, 3.5f);
+    eye->addSubObject(pupil);
+    eye->addSubObject(boost::shared_ptr<EyeClosureOutputData>(new EyeClosureOutputData));
+    eye->addSubObject(boost::shared_ptr<GazeOutputData>(new GazeOutputData));
+    boost::shared_ptr<EngineStateOutputData> state(new EngineStateOutputData(0));
+    state->addSubObject(
+        boost::shared_ptr<HeadTrackerStateOutputData>(new HeadTrackerStateOutputData(2)));
+    // In object ID order 0A 0B 0F 10 28, added the other way round.
+    const std::vector<boost::shared_ptr<EngineOutputBase>> records = {
+        timing, v1, eye, boost::shared_ptr<HeadOutputDataV2>(new HeadOutputDataV2(*v1)), state};
+    EngineOutputData frame;
+    frame.setFrameNum(42);
+    for (auto record = records.rbegin(); record != records.rend(); ++record) {
+        frame.addSubObject(*record);
+    }
+    std::string dump = "09 01 66 | 01 | 00 00 00 2A | 05";
+    std::string header = vqtest::columns({"FRAME_NUM"}), line = vqtest::columns({"42"});
+    for (const auto& record : records) {
+        dump += " " + hex(serialized(*record));
+        header += vqtest::printedHeader(*record);
+        line += vqtest::printedLine(*record);
+    }
+    const auto read = vqtest::expectRoundTrip(frame, dump);
+    ASSERT_TRUE(read);
+    EXPECT_EQ(vqtest::printedHeader(*read), header);
+    EXPECT_EQ(vqtest::printedLine(*read), line);
+    EXPECT_EQ(read->timingOutputData()->experimentTime(), 12.5);
+    EXPECT_EQ(read->engineStateOutputData()->headtrackerStateOutputData()->state(), 2);
+    EXPECT_EQ(static_cast<const EngineOutputData&>(*read)
+                  .eyeOutputData()
+                  ->pupilOutputData()
+                  ->pupilDiameter(LEFT_EYE),
+              3.5f);
 }
 
 }  // namespace

@@ -9,10 +9,18 @@
 
 #include <string>
 
+#include <boost/shared_ptr.hpp>
+
 #include "vq/eod/engineoutputbase.h"
 #include "vq/eod/objectids.h"
 
 namespace vq::eod {
+
+class EngineStateOutputData;
+class EyeOutputData;
+class FaceSetOutputData;
+class HeadOutputDataV2;
+class TimingOutputData;
 
 class VQ_EOD_API EngineOutputData : public EngineOutputBase {
 public:
@@ -26,6 +34,30 @@ public:
     // Frame number, 0 after construction.
     unsigned int frameNum() const { return _frame_num; }
     void setFrameNum(unsigned int frame_num) { _frame_num = frame_num; }
+
+    // ---- the frame's records ------------------------------------------------------------------
+    // Each returns the frame's record of one kind, or null when it has none. The face records
+    // live in face sets (FaceSetOutputData, one per face, face set 0 the main face). The
+    // non-const face accessors first move head, face and eye records that an older writer put
+    // into the frame itself into face set 0, converting a HeadOutputData to HeadOutputDataV2
+    // (utils::migrateFaceSetOutputData, which raises SerializableError when face set 0 already
+    // holds such a record); the frame then serialises in the current form. The const forms
+    // leave the frame unchanged and answer as if it had been migrated, with detached copies
+    // where records would have moved (utils/outputdatautils.h has the details).
+    boost::shared_ptr<HeadOutputDataV2> headOutputData();
+    boost::shared_ptr<const HeadOutputDataV2> headOutputData() const;
+    boost::shared_ptr<EyeOutputData> eyeOutputData();
+    boost::shared_ptr<const EyeOutputData> eyeOutputData() const;
+    // The index-th face set.
+    boost::shared_ptr<FaceSetOutputData> face(unsigned char index);
+    boost::shared_ptr<const FaceSetOutputData> face(unsigned char index) const;
+    unsigned char numFaces();
+    unsigned char numFaces() const;
+    // Frame-wide records, looked up in the frame itself; never migrate.
+    boost::shared_ptr<TimingOutputData> timingOutputData();
+    boost::shared_ptr<const TimingOutputData> timingOutputData() const;
+    boost::shared_ptr<EngineStateOutputData> engineStateOutputData();
+    boost::shared_ptr<const EngineStateOutputData> engineStateOutputData() const;
 
     // ".vql", the extension of frame log files, and ".ivql", that of their index files.
     static const std::wstring& LOGFILE_EXTENSION();

@@ -1,0 +1,201 @@
+#include "vq/eod/io/engineoutputdatafilewriter.h"
+
+#include <utility>
+
+#include "eod/io/paths_internal.h"
+#include "eod/precondition_internal.h"
+#include "vq/eod/io/engineoutputdatafileerror.h"
+
+namespace vq::eod::io {
+
+namespace {
+
+using NameTable = std::map<char, std::wstring, object_id::Less>;
+
+// The kind names of the process, with the defaults in place on first use.
+NameTable& nameTable() {
+    static NameTable table = {
+        {object_id::TIMING_OUTPUT_DATA, L"Timing"},
+        {object_id::HEAD_OUTPUT_DATA, L"Head"},
+        {object_id::HEAD_OUTPUT_DATA_V2, L"HeadV2"},
+        {object_id::EYE_OUTPUT_DATA, L"Eye"},
+        {object_id::FEATURE_SETS_BY_CAMERA, L"Features"},
+        {object_id::FACE_OUTPUT_DATA, L"Face"},
+        {object_id::FACE_OUTPUT_DATA_V2, L"FaceV2"},
+        {object_id::WORLD_OUTPUT_DATA, L"World"},
+        {object_id::WORLD_OUTPUT_DATA_V2, L"WorldV2"},
+        {object_id::ENGINE_STATE_OUTPUT_DATA, L"EngineState"},
+        {object_id::INERTIA_OUTPUT_DATA, L"Inertia"},
+        {object_id::CUSTOM_EVENT_OUTPUT_DATA, L"Custom_Events"},
+        {object_id::GPS_OUTPUT_DATA, L"GPS"},
+        {object_id::GPS_OUTPUT_DATA_V2, L"GPSV2"},
+    };
+    return table;
+}
+
+std::wstring logFilePath(const std::wstring& directory, char id, const std::wstring& suffix) {
+    std::wstring path = directory;
+    if (!path.empty() && path.back() != L'/' && path.back() != L'\\') {
+        path += L'/';
+    }
+    return path + EngineOutputDataFileWriter::objectIDToFileName(id) + suffix +
+           EngineOutputData::LOGFILE_EXTENSION();
+}
+
+constexpr int OUTPUT_MODE = std::ios::out | std::ios::binary | std::ios::trunc;
+
+}  // namespace
+
+EngineOutputDataFileWriter::EngineOutputDataFileWriter() : _single_file(true) {}
+
+// Each stream closes itself, flushing its buffer.
+EngineOutputDataFileWriter::~EngineOutputDataFileWriter() = default;
+
+std::wstring EngineOutputDataFileWriter::objectIDToFileName(char id) {
+    const NameTable& table = nameTable();
+    const auto entry = table.find(id);
+    if (entry == table.end()) {
+        throw EngineOutputDataFileError(
+            "EngineOutputDataFileWriter::objectIDToFileName - unknown object ID");
+    }
+    return entry->second;
+}
+
+void EngineOutputDataFileWriter::registerObjectIDFileName(char id, std::wstring name) {
+    nameTable()[id] = std::move(name);
+}
+
+void EngineOutputDataFileWriter::openFile(char id, const std::wstring& path, int buffer_size,
+                                          const char* error) {
+    auto stream = std::make_unique<BufferedOutputFileStream>(path, OUTPUT_MODE, buffer_size);
+    const bool opened = stream->is_open();
+    _streams[id] = LogFile{std::move(stream), detail::narrowPath(path)};
+    if (!opened) {
+        throw EngineOutputDataFileError(error);
+    }
+}
+
+void EngineOutputDataFileWriter::newFiles(const std::vector<char>& ids,
+                                          const std::wstring& directory,
+                                          const std::wstring& name_suffix, int buffer_size) {
+    VQ_REQUIRE(_streams.empty(), "files already open");
+    VQ_REQUIRE(!ids.empty(), "the list of object IDs to log cannot be empty");
+    _single_file = false;
+    for (char id : ids) {
+        if (_streams.count(id) != 0) {
+            throw EngineOutputDataFileError(
+                "EngineOutputDataFileWriter::newLogFiles: duplicate object IDs");
+        }
+        openFile(id, logFilePath(directory, id, name_suffix), buffer_size,
+                 "EngineOutputDataFileWriter::newLogFiles: could not open file.");
+    }
+}
+
+void EngineOutputDataFileWriter::newFiles(const std::vector<char>& ids,
+                                          const std::string& directory,
+                                          const std::string& name_suffix, int buffer_size) {
+    newFiles(ids, detail::widenPath(directory), detail::widenPath(name_suffix), buffer_size);
+}
+
+void EngineOutputDataFileWriter::newFile(const std::wstring& path, int buffer_size) {
+    VQ_REQUIRE(_streams.empty(), "files already open");
+    _single_file = true;
+    openFile(Serializable::ERROR_ID, path, buffer_size,
+             "EngineOutputDataFileWriter::newFile: could not open file.");
+}
+
+void EngineOutputDataFileWriter::newFile(const std::string& path, int buffer_size) {
+    newFile(detail::widenPath(path), buffer_size);
+}
+
+void EngineOutputDataFileWriter::newFile(char id, const std::wstring& path, int buffer_size) {
+    VQ_REQUIRE(_streams.empty(), "files already open");
+    _single_file = false;
+    openFile(id, path, buffer_size, "EngineOutputDataFileWriter::newFile: could not open file.");
+}
+
+void EngineOutputDataFileWriter::newFile(char id, const std::string& path, int buffer_size) {
+    newFile(id, detail::widenPath(path), buffer_size);
+}
+
+bool EngineOutputDataFileWriter::areFilesOpen() const {
+    return !_streams.empty();
+}
+
+void EngineOutputDataFileWriter::closeFiles() {
+    std::string lost;
+    for (auto& entry : _streams) {
+        BufferedOutputFileStream& stream = *entry.second.stream;
+        if (!stream.is_open()) {
+            continue;  // never opened: holds nothing
+        }
+        const bool closed = stream.rdbuf()->close() != nullptr;
+        if (stream.bad() || !closed) {
+            lost += (lost.empty() ? "" : ", ") + entry.second.path;
+        }
+    }
+    _streams.clear();
+    if (!lost.empty()) {
+        throw EngineOutputDataFileError(
+            "EngineOutputDataFileWriter::closeFiles - could not write file " + lost);
+    }
+}
+
+void EngineOutputDataFileWriter::writeData(const boost::shared_ptr<const EngineOutputData>& frame) {
+    VQ_REQUIRE(frame, "frame is NULL");
+    writeData(*frame);
+}
+
+void EngineOutputDataFileWriter::writeData(const EngineOutputData& frame) {
+    VQ_REQUIRE(!_streams.empty(), "no files are open");
+    if (!frame.serializeEnabled()) {
+        return;
+    }
+    if (_single_file) {
+        serializeObject(frame, *_streams.begin()->second.stream);
+        return;
+    }
+    for (auto& entry : _streams) {  // ascending object ID
+        writeSubObject(frame, entry.first, *entry.second.stream);
+    }
+}
+
+void EngineOutputDataFileWriter::writeSubObject(const EngineOutputData& frame, char id,
+                                                std::ostream& stream) {
+    boost::shared_ptr<const Serializable> record = frame.subObject(id);
+    if (!record) {
+        // Face records are kept inside a face set.
+        const auto face_set =
+            frame.subObjectAs<SerializableComposite>(object_id::FACE_SET_OUTPUT_DATA);
+        if (face_set) {
+            record = face_set->subObject(id);
+        }
+    }
+    if (!record || !record->serializeEnabled()) {
+        return;
+    }
+    // The wrapper lives only to be serialised, which leaves the record untouched: it shares the
+    // record instead of copying it.
+    EngineOutputData wrapper;
+    wrapper.setFrameNum(frame.frameNum());
+    wrapper.addSubObject(boost::const_pointer_cast<Serializable>(record));
+    serializeObject(wrapper, stream);
+}
+
+void EngineOutputDataFileWriter::serializeObject(const Serializable& object, std::ostream& stream) {
+    if (!object.serializeEnabled()) {
+        return;
+    }
+    // A stream that failed before is not written again, but still reported.
+    if (stream.good()) {
+        _scratch.clear();
+        object.serialize(_scratch);
+        stream.write(reinterpret_cast<const char*>(_scratch.data()),
+                     static_cast<std::streamsize>(_scratch.size()));
+    }
+    if (!stream.good()) {
+        throw EngineOutputDataFileError("Failed to write to stream.");
+    }
+}
+
+}  // namespace vq::eod::io

@@ -1,0 +1,624 @@
+#include "vq/eod/io/serialport.h"
+
+#include <fcntl.h>
+#include <poll.h>
+#include <sys/file.h>
+#include <sys/ioctl.h>
+#include <termios.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <mutex>
+#include <system_error>
+
+#include "eod/io/serialspeed_internal.h"
+#include "eod/precondition_internal.h"
+#include "vq/eod/io/serialporterror.h"
+
+namespace vq::eod::io {
+
+static_assert(SerialPort::TIMEOUT_ERROR == ETIMEDOUT, "time-outs are reported as ETIMEDOUT");
+
+std::array<const SerialPort*, SerialPort::NUM_PORTS> SerialPort::_open_ports{};
+
+namespace {
+
+using Clock = std::chrono::steady_clock;
+
+constexpr unsigned char MARKER_FIRST = 0xAA;
+constexpr unsigned char MARKER_SECOND = 0x55;
+constexpr unsigned char STUFFING = 0x00;
+// The longest frame on the wire: both markers, every payload and checksum byte stuffed.
+constexpr std::size_t MAX_FRAME_WIRE_BYTES = 2 + 2 * (SerialPort::MAX_DATAGRAM_BYTES + 2) + 2;
+// Bytes taken from the device per read call.
+constexpr std::size_t INPUT_CHUNK_BYTES = 4096;
+
+// Guards SerialPort::_open_ports and the device paths.
+std::mutex& tableMutex() {
+    static std::mutex mutex;
+    return mutex;
+}
+
+// Device paths set for the port IDs; empty: the default.
+std::array<std::string, SerialPort::NUM_PORTS>& devicePaths() {
+    static std::array<std::string, SerialPort::NUM_PORTS> paths;
+    return paths;
+}
+
+constexpr std::array<std::uint16_t, 256> makeCrcTable() {
+    std::array<std::uint16_t, 256> table{};
+    for (unsigned int i = 0; i < 256; ++i) {
+        unsigned int crc = i << 8;
+        for (int bit = 0; bit < 8; ++bit) {
+            crc = (crc & 0x8000u) != 0 ? (crc << 1) ^ 0x1021u : crc << 1;
+        }
+        table[i] = static_cast<std::uint16_t>(crc);
+    }
+    return table;
+}
+
+constexpr std::array<std::uint16_t, 256> CRC_TABLE = makeCrcTable();
+
+// Runs a system call again while a signal interrupts it; errno stays that of the last run.
+template <typename Call>
+auto retryOnInterrupt(Call call) -> decltype(call()) {
+    decltype(call()) result;
+    do {
+        result = call();
+    } while (result == -1 && errno == EINTR);
+    return result;
+}
+
+std::optional<Clock::time_point> deadlineAfter(int millis) {
+    if (millis < 0) {
+        return std::nullopt;
+    }
+    return Clock::now() + std::chrono::milliseconds(millis);
+}
+
+// Waits until `handle` is ready for `events` (or has failed). Returns 0, TIMEOUT_ERROR once the
+// deadline has passed, or an errno value.
+unsigned long waitFor(int handle, short events, const std::optional<Clock::time_point>& deadline) {
+    for (;;) {
+        int wait_ms = -1;
+        if (deadline) {
+            const auto left = *deadline - Clock::now();
+            // Rounded up, so that the wait never ends before the deadline.
+            wait_ms = static_cast<int>(std::max<std::int64_t>(
+                0, std::chrono::ceil<std::chrono::milliseconds>(left).count()));
+        }
+        pollfd entry{handle, events, 0};
+        const int ready = ::poll(&entry, 1, wait_ms);
+        if (ready > 0) {
+            return (entry.revents & POLLNVAL) != 0 ? EBADF : 0;
+        }
+        if (ready < 0 && errno != EINTR) {
+            return static_cast<unsigned long>(errno);
+        }
+        if (ready == 0 && deadline && Clock::now() >= *deadline) {
+            return SerialPort::TIMEOUT_ERROR;
+        }
+    }
+}
+
+// "timed out (110)", "Input/output error (5)".
+std::string describe(unsigned long error) {
+    const std::string text = error == SerialPort::TIMEOUT_ERROR
+                                 ? "timed out"
+                                 : std::generic_category().message(static_cast<int>(error));
+    return text + " (" + std::to_string(error) + ")";
+}
+
+[[noreturn]] void fail(const std::string& prefix, unsigned long error) {
+    throw SerialPortError(prefix + " " + describe(error), SerialPort::isTimeout(error));
+}
+
+void appendStuffed(std::vector<unsigned char>& frame, unsigned char byte) {
+    frame.push_back(byte);
+    if (byte == MARKER_FIRST) {
+        frame.push_back(STUFFING);
+    }
+}
+
+// Whether the last two of `size` bytes, high byte first, are the CRC of those before them.
+bool crcMatches(const unsigned char* body, std::size_t size) {
+    const unsigned int expected = (static_cast<unsigned int>(body[size - 2]) << 8) | body[size - 1];
+    return SerialPort::crc16(body, size - 2) == expected;
+}
+
+}  // namespace
+
+// ---- construction and the port table --------------------------------------------------------
+
+SerialPort::SerialPort(ComPortID port, BaudRate baud, bool openNow, unsigned char parity,
+                       unsigned char stopBits)
+    : _port(port), _baud(baud), _parity(parity), _stop_bits(stopBits) {
+    VQ_REQUIRE(port < NUM_PORTS, "post_id outside the range 0..NUM_PORTS-1");
+    VQ_REQUIRE(parity <= SPACEPARITY, "parity outside the range NOPARITY..SPACEPARITY");
+    VQ_REQUIRE(stopBits <= TWOSTOPBITS, "stop_bits outside thet range ONESTOPBIT..TWOSTOPBITS");
+    if (openNow) {
+        open(false, 10000);
+    }
+}
+
+SerialPort::~SerialPort() {
+    close();
+}
+
+bool SerialPort::isOpen(ComPortID port) {
+    VQ_REQUIRE(port < NUM_PORTS, "post_id outside the range 0..NUM_PORTS-1");
+    const std::lock_guard<std::mutex> lock(tableMutex());
+    return _open_ports[port] != nullptr;
+}
+
+std::string SerialPort::portName() const {
+    return "COM" + std::to_string(static_cast<unsigned int>(_port) + 1);
+}
+
+void SerialPort::setDevicePath(ComPortID port, const std::string& path) {
+    VQ_REQUIRE(port < NUM_PORTS, "post_id outside the range 0..NUM_PORTS-1");
+    const std::lock_guard<std::mutex> lock(tableMutex());
+    devicePaths()[port] = path;
+}
+
+std::string SerialPort::devicePath(ComPortID port) {
+    VQ_REQUIRE(port < NUM_PORTS, "post_id outside the range 0..NUM_PORTS-1");
+    const std::lock_guard<std::mutex> lock(tableMutex());
+    const std::string& path = devicePaths()[port];
+    return path.empty() ? "/dev/ttyS" + std::to_string(static_cast<unsigned int>(port)) : path;
+}
+
+// ---- opening and closing --------------------------------------------------------------------
+
+unsigned int SerialPort::baudRateFlag(BaudRate baud) {
+    switch (baud) {
+        case BAUD_110:
+            return B110;
+        case BAUD_300:
+            return B300;
+        case BAUD_600:
+            return B600;
+        case BAUD_1200:
+            return B1200;
+        case BAUD_2400:
+            return B2400;
+        case BAUD_4800:
+            return B4800;
+        case BAUD_9600:
+            return B9600;
+        case BAUD_14000:
+            return detail::ARBITRARY_SPEED;
+        case BAUD_19200:
+            return B19200;
+        case BAUD_38400:
+            return B38400;
+        case BAUD_57600:
+            return B57600;
+        case BAUD_115200:
+            return B115200;
+        case BAUD_128000:
+            return detail::ARBITRARY_SPEED;
+    }
+    VQ_PRECONDITION_FAILED("unknown baud rate");
+}
+
+unsigned long SerialPort::openNoThrow(bool useTimeouts, int millis) {
+    baudRateFlag(_baud);  // refuses an unknown rate before anything is opened
+    const std::string path = devicePath(_port);
+    const std::lock_guard<std::mutex> lock(tableMutex());
+    if (_open_ports[_port] == this) {
+        return 0;
+    }
+    if (_open_ports[_port] != nullptr) {
+        return EBUSY;
+    }
+    const int handle = retryOnInterrupt(
+        [&] { return ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC); });
+    if (handle < 0) {
+        return static_cast<unsigned long>(errno);
+    }
+    unsigned long error = 0;
+    if (retryOnInterrupt([&] { return ::flock(handle, LOCK_EX | LOCK_NB); }) != 0) {
+        error = errno == EWOULDBLOCK ? EBUSY : static_cast<unsigned long>(errno);
+    } else if (::ioctl(handle, TIOCEXCL) != 0) {
+        error = static_cast<unsigned long>(errno);
+    } else {
+        error = configureLine(handle);
+    }
+    if (error != 0) {
+        ::ioctl(handle, TIOCNXCL);
+        ::close(handle);
+        return error;
+    }
+    _handle = handle;
+    _use_timeouts = useTimeouts;
+    _write_timeout_ms = millis;
+    dropInput();
+    _open_ports[_port] = this;
+    return 0;
+}
+
+// Raw 8-bit line without flow control, parity and stop bits from the fields, the rate of
+// _baud. Reads never block the process: the handle is non-blocking and waits go through poll.
+unsigned long SerialPort::configureLine(int handle) const {
+    if (_stop_bits == ONE5STOPBITS) {
+        return EINVAL;  // 1.5 stop bits exist only for 5 data bits
+    }
+    termios settings{};
+    if (::tcgetattr(handle, &settings) != 0) {
+        return static_cast<unsigned long>(errno);
+    }
+    settings.c_iflag &= ~static_cast<tcflag_t>(IGNBRK | BRKINT | PARMRK | ISTRIP | INLCR | IGNCR |
+                                               ICRNL | IXON | IXOFF | IXANY | INPCK);
+    settings.c_oflag &= ~static_cast<tcflag_t>(OPOST);
+    settings.c_lflag &= ~static_cast<tcflag_t>(ECHO | ECHONL | ICANON | ISIG | IEXTEN);
+    const tcflag_t framing = CSIZE | PARENB | PARODD | CMSPAR | CSTOPB;
+    tcflag_t wanted = CS8;
+    switch (_parity) {
+        case ODDPARITY:
+            wanted |= PARENB | PARODD;
+            break;
+        case EVENPARITY:
+            wanted |= PARENB;
+            break;
+        case MARKPARITY:
+            wanted |= PARENB | CMSPAR | PARODD;
+            break;
+        case SPACEPARITY:
+            wanted |= PARENB | CMSPAR;
+            break;
+        default:
+            break;
+    }
+    if (_stop_bits == TWOSTOPBITS) {
+        wanted |= CSTOPB;
+    }
+    settings.c_cflag &= ~static_cast<tcflag_t>(framing | CRTSCTS);
+    settings.c_cflag |= wanted | CREAD | CLOCAL;
+    // One byte satisfies a read; with VMIN 0 an empty non-blocking read would look like a
+    // hang-up.
+    settings.c_cc[VMIN] = 1;
+    settings.c_cc[VTIME] = 0;
+    const unsigned int speed = baudRateFlag(_baud);
+    const bool arbitrary = speed == detail::ARBITRARY_SPEED;
+    // An arbitrary rate goes on afterwards; until then the line runs at a standard one.
+    const speed_t standard = arbitrary ? B38400 : static_cast<speed_t>(speed);
+    if (::cfsetispeed(&settings, standard) != 0 || ::cfsetospeed(&settings, standard) != 0 ||
+        retryOnInterrupt([&] { return ::tcsetattr(handle, TCSANOW, &settings); }) != 0) {
+        return static_cast<unsigned long>(errno);
+    }
+    // tcsetattr succeeds when any of the changes took; a driver may ignore the rest.
+    termios applied{};
+    if (::tcgetattr(handle, &applied) != 0) {
+        return static_cast<unsigned long>(errno);
+    }
+    if ((applied.c_cflag & framing) != wanted || ::cfgetospeed(&applied) != standard) {
+        return EINVAL;
+    }
+    return arbitrary ? static_cast<unsigned long>(detail::setArbitrarySpeed(handle, _baud)) : 0;
+}
+
+void SerialPort::open(bool useTimeouts, int millis) {
+    const unsigned long error = openNoThrow(useTimeouts, millis);
+    if (error != 0) {
+        fail("SerialPort::open() - Error opening port " + portName() + " (" + devicePath(_port) +
+                 "):",
+             error);
+    }
+}
+
+void SerialPort::close() {
+    const std::lock_guard<std::mutex> lock(tableMutex());
+    if (_handle < 0) {
+        return;
+    }
+    ::ioctl(_handle, TIOCNXCL);
+    ::close(_handle);  // the lock goes with the descriptor; never retried (Linux frees it)
+    _handle = -1;
+    _open_ports[_port] = nullptr;
+    dropInput();
+}
+
+void SerialPort::reset() {
+    if (!isOpen()) {
+        throw SerialPortError("reset() called on non-open serial port");
+    }
+    if (::tcflush(_handle, TCIOFLUSH) != 0) {
+        fail("SerialPort::reset():", static_cast<unsigned long>(errno));
+    }
+    dropInput();
+}
+
+void SerialPort::flush() {
+    if (!isOpen()) {
+        throw SerialPortError("flush() called on non-open serial port");
+    }
+    if (retryOnInterrupt([&] { return ::tcdrain(_handle); }) != 0) {
+        fail("SerialPort::flush():", static_cast<unsigned long>(errno));
+    }
+}
+
+// ---- raw reads ------------------------------------------------------------------------------
+
+void SerialPort::dropInput() const {
+    _input.clear();
+    _input_pos = 0;
+    _at_frame_start = false;
+}
+
+// Reads what the device has (at least one byte) into the empty input buffer.
+unsigned long SerialPort::fillInput(const Deadline& deadline) const {
+    _input.clear();
+    _input_pos = 0;
+    for (;;) {
+        const unsigned long error = waitFor(_handle, POLLIN, deadline);
+        if (error != 0) {
+            return error;
+        }
+        _input.resize(INPUT_CHUNK_BYTES);
+        const ssize_t got =
+            retryOnInterrupt([&] { return ::read(_handle, _input.data(), _input.size()); });
+        _input.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
+        if (got > 0) {
+            return 0;
+        }
+        if (got == 0) {
+            return EIO;  // end of input on a tty: the line has hung up
+        }
+        if (errno != EAGAIN && errno != EWOULDBLOCK) {
+            return static_cast<unsigned long>(errno);
+        }
+    }
+}
+
+// The next byte, waiting at most READ_TIMEOUT_PER_BYTE_MS for it when time-outs are on.
+unsigned long SerialPort::nextByte(unsigned char& byte) const {
+    if (_input_pos == _input.size()) {
+        const unsigned long error =
+            fillInput(deadlineAfter(_use_timeouts ? READ_TIMEOUT_PER_BYTE_MS : -1));
+        if (error != 0) {
+            return error;
+        }
+    }
+    byte = _input[_input_pos++];
+    return 0;
+}
+
+unsigned long SerialPort::readNoThrow(unsigned char& byte) const {
+    if (!isOpen()) {
+        return EBADF;
+    }
+    const unsigned long error = nextByte(byte);
+    if (error == 0) {
+        _at_frame_start = false;
+    }
+    return error;
+}
+
+unsigned long SerialPort::readNoThrow(std::vector<unsigned char>& data, int n, bool append) const {
+    VQ_REQUIRE(n >= 0, "negative byte count");
+    if (!append) {
+        data.clear();
+    }
+    if (!isOpen()) {
+        return EBADF;
+    }
+    using std::chrono::milliseconds;
+    const auto start = Clock::now();
+    const auto total_deadline = start + milliseconds(std::int64_t{READ_TIMEOUT_PER_BYTE_MS} * n);
+    auto last_arrival = start;
+    bool arrived = false;
+    auto wanted = static_cast<std::size_t>(n);
+    while (wanted > 0) {
+        if (_input_pos == _input.size()) {
+            Deadline deadline;
+            if (_use_timeouts) {
+                deadline = arrived ? std::min(total_deadline,
+                                              last_arrival + milliseconds(READ_INTERVAL_TIMEOUT_MS))
+                                   : total_deadline;
+            }
+            const unsigned long error = fillInput(deadline);
+            if (error != 0) {
+                return error;
+            }
+            last_arrival = _use_timeouts ? Clock::now() : start;
+        }
+        const std::size_t take = std::min(wanted, _input.size() - _input_pos);
+        const auto from = _input.begin() + static_cast<std::ptrdiff_t>(_input_pos);
+        data.insert(data.end(), from, from + static_cast<std::ptrdiff_t>(take));
+        _input_pos += take;
+        wanted -= take;
+        arrived = true;
+        _at_frame_start = false;
+    }
+    return 0;
+}
+
+char SerialPort::read() const {
+    unsigned char byte = 0;
+    const unsigned long error = readNoThrow(byte);
+    if (error != 0) {
+        fail("SerialPort::read() - error:", error);
+    }
+    return static_cast<char>(byte);
+}
+
+void SerialPort::read(std::vector<unsigned char>& data, int n, bool append) const {
+    const unsigned long error = readNoThrow(data, n, append);
+    if (error != 0) {
+        fail("SerialPort::read() - error:", error);
+    }
+}
+
+// ---- raw writes -----------------------------------------------------------------------------
+
+unsigned long SerialPort::writeAll(const unsigned char* data, std::size_t size) const {
+    const Deadline deadline = deadlineAfter(_write_timeout_ms);
+    std::size_t done = 0;
+    while (done < size) {
+        const ssize_t written =
+            retryOnInterrupt([&] { return ::write(_handle, data + done, size - done); });
+        if (written > 0) {
+            done += static_cast<std::size_t>(written);
+            continue;
+        }
+        if (written < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
+            return static_cast<unsigned long>(errno);
+        }
+        const unsigned long error = waitFor(_handle, POLLOUT, deadline);
+        if (error != 0) {
+            return error;
+        }
+    }
+    return 0;
+}
+
+unsigned long SerialPort::writeNoThrow(const std::vector<unsigned char>& data) const {
+    if (!isOpen()) {
+        return EBADF;
+    }
+    return writeAll(data.data(), data.size());
+}
+
+void SerialPort::write(const std::vector<unsigned char>& data) const {
+    const unsigned long error = writeNoThrow(data);
+    if (error != 0) {
+        fail("SerialPort::write() :", error);
+    }
+}
+
+// ---- datagrams ------------------------------------------------------------------------------
+
+std::uint16_t SerialPort::crc16(const unsigned char* data, std::size_t size) {
+    unsigned int crc = 0;
+    for (std::size_t i = 0; i < size; ++i) {
+        crc = (crc << 8) ^ CRC_TABLE[((crc >> 8) ^ data[i]) & 0xFFu];
+    }
+    return static_cast<std::uint16_t>(crc);
+}
+
+bool SerialPort::checkCRC(const std::vector<unsigned char>& data) {
+    VQ_REQUIRE(data.size() >= 2, "data should contain at least two checksum bytes");
+    return crcMatches(data.data(), data.size());
+}
+
+unsigned long SerialPort::sendDatagramNoThrow(const std::vector<unsigned char>& data) const {
+    if (data.size() > MAX_DATAGRAM_BYTES) {
+        return EMSGSIZE;
+    }
+    if (!isOpen()) {
+        return EBADF;
+    }
+    std::vector<unsigned char> frame;
+    frame.reserve(2 * (data.size() + 2) + 4);
+    frame.push_back(MARKER_FIRST);
+    frame.push_back(MARKER_SECOND);
+    for (const unsigned char byte : data) {
+        appendStuffed(frame, byte);
+    }
+    const std::uint16_t crc = crc16(data.data(), data.size());
+    appendStuffed(frame, static_cast<unsigned char>(crc >> 8));
+    appendStuffed(frame, static_cast<unsigned char>(crc & 0xFFu));
+    frame.push_back(MARKER_FIRST);
+    frame.push_back(MARKER_SECOND);
+    return writeAll(frame.data(), frame.size());
+}
+
+void SerialPort::sendDatagram(const std::vector<unsigned char>& data) const {
+    const unsigned long error = sendDatagramNoThrow(data);
+    if (error != 0) {
+        fail("SerialPort::sendDatagram() - error:", error);
+    }
+}
+
+// Consumes bytes up to and including the next AA 55, at most a longest frame's worth.
+unsigned long SerialPort::skipUntilFrameMarker() const {
+    bool after_first = false;
+    for (std::size_t skipped = 0; skipped < MAX_FRAME_WIRE_BYTES; ++skipped) {
+        unsigned char byte = 0;
+        const unsigned long error = nextByte(byte);
+        if (error != 0) {
+            return error;
+        }
+        _at_frame_start = after_first && byte == MARKER_SECOND;
+        if (_at_frame_start) {
+            return 0;
+        }
+        after_first = byte == MARKER_FIRST;
+    }
+    return EBADMSG;
+}
+
+// Appends the unstuffed bytes up to the next AA 55 (consumed, not appended) to `body`.
+unsigned long SerialPort::readUntilFrameMarker(std::vector<unsigned char>& body) const {
+    const std::size_t limit = body.size() + MAX_DATAGRAM_BYTES + 2;
+    for (;;) {
+        unsigned char byte = 0;
+        unsigned long error = nextByte(byte);
+        if (error != 0) {
+            return error;
+        }
+        _at_frame_start = false;
+        if (byte == MARKER_FIRST) {
+            error = nextByte(byte);
+            if (error != 0) {
+                return error;
+            }
+            if (byte == MARKER_SECOND) {
+                _at_frame_start = true;
+                return 0;
+            }
+            byte = MARKER_FIRST;  // the byte after it was stuffing
+        }
+        if (body.size() == limit) {
+            return EMSGSIZE;
+        }
+        body.push_back(byte);
+    }
+}
+
+unsigned long SerialPort::receiveDatagramNoThrow(std::vector<unsigned char>& data, bool append,
+                                                 int& count) const {
+    count = 0;
+    if (!append) {
+        data.clear();
+    }
+    if (!isOpen()) {
+        return EBADF;
+    }
+    const std::size_t base = data.size();
+    unsigned long error = _at_frame_start ? 0 : skipUntilFrameMarker();
+    if (error == 0) {
+        error = readUntilFrameMarker(data);
+    }
+    if (error == 0 && data.size() == base) {
+        // That marker closed one frame and this one opens the next.
+        error = readUntilFrameMarker(data);
+    }
+    const std::size_t body = data.size() - base;
+    if (error == 0 && (body < 2 || !crcMatches(data.data() + base, body))) {
+        error = CRC_ERROR;
+    }
+    if (error != 0) {
+        data.resize(base);
+        return error;
+    }
+    data.resize(data.size() - 2);
+    count = static_cast<int>(body - 2);
+    return 0;
+}
+
+int SerialPort::receiveDatagram(std::vector<unsigned char>& data, bool append) const {
+    int count = 0;
+    const unsigned long error = receiveDatagramNoThrow(data, append, count);
+    if (error == CRC_ERROR) {
+        throw SerialPortError("SerialPort::receiveDatagram(): bad checksum (23)");
+    }
+    if (error != 0) {
+        fail("SerialPort::receiveDatagram():", error);
+    }
+    return count;
+}
+
+}  // namespace vq::eod::io

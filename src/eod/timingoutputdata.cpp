@@ -1,0 +1,62 @@
+#include "vq/eod/timingoutputdata.h"
+
+#include "eod/printcolumns_internal.h"
+
+namespace vq::eod {
+
+VQ_EOD_DEFINE_POOL_ALLOCATION(TimingOutputData)
+
+TimingOutputData::TimingOutputData()
+    : _experiment_time(0.0),
+      _frame_time_secs(0),
+      _frame_time_msecs(0),
+      _approx_delay(0.0f),
+      _annotation_label_id(-1) {}
+
+TimingOutputData::TimingOutputData(const TimingOutputData& other) = default;
+
+TimingOutputData& TimingOutputData::operator=(const TimingOutputData& other) = default;
+
+TimingOutputData::~TimingOutputData() = default;
+
+char TimingOutputData::objectID() const {
+    return THIS_OBJECT_ID;
+}
+
+TimingOutputData* TimingOutputData::clone() const {
+    return new TimingOutputData(*this);
+}
+
+void TimingOutputData::printOwnHeader(std::ostream& stream) const {
+    detail::printColumns(stream, {"EXPERIMENT_TIME", "GMT_S", "GMT_MS", "DELAY", "ANNOTATION_ID"});
+}
+
+void TimingOutputData::printOwnData(std::ostream& stream) const {
+    detail::printColumn(stream, _experiment_time);
+    detail::printColumn(stream, _frame_time_secs);
+    detail::printColumn(stream, _frame_time_msecs);
+    detail::printColumn(stream, _approx_delay);
+    detail::printColumn(stream, _annotation_label_id);
+}
+
+void TimingOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
+    appendValue(buffer, _experiment_time);
+    appendValue(buffer, _frame_time_secs);
+    appendValue(buffer, _frame_time_msecs);
+    appendValue(buffer, _approx_delay);
+    appendValue(buffer, _annotation_label_id);
+}
+
+void TimingOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) {
+    readValue(buffer, read_pos, _experiment_time);
+    readValue(buffer, read_pos, _frame_time_secs);
+    readValue(buffer, read_pos, _frame_time_msecs);
+    readValue(buffer, read_pos, _approx_delay);
+    readValue(buffer, read_pos, _annotation_label_id);
+}
+
+unsigned int TimingOutputData::numEngineSpecificDataBytes() const {
+    return 22;
+}
+
+}  // namespace vq::eod

@@ -1,0 +1,127 @@
+// The frame log writer: file names, per-kind contents, write order, and failures.
+#include "vq/eod/io/engineoutputdatafilewriter.h"
+
+#include <gtest/gtest.h>
+
+#include <filesystem>
+
+#include "vqtest/hex.h"
+#include "vqtest/logfiles.h"
+#include "vqtest/testrecords.h"
+
+namespace {
+
+using vq::eod::io::EngineOutputDataFileWriter;
+using vqtest::hexOf;
+using vqtest::testFrame;
+
+constexpr char A = vqtest::TEST_RECORD_A;
+constexpr char B = vqtest::TEST_RECORD_B;
+constexpr const char* SOURCE = "src/eod/io/engineoutputdatafilewriter.cpp";
+
+std::string hexOfFile(const std::string& path) {
+    return vqtest::hex(vqtest::readFile(path));
+}
+
+class EngineOutputDataFileWriterTest : public ::testing::Test {
+protected:
+    void SetUp() override { vqtest::registerTestLogKinds(); }
+    vqtest::TempDir dir;
+    EngineOutputDataFileWriter writer;
+};
+
+TEST_F(EngineOutputDataFileWriterTest, OneFilePerKindInAscendingOrderAndAFullDevice) {
+    writer.newFiles({B, A}, dir.path(), "_x", 65536);
+    auto disabled_frame = testFrame(3, {A, B});
+    disabled_frame->setSerializeEnabled(false);
+    auto in_face_set = testFrame(4, {});
+    auto face_set = vqtest::testRecord(vq::eod::object_id::FACE_SET_OUTPUT_DATA);
+    face_set->addSubObject(vqtest::testRecord(A, 4000 + A));
+    in_face_set->addSubObject(face_set);
+    auto disabled_record = testFrame(5, {A, B});
+    disabled_record->subObjectAs<vqtest::TestRecord>(A)->setSerializeEnabled(false);
+    for (const auto& frame :
+         {testFrame(1, {A, B}), testFrame(2, {B}), disabled_frame, in_face_set, disabled_record}) {
+        writer.writeData(frame);
+    }
+    writer.closeFiles();
+    EXPECT_FALSE(writer.areFilesOpen());
+    EXPECT_EQ(hexOfFile(dir / "KindA_x.vql"), hexOf({testFrame(1, {A}), testFrame(4, {A})}));
+    EXPECT_EQ(hexOfFile(dir / "KindB_x.vql"),
+              hexOf({testFrame(1, {B}), testFrame(2, {B}), testFrame(5, {B})}));
+
+    // Unbuffered, with kind A on a full device: A, the lower ID, is written first and fails
+    // at every write, so B is never reached; closing names the file that lost bytes.
+    std::filesystem::create_symlink("/dev/full", dir / "KindA_y.vql");
+    writer.newFiles({B, A}, dir.path(), "_y", 0);
+    EXPECT_FILE_ERROR(writer.writeData(testFrame(1, {A, B})), "Failed to write to stream.");
+    EXPECT_FILE_ERROR(writer.writeData(testFrame(2, {A, B})), "Failed to write to stream.");
+    EXPECT_EQ(std::filesystem::file_size(dir / "KindB_y.vql"), 0u);
+    EXPECT_FILE_ERROR(
+        writer.closeFiles(),
+        "EngineOutputDataFileWriter::closeFiles - could not write file " + (dir / "KindA_y.vql"));
+}
+
+TEST_F(EngineOutputDataFileWriterTest, KindNamesAndPaths) {
+    const std::pair<char, const wchar_t*> defaults[] = {
+        {0x0A, L"Timing"},   {0x0B, L"Head"},        {0x10, L"HeadV2"},  {0x0F, L"Eye"},
+        {0x14, L"Features"}, {0x5B, L"Face"},        {0x5D, L"FaceV2"},  {0x13, L"World"},
+        {0x2B, L"WorldV2"},  {0x28, L"EngineState"}, {0x20, L"Inertia"}, {0x24, L"Custom_Events"},
+        {0x22, L"GPS"},      {0x23, L"GPSV2"}};
+    for (const auto& [id, name] : defaults) {
+        EXPECT_EQ(EngineOutputDataFileWriter::objectIDToFileName(id), name);
+    }
+    const char late = 0x7E;
+    EXPECT_FILE_ERROR(writer.newFiles({late}, dir.path(), "", 16),
+                      "EngineOutputDataFileWriter::objectIDToFileName - unknown object ID");
+    EngineOutputDataFileWriter::registerObjectIDFileName(late, L"Late");
+    writer.newFiles({late}, dir.path() + "/", "", 16);
+    writer.closeFiles();
+    EXPECT_TRUE(std::filesystem::exists(dir / "Late.vql"));
+
+    std::filesystem::create_directory(dir / "sub\\");
+    writer.newFiles({late}, dir / "sub\\", "_1", 16);  // no '/' after a backslash either
+    writer.closeFiles();
+    EXPECT_TRUE(std::filesystem::exists(dir / "sub\\Late_1.vql"));
+}
+
+TEST_F(EngineOutputDataFileWriterTest, MisuseAndFilesThatCannotBeOpened) {
+    const auto frame = testFrame(1, {A});
+    EXPECT_PRECONDITION(writer.writeData(*frame), SOURCE, "no files are open");
+    EXPECT_PRECONDITION(writer.newFiles({}, dir.path(), "", 16), SOURCE,
+                        "the list of object IDs to log cannot be empty");
+    EXPECT_FILE_ERROR(writer.newFiles({A, B, A}, dir.path(), "", 16),
+                      "EngineOutputDataFileWriter::newLogFiles: duplicate object IDs");
+    EXPECT_TRUE(std::filesystem::exists(dir / "KindB.vql"));
+    EXPECT_PRECONDITION(writer.newFile(dir / "x.vql", 16), SOURCE, "files already open");
+    writer.closeFiles();
+
+    const std::string missing = dir / "missing";
+    EXPECT_FILE_ERROR(writer.newFiles({A}, missing, "", 16),
+                      "EngineOutputDataFileWriter::newLogFiles: could not open file.");
+    writer.closeFiles();
+    EXPECT_FILE_ERROR(writer.newFile(A, missing + "/x.vql", 16),
+                      "EngineOutputDataFileWriter::newFile: could not open file.");
+    EXPECT_TRUE(writer.areFilesOpen());
+    EXPECT_FILE_ERROR(writer.writeData(frame), "Failed to write to stream.");
+    EXPECT_NO_THROW(writer.closeFiles());  // it never held anything
+}
+
+TEST_F(EngineOutputDataFileWriterTest, SingleFileAndALossAtClosing) {
+    const vqtest::Frames frames = {testFrame(1, {A, B}), testFrame(2, {}), testFrame(3, {B})};
+    writer.newFile(std::filesystem::path(dir / "all.vql").wstring(), 65536);
+    for (const auto& frame : frames) {
+        writer.writeData(*frame);
+    }
+    writer.closeFiles();
+    EXPECT_EQ(hexOfFile(dir / "all.vql"), hexOf(frames));
+
+    // Buffered: the loss shows when the files are closed.
+    writer.newFile("/dev/full", 65536);
+    writer.writeData(frames[0]);
+    EXPECT_FILE_ERROR(writer.closeFiles(),
+                      "EngineOutputDataFileWriter::closeFiles - could not write file /dev/full");
+    EXPECT_FALSE(writer.areFilesOpen());
+}
+
+}  // namespace

@@ -1,0 +1,80 @@
+// IPv4 end points: ports, setHost in its order, lazy names, equality.
+#include "vq/eod/io/inetaddress.h"
+
+#include <arpa/inet.h>
+
+#include <gtest/gtest.h>
+
+#include <cstring>
+
+#include "vqtest/expect.h"
+
+namespace {
+
+using vq::eod::io::InetAddress;
+
+TEST(InetAddress, PortsAndTheSocketRecord) {
+    EXPECT_EQ(InetAddress(-5, "10.1.2.3").getPort(), 0);
+    EXPECT_EQ(InetAddress(70000, "10.1.2.3").getPort(), 4464);
+    const InetAddress address(65535, "10.1.2.3");
+    const sockaddr_in& record = address.sockAddr();
+    sockaddr_in expected{};
+    expected.sin_family = AF_INET;
+    expected.sin_port = htons(65535);
+    expected.sin_addr.s_addr = inet_addr("10.1.2.3");
+    EXPECT_EQ(std::memcmp(&record, &expected, sizeof(record)), 0);
+}
+
+TEST(InetAddress, SetHostTakesNamesAndAddressesInItsOrder) {
+    const std::string local = InetAddress(0).getHostName(false);
+    InetAddress address(5000, "10.1.2.3");
+    EXPECT_EQ(address.toString(), "10.1.2.3(10.1.2.3) : 5000");
+    EXPECT_FALSE(address.isLocal());
+    EXPECT_TRUE(address.setHost("localhost"));
+    EXPECT_EQ(address.toString(), local + "(127.0.0.1) : 5000");
+
+    address.setHost("10.1.2.3");
+    EXPECT_FALSE(address.setHost("0.0.0.0"));
+    EXPECT_EQ(address.toString(), local + "(127.0.0.1) : 5000");
+    // A label of 64 characters cannot be looked up: the resolver refuses it without asking.
+    address.setHost("10.1.2.3");
+    EXPECT_FALSE(address.setHost(std::string(64, 'a') + ".invalid"));
+    EXPECT_EQ(address.toString(), local + "(127.0.0.1) : 5000");
+    // This machine's own name becomes the loop-back address.
+    address.setHost("10.1.2.3");
+    EXPECT_TRUE(address.setHost(local));
+    EXPECT_EQ(address.getHostIP(), "127.0.0.1");
+}
+
+TEST(InetAddress, NamesAreLookedUpOnlyWhenAskedForAndThenKept) {
+    const InetAddress address(80, "127.0.0.1");
+    EXPECT_EQ(address.getHostName(false), "127.0.0.1");
+    const std::string name = address.getHostName(true);  // from the hosts file
+    EXPECT_NE(name, "127.0.0.1");
+    EXPECT_EQ(address.getHostName(false), name);
+    EXPECT_EQ(address.toString(), name + "(127.0.0.1) : 80");
+    address.resetHostName();
+    EXPECT_EQ(address.getHostName(false), "127.0.0.1");
+}
+
+TEST(InetAddress, EqualitySpecialAddressesAndAdapters) {
+    EXPECT_TRUE(InetAddress(5000, "127.0.0.1") == InetAddress(5000, "localhost"));
+    EXPECT_FALSE(InetAddress(5000, "127.0.0.1") == InetAddress(5001, "127.0.0.1"));
+
+    InetAddress address(7, "10.1.2.3");
+    address.setReceiverAddress();
+    EXPECT_EQ(address.getHostIP(), "0.0.0.0");
+    EXPECT_TRUE(address.isLocal());
+    address.setBroadcastAddress();
+    EXPECT_EQ(address.getHostIP(), "255.255.255.255");
+    EXPECT_FALSE(address.isLocal());
+
+    const InetAddress adapter(9, 0);
+    EXPECT_TRUE(adapter.isLocal());
+    EXPECT_EQ(adapter.getHostName(false), adapter.getHostIP());  // the name is not yet known
+    EXPECT_PRECONDITION(InetAddress(9, 1000), "src/eod/io/inetaddress.cpp",
+                        "adapter index out of range");
+    EXPECT_EQ(InetAddress(address.sockAddr()).toString(), "255.255.255.255(255.255.255.255) : 7");
+}
+
+}  // namespace
