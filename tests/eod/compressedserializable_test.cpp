@@ -9,8 +9,7 @@
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
-#include "vqtest/expect.h"
-#include "vqtest/hex.h"
+#include "vqtest/recordchecks.h"
 #include "vqtest/records.h"
 
 namespace {
@@ -28,7 +27,8 @@ ByteBuffer payloadOf(const CompressedSerializable& block) {
 TEST(CompressedSerializable, EmptyAndLargePayloads) {
     const CompressedSerializable empty;
     EXPECT_EQ(hex(vqtest::serialized(empty)), "5F 00 04 00 00 00 00");
-    EXPECT_EQ(vqtest::headerOf(empty) + vqtest::lineOf(empty), "      DATA_SIZE               0 ");
+    EXPECT_EQ(vqtest::printedHeader(empty) + vqtest::printedLine(empty),
+              "      DATA_SIZE               0 ");
 
     ByteBuffer payload(70000);
     for (std::size_t i = 0; i < payload.size(); ++i) {
@@ -43,7 +43,7 @@ TEST(CompressedSerializable, EmptyAndLargePayloads) {
         boost::dynamic_pointer_cast<CompressedSerializable>(SerializableFactory::newObject(in));
     ASSERT_TRUE(read);
     EXPECT_TRUE(payloadOf(*read) == payload);
-    EXPECT_EQ(vqtest::lineOf(*read), "          70000 ");
+    EXPECT_EQ(vqtest::printedLine(*read), "          70000 ");
 }
 
 TEST(CompressedSerializable, ReadingAppendsAndStopsAtTheObjectsEnd) {

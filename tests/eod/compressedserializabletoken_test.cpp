@@ -4,8 +4,7 @@
 #include <gtest/gtest.h>
 
 #include "vq/eod/engineoutputdata.h"
-#include "vqtest/hex.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
@@ -24,8 +23,9 @@ TEST(CompressedSerializableToken, SeveralInAFrameWithCrossedPrintHooks) {
               vqtest::hex(vqtest::bytes("09 00 18 01 00 00 00 00 02 | 60 00 06 01 00 00 00 01 00 "
                                         "| 60 00 06 01 00 00 00 0C 00")));
     // The header line shows the number, the value line the title.
-    EXPECT_EQ(vqtest::headerOf(*second), "             12 ");
-    EXPECT_EQ(vqtest::lineOf(*second), "      STREAM_ID ");
+    EXPECT_EQ(vqtest::printedHeader(*second), "             12 ");
+    EXPECT_EQ(vqtest::printedLine(*second), "      STREAM_ID ");
+    vqtest::expectRandomBlocksRoundTrip(CompressedSerializableToken::THIS_OBJECT_ID, 4);
 }
 
 }  // namespace

@@ -4,9 +4,7 @@
 
 #include <gtest/gtest.h>
 
-#include "vqtest/expect.h"
-#include "vqtest/hex.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
@@ -63,10 +61,10 @@ TEST(GazeIntersectionOutputDataV1, RefusalsKeepTheRecordAndPrinting) {
                         "setGazeObjectIntersection is not valid on this version of "
                         "GazeIntersectionOutputDataBase");
     EXPECT_EQ(record.objectIntersection(), windscreen("w").objectIntersection());
-    EXPECT_EQ(vqtest::headerOf(windscreen("windscreen")),
+    EXPECT_EQ(vqtest::printedHeader(windscreen("windscreen")),
               " GAZE_OBJ_INDEX   GAZE_OBJ_NAME GAZ_SCR_INTSECT     GSI_WORLD_X     GSI_WORLD_Y "
               "    GSI_WORLD_Z    GSI_SCREEN_X    GSI_SCREEN_Y     GSI_PIXEL_X     GSI_PIXEL_Y ");
-    EXPECT_EQ(vqtest::lineOf(windscreen("windscreen")),
+    EXPECT_EQ(vqtest::printedLine(windscreen("windscreen")),
               "              5         windscr               1               1               2 "
               "              3             0.5            0.25             640             480 ");
 }

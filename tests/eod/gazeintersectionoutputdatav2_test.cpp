@@ -6,9 +6,7 @@
 
 #include "vq/eod/gazeintersectionoutputdatav1.h"
 #include "vq/eod/gazeintersectionoutputdatav3.h"
-#include "vqtest/expect.h"
-#include "vqtest/hex.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
@@ -31,9 +29,9 @@ TEST(GazeIntersectionOutputDataV2, TheOneObjectBlockThenTheGazeObjectPoint) {
                         "src/eod/gazeintersectionoutputdatav2.cpp",
                         "gaze_object_intersection not a 3D coordinate");
     EXPECT_EQ(record.gazeObjectIntersection(), (std::vector<float>{1, 2, 3}));
-    EXPECT_EQ(vqtest::headerOf(record).substr(160),
+    EXPECT_EQ(vqtest::printedHeader(record).substr(160),
               "          GOI_X           GOI_Y           GOI_Z ");
-    EXPECT_EQ(vqtest::lineOf(record).substr(160),
+    EXPECT_EQ(vqtest::printedLine(record).substr(160),
               "              1               2               3 ");
 }
 

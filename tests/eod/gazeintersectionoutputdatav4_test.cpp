@@ -6,9 +6,7 @@
 
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/worldoutputdatav2.h"
-#include "vqtest/expect.h"
-#include "vqtest/hex.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
@@ -24,8 +22,8 @@ TEST(GazeIntersectionOutputDataV4, OneRecordPerEyeAndNoOtherEyes) {
     world.addSubObject(right);
     world.addSubObject(left);
     EXPECT_EQ(world.numSubObjects(GazeIntersectionOutputDataV4::THIS_OBJECT_ID), 2);
-    EXPECT_EQ(vqtest::headerOf(*left).substr(0, 32), "         EYE_ID       ITEM_NAME ");
-    EXPECT_EQ(vqtest::lineOf(*left), "              1         Nothing ");
+    EXPECT_EQ(vqtest::printedHeader(*left).substr(0, 32), "         EYE_ID       ITEM_NAME ");
+    EXPECT_EQ(vqtest::printedLine(*left), "              1         Nothing ");
 
     // The eye byte 3 is damage, not a value to keep (the bytes of a V4 record with a label:
     // worldoutputdatav2_test.cpp).

@@ -3,18 +3,18 @@
 
 #include <gtest/gtest.h>
 
-#include "vqtest/hex.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
 using vq::eod::GPSCoordinateV1;
+using vq::eod::GPSOutputData;
 using vqtest::bytes;
 using vqtest::hex;
 using vqtest::serialized;
 
 TEST(GPSOutputData, DefaultsBlockAndColumns) {
-    vq::eod::GPSOutputData record;
+    GPSOutputData record;
     EXPECT_EQ(hex(serialized(record)),
               hex(bytes("22 00 13 01 | 00 | 00 00 00 00 | 00 00 00 00 4E | 00 00 00 00 4E | "
                         "FF FF | 00")));
@@ -23,16 +23,20 @@ TEST(GPSOutputData, DefaultsBlockAndColumns) {
     record.setLatitude(GPSCoordinateV1{51, 30, 26, 'N'});
     record.setLongitude(GPSCoordinateV1{-1, 7, -39, 'W'});
     record.setSpeed(88);
-    EXPECT_EQ(hex(serialized(record)), hex(bytes("22 00 13 01 | 01 | 01 02 03 04 | "
-                                                 "00 33 1E 1A 4E | FF FF 07 D9 57 | 00 58 | 00")));
-    EXPECT_EQ(vqtest::headerOf(record),
+    vqtest::expectRoundTrip(
+        record, "22 00 13 01 | 01 | 01 02 03 04 | 00 33 1E 1A 4E | FF FF 07 D9 57 | 00 58 | 00");
+    EXPECT_EQ(vqtest::printedHeader(record),
               "      GPS_VALID    GPS_GMT_TIME GPS_LATITUDE_DEG GPS_LATITUDE_MIN GPS_LATITUDE_SEC "
               "GPS_LATITUDE_HEM GPS_LONGITUDE_DEG GPS_LONGITUDE_MIN GPS_LONGITUDE_SEC "
               "GPS_LONGITUDE_HEM  GPS_SPEED_KM_H ");
-    EXPECT_EQ(vqtest::lineOf(record),
+    EXPECT_EQ(vqtest::printedLine(record),
               "              1        16909060              51              30              26 "
               "              N              -1               7             -39               W "
               "             88 ");
+}
+
+TEST(GPSOutputData, RandomBlocksRoundTrip) {
+    vqtest::expectRandomBlocksRoundTrip(GPSOutputData::THIS_OBJECT_ID, 17, {0});
 }
 
 }  // namespace

@@ -4,14 +4,13 @@
 #include <gtest/gtest.h>
 
 #include "vq/eod/headintersectionoutputdatav1.h"
-#include "vqtest/expect.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
 TEST(HeadIntersectionOutputData, VersionOneTitlesChecksAndConversion) {
     vq::eod::HeadIntersectionOutputDataV1 v1;
-    EXPECT_EQ(vqtest::headerOf(v1),
+    EXPECT_EQ(vqtest::printedHeader(v1),
               " HEAD_OBJ_INDEX   HEAD_OBJ_NAME CYC_SCR_INTSECT     CSI_WORLD_X     CSI_WORLD_Y "
               "    CSI_WORLD_Z    CSI_SCREEN_X    CSI_SCREEN_Y     CSI_PIXEL_X     CSI_PIXEL_Y ");
     EXPECT_PRECONDITION(v1.setScreenIntersectionScreenCoordinates({}),

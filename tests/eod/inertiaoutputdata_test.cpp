@@ -3,8 +3,7 @@
 
 #include <gtest/gtest.h>
 
-#include "vqtest/hex.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
@@ -16,15 +15,16 @@ TEST(InertiaOutputData, BlockAndColumns) {
     record.setAccelX(4);
     record.setAccelY(5);
     record.setAccelZ(-6);
-    EXPECT_EQ(vqtest::hex(vqtest::serialized(record)),
-              vqtest::hex(vqtest::bytes("20 00 1A 01 | 3F 80 00 00 40 00 00 00 40 40 00 00 | "
-                                        "40 80 00 00 40 A0 00 00 C0 C0 00 00 | 00")));
-    EXPECT_EQ(vqtest::headerOf(record),
+    vqtest::expectRoundTrip(record,
+                            "20 00 1A 01 | 3F 80 00 00 40 00 00 00 40 40 00 00 | "
+                            "40 80 00 00 40 A0 00 00 C0 C0 00 00 | 00");
+    EXPECT_EQ(vqtest::printedHeader(record),
               "     X_ANG_RATE      Y_ANG_RATE      Z_ANG_RATE         X_ACCEL         Y_ACCEL "
               "        Z_ACCEL ");
-    EXPECT_EQ(vqtest::lineOf(record),
+    EXPECT_EQ(vqtest::printedLine(record),
               "              1               2               3               4               5 "
               "             -6 ");
+    vqtest::expectRandomBlocksRoundTrip(vq::eod::InertiaOutputData::THIS_OBJECT_ID, 24);
 }
 
 }  // namespace

@@ -6,9 +6,7 @@
 #include <gtest/gtest.h>
 
 #include "vq/eod/gazeintersectionoutputdatav3.h"
-#include "vqtest/expect.h"
-#include "vqtest/hex.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
@@ -68,14 +66,14 @@ TEST(IntersectionOutputBaseV2, LabelsInLabelOrderAndSixteenBytesUnannounced) {
 
 TEST(IntersectionOutputBaseV2, PrintsTheFirstEntryOfEachMap) {
     GazeIntersectionOutputDataV3 record;
-    EXPECT_EQ(vqtest::headerOf(record),
+    EXPECT_EQ(vqtest::printedHeader(record),
               "      ITEM_NAME         WORLD_X         WORLD_Y         WORLD_Z         PLANE_X "
               "        PLANE_Y         PIXEL_X         PIXEL_Y ");
-    EXPECT_EQ(vqtest::lineOf(record), "        Nothing ");
+    EXPECT_EQ(vqtest::printedLine(record), "        Nothing ");
     record.addIntersection("b", {1, 2, 3}, {4, 5});
     record.addIntersection("a", {8, 9, 10});
     // The first label, the first points in index order; no pixels, no pixel columns.
-    EXPECT_EQ(vqtest::lineOf(record),
+    EXPECT_EQ(vqtest::printedLine(record),
               "              a               1               2               3               4 "
               "              5 ");
 }

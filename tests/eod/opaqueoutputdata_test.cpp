@@ -13,9 +13,7 @@
 #include "vq/eod/imagecollectionoutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
-#include "vqtest/expect.h"
-#include "vqtest/hex.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
@@ -43,7 +41,7 @@ TEST(OpaqueOutputData, DataIsKeptAsItCameUpToTheAnnouncedEnd) {
     // A new record: no fields, no sub-objects, no columns.
     vq::eod::FaceOutputDataV2 face;
     EXPECT_EQ(hex(serialized(face)), "5D 00 02 01 00");
-    EXPECT_EQ(vqtest::headerOf(face) + vqtest::lineOf(face), "");
+    EXPECT_EQ(vqtest::printedHeader(face) + vqtest::printedLine(face), "");
     // A size that does not even cover the flag byte is a size mismatch; read_pos stays.
     unsigned int status = 0;
     pos = 0;

@@ -12,8 +12,7 @@
 #include "vq/eod/gazeintersectionoutputdatav4.h"
 #include "vq/eod/headintersectionoutputdatav2.h"
 #include "vq/eod/serializablefactory.h"
-#include "vqtest/hex.h"
-#include "vqtest/records.h"
+#include "vqtest/recordchecks.h"
 
 namespace {
 
@@ -90,7 +89,7 @@ TEST(WorldOutputDataV2, LabelledRecordsInAFrameReadBackFromABufferAndAStream) {
     // The container itself has no block and prints nothing.
     vq::eod::WorldOutputDataV2 empty;
     EXPECT_EQ(hex(serialized(empty)), "2B 00 02 01 00");
-    EXPECT_EQ(vqtest::headerOf(empty) + vqtest::lineOf(empty), "");
+    EXPECT_EQ(vqtest::printedHeader(empty) + vqtest::printedLine(empty), "");
 }
 
 }  // namespace

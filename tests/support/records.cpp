@@ -1,9 +1,5 @@
 #include "vqtest/records.h"
 
-#include <gtest/gtest.h>
-
-#include <sstream>
-
 #include "vq/eod/engineoutputbase.h"
 #include "vq/eod/gazeintersectionoutputdatav4.h"
 #include "vq/eod/opaqueoutputdata.h"
@@ -16,33 +12,10 @@ using vq::eod::Serializable;
 using vq::eod::SerializableFactory;
 namespace ids = vq::eod::object_id;
 
-std::string headerOf(const Serializable& record) {
-    std::ostringstream stream;
-    record.printHeader(stream);
-    return stream.str();
-}
-
-std::string lineOf(const Serializable& record) {
-    std::ostringstream stream;
-    record.printLine(stream);
-    return stream.str();
-}
-
-ByteBuffer rewritten(const ByteBuffer& bytes) {
-    int pos = 0;
-    boost::shared_ptr<Serializable> read = SerializableFactory::newObject(bytes, pos);
-    EXPECT_EQ(pos, static_cast<int>(bytes.size()));
-    ByteBuffer again;
-    if (read) {
-        read->serialize(again);
-    }
-    return again;
-}
-
 namespace {
 
-// Blocks of the records of fixed layout: 'b' a bool byte, 'n' a name (7 printable characters
-// and a 0 byte), '4' four random bytes.
+// Blocks of the one-object intersection records: 'b' a bool byte, 'n' a name (7 printable
+// characters and a 0 byte), '4' four random bytes.
 const char* fixedLayout(char id) {
     switch (id) {
         case ids::HEAD_INTERSECTION_OUTPUT_DATA_V1:
@@ -50,14 +23,6 @@ const char* fixedLayout(char id) {
             return "4nb4444444";
         case ids::GAZE_INTERSECTION_OUTPUT_DATA_V2:
             return "4nb4444444444";
-        case ids::INERTIA_OUTPUT_DATA:
-            return "444444";
-        case ids::GPS_OUTPUT_DATA:  // the flag, then 16 bytes
-            return "b4444";
-        case ids::GPS_OUTPUT_DATA_V2:  // the flag, then 28 bytes
-            return "b4444444";
-        case ids::COMPRESSED_SERIALIZABLE_TOKEN:
-            return "4";
         default:
             return nullptr;
     }
