@@ -5,10 +5,17 @@
 
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/faceoutputdatav2.h"
 #include "vq/eod/facesetoutputdata.h"
+#include "vq/eod/featuresetsbycamera.h"
+#include "vq/eod/gpsoutputdata.h"
+#include "vq/eod/gpsoutputdatav2.h"
 #include "vq/eod/headoutputdatav2.h"
+#include "vq/eod/imagecollectionoutputdata.h"
+#include "vq/eod/inertiaoutputdata.h"
 #include "vq/eod/timingoutputdata.h"
 #include "vq/eod/utils/outputdatautils.h"
+#include "vq/eod/worldoutputdatav2.h"
 
 namespace vq::eod {
 
@@ -77,6 +84,62 @@ boost::shared_ptr<EngineStateOutputData> EngineOutputData::engineStateOutputData
 
 boost::shared_ptr<const EngineStateOutputData> EngineOutputData::engineStateOutputData() const {
     return utils::engineStateOutputData(*this);
+}
+
+boost::shared_ptr<FaceOutputDataV2> EngineOutputData::faceOutputData() {
+    return utils::faceOutputData(*this);
+}
+
+boost::shared_ptr<const FaceOutputDataV2> EngineOutputData::faceOutputData() const {
+    return utils::faceOutputData(*this);
+}
+
+boost::shared_ptr<WorldOutputDataV2> EngineOutputData::worldOutputData() {
+    return utils::worldOutputData(*this);
+}
+
+boost::shared_ptr<const WorldOutputDataV2> EngineOutputData::worldOutputData() const {
+    return utils::worldOutputData(*this);
+}
+
+boost::shared_ptr<GPSOutputData> EngineOutputData::gpsOutputData() {
+    return utils::gpsOutputData(*this);
+}
+
+boost::shared_ptr<const GPSOutputData> EngineOutputData::gpsOutputData() const {
+    return utils::gpsOutputData(*this);
+}
+
+boost::shared_ptr<GPSOutputDataV2> EngineOutputData::gpsOutputDataV2() {
+    return utils::gpsOutputDataV2(*this);
+}
+
+boost::shared_ptr<const GPSOutputDataV2> EngineOutputData::gpsOutputDataV2() const {
+    return utils::gpsOutputDataV2(*this);
+}
+
+boost::shared_ptr<InertiaOutputData> EngineOutputData::inertiaOutputData() {
+    return utils::inertiaOutputData(*this);
+}
+
+boost::shared_ptr<const InertiaOutputData> EngineOutputData::inertiaOutputData() const {
+    return utils::inertiaOutputData(*this);
+}
+
+boost::shared_ptr<FeatureSetsByCamera> EngineOutputData::featureSetsByCamera() {
+    return utils::featureSetsByCamera(*this);
+}
+
+boost::shared_ptr<const FeatureSetsByCamera> EngineOutputData::featureSetsByCamera() const {
+    return utils::featureSetsByCamera(*this);
+}
+
+boost::shared_ptr<ImageCollectionOutputData> EngineOutputData::imagesOutputData() {
+    return utils::imagesOutputData(*this);
+}
+
+boost::shared_ptr<const ImageCollectionOutputData> EngineOutputData::imagesOutputData() const {
+    return utils::imagesOutputData(*this);
 }
 
 const std::wstring& EngineOutputData::LOGFILE_EXTENSION() {

@@ -3,6 +3,7 @@
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
 #include "vq/eod/headtrackerstateoutputdata.h"
+#include "vq/eod/irpodstateoutputdata.h"
 
 namespace vq::eod {
 
@@ -34,6 +35,14 @@ boost::shared_ptr<HeadTrackerStateOutputData> EngineStateOutputData::headtracker
 boost::shared_ptr<const HeadTrackerStateOutputData>
 EngineStateOutputData::headtrackerStateOutputData() const {
     return subObjectAs<HeadTrackerStateOutputData>(HeadTrackerStateOutputData::THIS_OBJECT_ID);
+}
+
+boost::shared_ptr<IRPodStateOutputData> EngineStateOutputData::irPodStateOutputData() {
+    return subObjectAs<IRPodStateOutputData>(IRPodStateOutputData::THIS_OBJECT_ID);
+}
+
+boost::shared_ptr<const IRPodStateOutputData> EngineStateOutputData::irPodStateOutputData() const {
+    return subObjectAs<IRPodStateOutputData>(IRPodStateOutputData::THIS_OBJECT_ID);
 }
 
 char EngineStateOutputData::objectID() const {

@@ -1,6 +1,7 @@
 #include "vq/eod/facesetoutputdata.h"
 
 #include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/faceoutputdatav2.h"
 #include "vq/eod/headoutputdatav2.h"
 
 namespace vq::eod {
@@ -29,6 +30,14 @@ boost::shared_ptr<EyeOutputData> FaceSetOutputData::eyeOutputData() {
 
 boost::shared_ptr<const EyeOutputData> FaceSetOutputData::eyeOutputData() const {
     return subObjectAs<EyeOutputData>(EyeOutputData::THIS_OBJECT_ID);
+}
+
+boost::shared_ptr<FaceOutputDataV2> FaceSetOutputData::faceOutputData() {
+    return subObjectAs<FaceOutputDataV2>(FaceOutputDataV2::THIS_OBJECT_ID);
+}
+
+boost::shared_ptr<const FaceOutputDataV2> FaceSetOutputData::faceOutputData() const {
+    return subObjectAs<FaceOutputDataV2>(FaceOutputDataV2::THIS_OBJECT_ID);
 }
 
 char FaceSetOutputData::objectID() const {

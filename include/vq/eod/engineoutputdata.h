@@ -18,9 +18,16 @@ namespace vq::eod {
 
 class EngineStateOutputData;
 class EyeOutputData;
+class FaceOutputDataV2;
 class FaceSetOutputData;
+class FeatureSetsByCamera;
+class GPSOutputData;
+class GPSOutputDataV2;
 class HeadOutputDataV2;
+class ImageCollectionOutputData;
+class InertiaOutputData;
 class TimingOutputData;
+class WorldOutputDataV2;
 
 class VQ_EOD_API EngineOutputData : public EngineOutputBase {
 public:
@@ -48,6 +55,8 @@ public:
     boost::shared_ptr<const HeadOutputDataV2> headOutputData() const;
     boost::shared_ptr<EyeOutputData> eyeOutputData();
     boost::shared_ptr<const EyeOutputData> eyeOutputData() const;
+    boost::shared_ptr<FaceOutputDataV2> faceOutputData();
+    boost::shared_ptr<const FaceOutputDataV2> faceOutputData() const;
     // The index-th face set.
     boost::shared_ptr<FaceSetOutputData> face(unsigned char index);
     boost::shared_ptr<const FaceSetOutputData> face(unsigned char index) const;
@@ -58,6 +67,19 @@ public:
     boost::shared_ptr<const TimingOutputData> timingOutputData() const;
     boost::shared_ptr<EngineStateOutputData> engineStateOutputData();
     boost::shared_ptr<const EngineStateOutputData> engineStateOutputData() const;
+    // The current world container, which holds the intersection records.
+    boost::shared_ptr<WorldOutputDataV2> worldOutputData();
+    boost::shared_ptr<const WorldOutputDataV2> worldOutputData() const;
+    boost::shared_ptr<GPSOutputData> gpsOutputData();
+    boost::shared_ptr<const GPSOutputData> gpsOutputData() const;
+    boost::shared_ptr<GPSOutputDataV2> gpsOutputDataV2();
+    boost::shared_ptr<const GPSOutputDataV2> gpsOutputDataV2() const;
+    boost::shared_ptr<InertiaOutputData> inertiaOutputData();
+    boost::shared_ptr<const InertiaOutputData> inertiaOutputData() const;
+    boost::shared_ptr<FeatureSetsByCamera> featureSetsByCamera();
+    boost::shared_ptr<const FeatureSetsByCamera> featureSetsByCamera() const;
+    boost::shared_ptr<ImageCollectionOutputData> imagesOutputData();
+    boost::shared_ptr<const ImageCollectionOutputData> imagesOutputData() const;
 
     // ".vql", the extension of frame log files, and ".ivql", that of their index files.
     static const std::wstring& LOGFILE_EXTENSION();

@@ -13,6 +13,7 @@
 namespace vq::eod {
 
 class HeadTrackerStateOutputData;
+class IRPodStateOutputData;
 
 class VQ_EOD_API EngineStateOutputData : public EngineOutputBase {
 public:
@@ -29,10 +30,12 @@ public:
     // "unknown state" unless -1, 0 or 1; the state is then unchanged.
     void setState(int state);
 
-    // The head tracker state sub-object, or null. A sub-object under its ID of another class
-    // raises the "programming error" SerializableError.
+    // The head tracker state and IR pod state sub-objects, or null. A sub-object under their ID
+    // of another class raises the "programming error" SerializableError.
     boost::shared_ptr<HeadTrackerStateOutputData> headtrackerStateOutputData();
     boost::shared_ptr<const HeadTrackerStateOutputData> headtrackerStateOutputData() const;
+    boost::shared_ptr<IRPodStateOutputData> irPodStateOutputData();
+    boost::shared_ptr<const IRPodStateOutputData> irPodStateOutputData() const;
 
     char objectID() const override;
     EngineStateOutputData* clone() const override;

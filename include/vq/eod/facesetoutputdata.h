@@ -14,6 +14,7 @@
 namespace vq::eod {
 
 class EyeOutputData;
+class FaceOutputDataV2;
 class HeadOutputDataV2;
 
 class VQ_EOD_API FaceSetOutputData : public EngineOutputBase {
@@ -31,6 +32,8 @@ public:
     boost::shared_ptr<const HeadOutputDataV2> headOutputData() const;
     boost::shared_ptr<EyeOutputData> eyeOutputData();
     boost::shared_ptr<const EyeOutputData> eyeOutputData() const;
+    boost::shared_ptr<FaceOutputDataV2> faceOutputData();
+    boost::shared_ptr<const FaceOutputDataV2> faceOutputData() const;
 
     char objectID() const override;
     FaceSetOutputData* clone() const override;

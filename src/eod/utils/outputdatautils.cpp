@@ -5,11 +5,18 @@
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/faceoutputdatav2.h"
 #include "vq/eod/facesetoutputdata.h"
+#include "vq/eod/featuresetsbycamera.h"
+#include "vq/eod/gpsoutputdata.h"
+#include "vq/eod/gpsoutputdatav2.h"
 #include "vq/eod/headoutputdata.h"
 #include "vq/eod/headoutputdatav2.h"
+#include "vq/eod/imagecollectionoutputdata.h"
+#include "vq/eod/inertiaoutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/timingoutputdata.h"
+#include "vq/eod/worldoutputdatav2.h"
 
 namespace vq::eod::utils {
 
@@ -59,6 +66,16 @@ void copyToFaceSet(const EngineOutputData& frame, FaceSetOutputData& face_set, c
     if (record && !face_set.hasSubObjectID(id)) {
         face_set.addSubObject(boost::shared_ptr<Serializable>(record->clone()));
     }
+}
+
+// The frame's record of class T, looked up in the frame itself.
+template <typename T>
+boost::shared_ptr<T> frameRecord(EngineOutputData& frame) {
+    return frame.subObjectAs<T>(T::THIS_OBJECT_ID);
+}
+template <typename T>
+boost::shared_ptr<const T> frameRecord(const EngineOutputData& frame) {
+    return frame.subObjectAs<T>(T::THIS_OBJECT_ID);
 }
 
 // Face set 0 as a migration would make it, built from copies; the frame is not changed.
@@ -127,6 +144,11 @@ boost::shared_ptr<EyeOutputData> eyeOutputData(EngineOutputData& frame) {
     return first ? first->eyeOutputData() : nullptr;
 }
 
+boost::shared_ptr<FaceOutputDataV2> faceOutputData(EngineOutputData& frame) {
+    const boost::shared_ptr<FaceSetOutputData> first = face(frame, 0);
+    return first ? first->faceOutputData() : nullptr;
+}
+
 // ---- face records, leaving the frame as it is ------------------------------------------------
 
 boost::shared_ptr<const FaceSetOutputData> face(const EngineOutputData& frame,
@@ -152,23 +174,76 @@ boost::shared_ptr<const EyeOutputData> eyeOutputData(const EngineOutputData& fra
     return first ? first->eyeOutputData() : nullptr;
 }
 
+boost::shared_ptr<const FaceOutputDataV2> faceOutputData(const EngineOutputData& frame) {
+    const boost::shared_ptr<const FaceSetOutputData> first = face(frame, 0);
+    return first ? first->faceOutputData() : nullptr;
+}
+
 // ---- frame-wide records ----------------------------------------------------------------------
 
 boost::shared_ptr<TimingOutputData> timingOutputData(EngineOutputData& frame) {
-    return frame.subObjectAs<TimingOutputData>(TimingOutputData::THIS_OBJECT_ID);
+    return frameRecord<TimingOutputData>(frame);
 }
 
 boost::shared_ptr<const TimingOutputData> timingOutputData(const EngineOutputData& frame) {
-    return frame.subObjectAs<TimingOutputData>(TimingOutputData::THIS_OBJECT_ID);
+    return frameRecord<TimingOutputData>(frame);
 }
 
 boost::shared_ptr<EngineStateOutputData> engineStateOutputData(EngineOutputData& frame) {
-    return frame.subObjectAs<EngineStateOutputData>(EngineStateOutputData::THIS_OBJECT_ID);
+    return frameRecord<EngineStateOutputData>(frame);
 }
 
 boost::shared_ptr<const EngineStateOutputData> engineStateOutputData(
     const EngineOutputData& frame) {
-    return frame.subObjectAs<EngineStateOutputData>(EngineStateOutputData::THIS_OBJECT_ID);
+    return frameRecord<EngineStateOutputData>(frame);
+}
+
+boost::shared_ptr<WorldOutputDataV2> worldOutputData(EngineOutputData& frame) {
+    return frameRecord<WorldOutputDataV2>(frame);
+}
+
+boost::shared_ptr<const WorldOutputDataV2> worldOutputData(const EngineOutputData& frame) {
+    return frameRecord<WorldOutputDataV2>(frame);
+}
+
+boost::shared_ptr<GPSOutputData> gpsOutputData(EngineOutputData& frame) {
+    return frameRecord<GPSOutputData>(frame);
+}
+
+boost::shared_ptr<const GPSOutputData> gpsOutputData(const EngineOutputData& frame) {
+    return frameRecord<GPSOutputData>(frame);
+}
+
+boost::shared_ptr<GPSOutputDataV2> gpsOutputDataV2(EngineOutputData& frame) {
+    return frameRecord<GPSOutputDataV2>(frame);
+}
+
+boost::shared_ptr<const GPSOutputDataV2> gpsOutputDataV2(const EngineOutputData& frame) {
+    return frameRecord<GPSOutputDataV2>(frame);
+}
+
+boost::shared_ptr<InertiaOutputData> inertiaOutputData(EngineOutputData& frame) {
+    return frameRecord<InertiaOutputData>(frame);
+}
+
+boost::shared_ptr<const InertiaOutputData> inertiaOutputData(const EngineOutputData& frame) {
+    return frameRecord<InertiaOutputData>(frame);
+}
+
+boost::shared_ptr<FeatureSetsByCamera> featureSetsByCamera(EngineOutputData& frame) {
+    return frameRecord<FeatureSetsByCamera>(frame);
+}
+
+boost::shared_ptr<const FeatureSetsByCamera> featureSetsByCamera(const EngineOutputData& frame) {
+    return frameRecord<FeatureSetsByCamera>(frame);
+}
+
+boost::shared_ptr<ImageCollectionOutputData> imagesOutputData(EngineOutputData& frame) {
+    return frameRecord<ImageCollectionOutputData>(frame);
+}
+
+boost::shared_ptr<const ImageCollectionOutputData> imagesOutputData(const EngineOutputData& frame) {
+    return frameRecord<ImageCollectionOutputData>(frame);
 }
 
 }  // namespace vq::eod::utils

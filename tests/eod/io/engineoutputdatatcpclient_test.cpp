@@ -8,6 +8,7 @@
 #include <random>
 #include <thread>
 
+#include "vq/eod/headintersectionoutputdatav2.h"
 #include "vq/eod/io/socketerror.h"
 #include "vq/eod/serializableerror.h"
 #include "vqtest/expect.h"
@@ -116,13 +117,15 @@ TEST_F(EngineOutputDataTcpClientTest, PiecesAndFramesOfOneRead) {
 }
 
 TEST_F(EngineOutputDataTcpClientTest, FramesAnnouncingFewerBytesThanTheyHoldComeOutWhole) {
-    // A frame holding a record whose header announces 16 bytes fewer than follow, sent a byte at
-    // a time: nothing comes out and nothing is raised before its last byte, then it comes out
-    // exactly, and the frame after it too.
+    // A frame holding a labelled intersection record, whose header (and the frame's) announces 16
+    // bytes fewer than follow, sent a byte at a time: nothing comes out and nothing is raised
+    // before its last byte, then it comes out exactly, and the frame after it too.
     EngineOutputData frame;
     frame.setFrameNum(11);
-    frame.addSubObject(
-        boost::shared_ptr<vqtest::UndercountedRecord>(new vqtest::UndercountedRecord({1, 2, 3})));
+    boost::shared_ptr<vq::eod::HeadIntersectionOutputDataV2> head(
+        new vq::eod::HeadIntersectionOutputDataV2);
+    head->addIntersection("screen", {1, 2, 3}, {4, 5}, {6, 7});
+    frame.addSubObject(head);
     ByteBuffer stream = vqtest::serialized(frame);
     ASSERT_EQ(stream.size(), frame.numTotalBytes() + 16);
     const std::size_t frame_size = stream.size();

@@ -3,11 +3,12 @@
 
 #include <gtest/gtest.h>
 
+#include "vq/eod/gazeintersectionoutputdatav3.h"
 #include "vq/eod/io/filewriter.h"
 #include "vq/eod/serializableerror.h"
+#include "vq/eod/worldoutputdatav2.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
-#include "vqtest/testrecords.h"
 
 namespace {
 
@@ -58,10 +59,10 @@ TEST(FileReader, FollowsAFileThatIsStillBeingWritten) {
 
 namespace {
 
-// Frames holding records that announce 16 bytes fewer than they hold (as labelled intersection
-// records do) read back from a record file exactly, each read stopping at its frame's real end.
+// Frames holding labelled intersection records, which announce 16 bytes fewer than they hold
+// (and so do the world container and the frame around them), read back from a record file
+// exactly, each read stopping at its frame's real end.
 TEST(FileReader, ReadsFramesWhoseRecordsAnnounceFewerBytes) {
-    vqtest::registerTestRecords();
     vqtest::TempDir dir;
     vq::eod::ByteBuffer expected;
     {
@@ -70,8 +71,14 @@ TEST(FileReader, ReadsFramesWhoseRecordsAnnounceFewerBytes) {
             vq::eod::EngineOutputData frame;
             frame.setFrameNum(number);
             if (number != 2) {
-                frame.addSubObject(boost::shared_ptr<vqtest::UndercountedRecord>(
-                    new vqtest::UndercountedRecord(std::vector<std::int32_t>(number, 5))));
+                boost::shared_ptr<vq::eod::GazeIntersectionOutputDataV3> gaze(
+                    new vq::eod::GazeIntersectionOutputDataV3);
+                for (unsigned int label = 0; label < number; ++label) {
+                    gaze->addIntersection(std::to_string(label), {1, 2, 3}, {4, 5}, {6, 7});
+                }
+                boost::shared_ptr<vq::eod::WorldOutputDataV2> world(new vq::eod::WorldOutputDataV2);
+                world->addSubObject(gaze);
+                frame.addSubObject(world);
             }
             frame.serialize(expected);
             writer.write(frame);

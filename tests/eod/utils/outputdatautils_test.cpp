@@ -5,13 +5,23 @@
 #include <gtest/gtest.h>
 
 #include "vq/eod/engineoutputdata.h"
+#include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/faceoutputdatav2.h"
 #include "vq/eod/facesetoutputdata.h"
+#include "vq/eod/featuresetsbycamera.h"
+#include "vq/eod/gpsoutputdata.h"
+#include "vq/eod/gpsoutputdatav2.h"
 #include "vq/eod/headoutputdata.h"
 #include "vq/eod/headoutputdatav2.h"
+#include "vq/eod/imagecollectionoutputdata.h"
+#include "vq/eod/inertiaoutputdata.h"
+#include "vq/eod/irpodstateoutputdata.h"
 #include "vq/eod/pupiloutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/timingoutputdata.h"
+#include "vq/eod/worldoutputdata.h"
+#include "vq/eod/worldoutputdatav2.h"
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
 #include "vqtest/testrecords.h"
@@ -139,6 +149,47 @@ TEST(OutputDataUtils, FaceSetsAndFramesWithoutFaceRecords) {
     EXPECT_EQ(static_cast<const EngineOutputData&>(frame).face(1), second);
     EXPECT_EQ(frame.numFaces(), 2);
     EXPECT_FALSE(frame.face(2));
+}
+
+TEST(OutputDataUtils, FrameWideRecordsOfTheOtherKinds) {
+    EngineOutputData frame;
+    const auto world = make<vq::eod::WorldOutputDataV2>();
+    const auto gps = make<vq::eod::GPSOutputData>();
+    const auto gps_v2 = make<vq::eod::GPSOutputDataV2>();
+    const auto inertia = make<vq::eod::InertiaOutputData>();
+    const auto features = make<vq::eod::FeatureSetsByCamera>();
+    const auto images = make<vq::eod::ImageCollectionOutputData>();
+    const auto state = make<vq::eod::EngineStateOutputData>();
+    const auto pod = make<vq::eod::IRPodStateOutputData>();
+    const auto face = make<vq::eod::FaceOutputDataV2>();
+    state->addSubObject(pod);
+    for (const boost::shared_ptr<vq::eod::EngineOutputBase>& record :
+         std::vector<boost::shared_ptr<vq::eod::EngineOutputBase>>{make<vq::eod::WorldOutputData>(),
+                                                                   world, gps, gps_v2, inertia,
+                                                                   features, images, state, face}) {
+        frame.addSubObject(record);
+    }
+    const EngineOutputData& view = frame;
+    EXPECT_TRUE(frame.worldOutputData() == world && view.worldOutputData() == world);
+    EXPECT_TRUE(frame.gpsOutputData() == gps && view.gpsOutputData() == gps);
+    EXPECT_TRUE(frame.gpsOutputDataV2() == gps_v2 && view.gpsOutputDataV2() == gps_v2);
+    EXPECT_TRUE(frame.inertiaOutputData() == inertia && view.inertiaOutputData() == inertia);
+    EXPECT_TRUE(frame.featureSetsByCamera() == features && view.featureSetsByCamera() == features);
+    EXPECT_TRUE(frame.imagesOutputData() == images && view.imagesOutputData() == images);
+    EXPECT_TRUE(state->irPodStateOutputData() == pod &&
+                view.engineStateOutputData()->irPodStateOutputData() == pod);
+    // The face record goes to face set 0: a copy from the const form, itself after migration.
+    ASSERT_TRUE(view.faceOutputData());
+    EXPECT_NE(view.faceOutputData(), face);
+    EXPECT_EQ(frame.faceOutputData(), face);
+    EXPECT_EQ(frame.face(0)->faceOutputData(), face);
+
+    EngineOutputData odd;
+    odd.addSubObject(vqtest::testRecord(vq::eod::GPSOutputData::THIS_OBJECT_ID));
+    EXPECT_SERIALIZABLE_ERROR(odd.gpsOutputData(),
+                              "SerializableComposite::subObject() - "
+                              "programming error. ID does not match object type");
+    EXPECT_FALSE(EngineOutputData().worldOutputData());
 }
 
 }  // namespace

@@ -8,7 +8,8 @@
 // changes it, so that it then serialises in the current form. The const accessors leave the
 // frame as it is and answer as if it had been migrated (see each).
 //
-// The frame-wide records (timing, engine state) are looked up in the frame itself.
+// The frame-wide records (timing, engine state, world, GPS, inertia, feature sets, images) are
+// looked up in the frame itself.
 //
 // Every lookup is typed: a sub-object whose class does not match its object ID raises
 // SerializableError "SerializableComposite::subObject() - programming error. ID does not match
@@ -23,9 +24,16 @@ namespace vq::eod {
 class EngineOutputData;
 class EngineStateOutputData;
 class EyeOutputData;
+class FaceOutputDataV2;
 class FaceSetOutputData;
+class FeatureSetsByCamera;
+class GPSOutputData;
+class GPSOutputDataV2;
 class HeadOutputDataV2;
+class ImageCollectionOutputData;
+class InertiaOutputData;
 class TimingOutputData;
+class WorldOutputDataV2;
 }  // namespace vq::eod
 
 namespace vq::eod::utils {
@@ -44,10 +52,11 @@ VQ_EOD_API bool upgradeHeadOutputData(EngineOutputData& frame);
 // stays in the frame. A frame without such records is left unchanged.
 VQ_EOD_API void migrateFaceSetOutputData(EngineOutputData& frame);
 
-// The head, eye and face set records after migrateFaceSetOutputData (which may raise as stated
-// there): the head and eye records of face set 0, and the index-th face set.
+// The head, eye, face and face set records after migrateFaceSetOutputData (which may raise as
+// stated there): the head, eye and face records of face set 0, and the index-th face set.
 VQ_EOD_API boost::shared_ptr<HeadOutputDataV2> headOutputData(EngineOutputData& frame);
 VQ_EOD_API boost::shared_ptr<EyeOutputData> eyeOutputData(EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<FaceOutputDataV2> faceOutputData(EngineOutputData& frame);
 VQ_EOD_API boost::shared_ptr<FaceSetOutputData> face(EngineOutputData& frame, unsigned char index);
 VQ_EOD_API unsigned char numFaces(EngineOutputData& frame);
 
@@ -58,6 +67,7 @@ VQ_EOD_API unsigned char numFaces(EngineOutputData& frame);
 // returned from it are detached copies; otherwise they are the frame's own.
 VQ_EOD_API boost::shared_ptr<const HeadOutputDataV2> headOutputData(const EngineOutputData& frame);
 VQ_EOD_API boost::shared_ptr<const EyeOutputData> eyeOutputData(const EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<const FaceOutputDataV2> faceOutputData(const EngineOutputData& frame);
 VQ_EOD_API boost::shared_ptr<const FaceSetOutputData> face(const EngineOutputData& frame,
                                                            unsigned char index);
 VQ_EOD_API unsigned char numFaces(const EngineOutputData& frame);
@@ -68,6 +78,22 @@ VQ_EOD_API boost::shared_ptr<const TimingOutputData> timingOutputData(
     const EngineOutputData& frame);
 VQ_EOD_API boost::shared_ptr<EngineStateOutputData> engineStateOutputData(EngineOutputData& frame);
 VQ_EOD_API boost::shared_ptr<const EngineStateOutputData> engineStateOutputData(
+    const EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<WorldOutputDataV2> worldOutputData(EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<const WorldOutputDataV2> worldOutputData(
+    const EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<GPSOutputData> gpsOutputData(EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<const GPSOutputData> gpsOutputData(const EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<GPSOutputDataV2> gpsOutputDataV2(EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<const GPSOutputDataV2> gpsOutputDataV2(const EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<InertiaOutputData> inertiaOutputData(EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<const InertiaOutputData> inertiaOutputData(
+    const EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<FeatureSetsByCamera> featureSetsByCamera(EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<const FeatureSetsByCamera> featureSetsByCamera(
+    const EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<ImageCollectionOutputData> imagesOutputData(EngineOutputData& frame);
+VQ_EOD_API boost::shared_ptr<const ImageCollectionOutputData> imagesOutputData(
     const EngineOutputData& frame);
 
 }  // namespace vq::eod::utils
