@@ -66,6 +66,7 @@ struct Production {
     std::vector<std::string> files;
     unsigned int blinks = 0;
     unsigned int saccades = 0;
+    unsigned int gps_fixes = 0;
     std::exception_ptr failure;
 };
 
@@ -88,6 +89,7 @@ void runTracker(const DemoOptions& options, std::size_t count, const std::string
                                                   std::chrono::duration<double>(i / options.rate)));
             }
             FramePtr frame = tracker.nextFrame();
+            production.gps_fixes += frame->gpsOutputDataV2() ? 1 : 0;
             writer.write(*frame);
             production.frames.emplace_back();
             frame->serialize(production.frames.back());
@@ -101,30 +103,6 @@ void runTracker(const DemoOptions& options, std::size_t count, const std::string
         production.failure = std::current_exception();
     }
     server.close();  // the client sees the end of the stream
-}
-
-// Where the eyes look on the screen (0..1 from the top-left corner), from both eyes' gaze.
-bool screenPoint(const GazeOutputData& gaze, float& x, float& y) {
-    int eyes = 0;
-    x = y = 0;
-    for (int eye : {RIGHT_EYE, LEFT_EYE}) {
-        std::vector<float> point;
-        std::vector<float> coords;
-        if (gaze.gazeQualityLevel(eye) == IR_GAZE &&
-            utils::rayPlaneIntersect(
-                gaze.eyeballCentre(eye), utils::directionFromPitchYaw(gaze.gazeRotation(eye)),
-                TrackerSimulator::screenTopLeft(), TrackerSimulator::screenTopRight(),
-                TrackerSimulator::screenBottomLeft(), point, coords)) {
-            x += coords[0];
-            y += coords[1];
-            ++eyes;
-        }
-    }
-    if (eyes > 0) {
-        x /= static_cast<float>(eyes);
-        y /= static_cast<float>(eyes);
-    }
-    return eyes > 0;
 }
 
 void addTableRow(Table& table, const EngineOutputData& frame) {
@@ -146,11 +124,15 @@ void addTableRow(Table& table, const EngineOutputData& frame) {
     row.push_back(eyelid ? fixed(eyelid->eyeClosure(RIGHT_EYE), 2) : "");
     row.push_back(eyelid ? (eyelid->blinking() ? "yes" : "-") : "");
     row.push_back(gaze ? (gaze->saccade() ? "yes" : "-") : "");
-    float x = 0;
-    float y = 0;
-    const bool on_screen = gaze && screenPoint(*gaze, x, y);
-    row.push_back(on_screen ? fixed(x, 3) : "-");
-    row.push_back(on_screen ? fixed(y, 3) : "-");
+    // Where the gaze meets the screen (0..1 from its top-left corner), as the labelled gaze
+    // intersection says.
+    auto world = frame.worldOutputData();
+    auto hit = world ? world->subObjectAs<GazeIntersectionOutputDataV4>(
+                           GazeIntersectionOutputDataV4::THIS_OBJECT_ID)
+                     : nullptr;
+    const bool on_screen = hit && hit->hasPlane("screen");
+    row.push_back(on_screen ? fixed(hit->plane("screen")[0], 3) : "-");
+    row.push_back(on_screen ? fixed(hit->plane("screen")[1], 3) : "-");
     table.add(row);
 }
 
@@ -167,9 +149,11 @@ int demo(const DemoOptions& options) {
     } else {
         prepareOutput(directory, true);
     }
-    std::cout << "vqlog demo: a simulated tracker, " << fixed(count / options.rate, 2) << " s at "
-              << fixed(options.rate, 0) << " Hz (" << count
-              << " frames): head pose, eyelids, pupils, gaze on a screen, timing, engine state\n\n";
+    std::cout
+        << "vqlog demo: a simulated tracker, " << fixed(count / options.rate, 2) << " s at "
+        << fixed(options.rate, 0) << " Hz (" << count
+        << " frames): head pose, eyelids, pupils, gaze on a screen, timing, engine state, GPS, "
+           "inertia\n\n";
 
     // The tracker serves on 127.0.0.1 at a port the system chooses; the client is this thread.
     FrameServer server("127.0.0.1", 0, "");
@@ -226,7 +210,8 @@ int demo(const DemoOptions& options) {
               << " bytes in " << production.files.size() << " files\n"
               << "events     " << production.blinks
               << (production.blinks == 1 ? " blink, " : " blinks, ") << production.saccades
-              << (production.saccades == 1 ? " saccade" : " saccades") << "\n\nEvery "
+              << (production.saccades == 1 ? " saccade, " : " saccades, ") << production.gps_fixes
+              << (production.gps_fixes == 1 ? " GPS fix" : " GPS fixes") << "\n\nEvery "
               << ordinal(options.every) << " frame of the first " << options.rows * options.every
               << ", read back from the recording:\n";
     table.write(std::cout);

@@ -2,6 +2,7 @@
 
 #include <charconv>
 #include <cmath>
+#include <cstdio>
 
 namespace vqlog {
 
@@ -20,6 +21,10 @@ struct Records {
     Ptr<GazeOutputData> gaze;
     Ptr<EngineStateOutputData> engine;
     Ptr<HeadTrackerStateOutputData> head_tracker;
+    Ptr<GazeIntersectionOutputDataV4> gaze_target;
+    Ptr<GPSOutputData> gps_v1;
+    Ptr<GPSOutputDataV2> gps;
+    Ptr<InertiaOutputData> inertia;
 };
 
 Records recordsOf(const EngineOutputData& frame) {
@@ -35,7 +40,23 @@ Records recordsOf(const EngineOutputData& frame) {
     if (r.engine) {
         r.head_tracker = r.engine->headtrackerStateOutputData();
     }
+    if (Ptr<WorldOutputDataV2> world = frame.worldOutputData()) {
+        r.gaze_target = world->subObjectAs<GazeIntersectionOutputDataV4>(
+            object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4);
+    }
+    r.gps_v1 = frame.gpsOutputData();
+    r.gps = frame.gpsOutputDataV2();
+    r.inertia = frame.inertiaOutputData();
     return r;
+}
+
+// Degrees, minutes and seconds as signed decimal degrees.
+template <typename Coordinate>
+double decimalDegrees(const Coordinate& c) {
+    // One division, so that whole seconds give the nearest double (151 12' 36" is 151.21).
+    const double degrees =
+        (c.degrees * 3600.0 + c.minutes * 60.0 + static_cast<double>(c.seconds)) / 3600.0;
+    return c.hemisphere == 'S' || c.hemisphere == 'W' ? -degrees : degrees;
 }
 
 // Appends the columns of a 3D point: name_x, name_y, name_z.
@@ -178,6 +199,56 @@ std::vector<ColumnGroup> makeGroups() {
                               *c = Cell::ofInteger(r.head_tracker->state());
                           }
                       }});
+
+    groups.push_back({{object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4},
+                      {"gaze_target_label", "gaze_target_x", "gaze_target_y", "gaze_target_z",
+                       "gaze_target_plane_x", "gaze_target_plane_y"},
+                      [](const Records& r, Cell* c) {
+                          if (!r.gaze_target || r.gaze_target->labels().empty()) {
+                              return;
+                          }
+                          const ObjectIntersection hit = r.gaze_target->firstIntersection();
+                          *c++ = Cell::ofText(hit.object_name);
+                          fillXyz(c, hit.world);
+                          *c++ = Cell::ofSingle(hit.screen[0]);
+                          *c++ = Cell::ofSingle(hit.screen[1]);
+                      }});
+
+    groups.push_back({{object_id::GPS_OUTPUT_DATA_V2, object_id::GPS_OUTPUT_DATA},
+                      {"gps_valid", "gps_gmt_time", "gps_latitude_deg", "gps_longitude_deg",
+                       "gps_speed_km_h", "gps_course"},
+                      [](const Records& r, Cell* c) {
+                          if (r.gps) {
+                              *c++ = Cell::ofFlag(r.gps->isDataValid());
+                              *c++ = Cell::ofInteger(r.gps->gmtTime());
+                              *c++ = Cell::ofDouble(decimalDegrees(r.gps->latitude()));
+                              *c++ = Cell::ofDouble(decimalDegrees(r.gps->longitude()));
+                              *c++ = Cell::ofSingle(r.gps->speed());
+                              *c++ = Cell::ofSingle(r.gps->course());
+                          } else if (r.gps_v1) {
+                              *c++ = Cell::ofFlag(r.gps_v1->isDataValid());
+                              *c++ = Cell::ofInteger(r.gps_v1->gmtTime());
+                              *c++ = Cell::ofDouble(decimalDegrees(r.gps_v1->latitude()));
+                              *c++ = Cell::ofDouble(decimalDegrees(r.gps_v1->longitude()));
+                              if (r.gps_v1->speed() >= 0) {  // -1: no speed
+                                  *c = Cell::ofInteger(r.gps_v1->speed());
+                              }
+                          }
+                      }});
+
+    groups.push_back({{object_id::INERTIA_OUTPUT_DATA},
+                      {"inertia_angular_rate_x", "inertia_angular_rate_y", "inertia_angular_rate_z",
+                       "inertia_accel_x", "inertia_accel_y", "inertia_accel_z"},
+                      [](const Records& r, Cell* c) {
+                          if (!r.inertia) {
+                              return;
+                          }
+                          for (float value : {r.inertia->angularRateX(), r.inertia->angularRateY(),
+                                              r.inertia->angularRateZ(), r.inertia->accelX(),
+                                              r.inertia->accelY(), r.inertia->accelZ()}) {
+                              *c++ = Cell::ofSingle(value);
+                          }
+                      }});
     return groups;
 }
 
@@ -199,6 +270,23 @@ void appendReal(std::string& out, const Cell& cell) {
     } else {
         appendNumber(out, cell.real);
     }
+}
+
+void appendJsonString(std::string& out, const std::string& text) {
+    out += '"';
+    for (char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+            out += escaped;
+        } else {
+            out += c;
+        }
+    }
+    out += '"';
 }
 
 }  // namespace
@@ -224,6 +312,13 @@ Cell Cell::ofSingle(float value) {
     return cell;
 }
 
+Cell Cell::ofText(std::string value) {
+    Cell cell;
+    cell.type = TEXT;
+    cell.text = std::move(value);
+    return cell;
+}
+
 Cell Cell::ofDouble(double value) {
     Cell cell;
     cell.type = DOUBLE;
@@ -240,6 +335,17 @@ void appendCsv(std::string& out, const Cell& cell) {
             break;
         case Cell::INTEGER:
             appendNumber(out, cell.integer);
+            break;
+        case Cell::TEXT:
+            if (cell.text.find_first_of(",\"\r\n") == std::string::npos) {
+                out += cell.text;
+            } else {
+                out += '"';
+                for (char c : cell.text) {
+                    out += c == '"' ? std::string("\"\"") : std::string(1, c);
+                }
+                out += '"';
+            }
             break;
         default:
             if (std::isnan(cell.real)) {
@@ -260,6 +366,9 @@ void appendJson(std::string& out, const Cell& cell) {
             break;
         case Cell::INTEGER:
             appendNumber(out, cell.integer);
+            break;
+        case Cell::TEXT:
+            appendJsonString(out, cell.text);
             break;
         case Cell::SINGLE:
         case Cell::DOUBLE:
@@ -297,7 +406,9 @@ int FlatLayout::column(const std::string& name) const {
 
 std::set<char> FlatLayout::uncovered(const std::set<char>& kinds) {
     std::set<char> left = kinds;
-    left.erase(object_id::EYE_OUTPUT_DATA);  // a container: its records have the columns
+    // Containers: their records have the columns.
+    left.erase(object_id::EYE_OUTPUT_DATA);
+    left.erase(object_id::WORLD_OUTPUT_DATA_V2);
     for (const ColumnGroup& group : groups()) {
         for (char id : group.kinds) {
             left.erase(id);

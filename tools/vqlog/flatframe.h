@@ -4,8 +4,9 @@
 // ("head_position_x", "gaze_right_yaw_rad", "blinking"); a row holds one frame, with empty
 // cells for records the frame lacks. Head, eye and face records are taken from the frame's first
 // face (face set 0), or from the frame itself in recordings of older writers; a first-version
-// head record gives the columns of the current one. Angles are radians; other units are those
-// of the engine.
+// head record gives the columns of the current one. The gaze target is the first labelled gaze
+// intersection of the world container. GPS positions are signed decimal degrees (south and west
+// negative). Angles are radians; other units are those of the engine.
 #pragma once
 
 #include <set>
@@ -18,20 +19,23 @@ namespace vqlog {
 
 // One value of a row.
 struct Cell {
-    enum Type : unsigned char { ABSENT, FLAG, INTEGER, SINGLE, DOUBLE };
+    enum Type : unsigned char { ABSENT, FLAG, INTEGER, SINGLE, DOUBLE, TEXT };
     Type type = ABSENT;
     bool flag = false;
     long long integer = 0;
     double real = 0;  // SINGLE: a float, printed as the shortest text that reads back as it
+    std::string text;
 
     static Cell ofFlag(bool value);
     static Cell ofInteger(long long value);
     static Cell ofSingle(float value);
     static Cell ofDouble(double value);
+    static Cell ofText(std::string value);
 };
 
 // Appends a cell as CSV text: empty when absent, 1 or 0 for flags, "NaN", "Inf" and "-Inf" for
-// the numbers that are not finite.
+// the numbers that are not finite, text in double quotes when it holds a comma, a quote or a
+// line break (quotes doubled).
 void appendCsv(std::string& out, const Cell& cell);
 // Appends a cell as a JSON value: null when absent or not finite, true or false for flags.
 void appendJson(std::string& out, const Cell& cell);

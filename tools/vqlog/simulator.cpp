@@ -115,6 +115,44 @@ std::vector<float> TrackerSimulator::gazeTarget(double t) {
     return _fixation;
 }
 
+void TrackerSimulator::addVehicleRecords(EngineOutputData& frame, double t, std::int64_t millis) {
+    // The car drives east at about 50 km/h on a gently winding road.
+    const double speed_kmh = 50 + wave(t, 3, 0.05);
+    auto inertia = make<InertiaOutputData>();
+    inertia->setAngularRateX(static_cast<float>(wave(t, 0.005, 1.3)));
+    inertia->setAngularRateY(static_cast<float>(wave(t, 0.04, 0.1)));  // yaw rate, rad/s
+    inertia->setAngularRateZ(static_cast<float>(wave(t, 0.005, 0.9)));
+    inertia->setAccelX(static_cast<float>(wave(t, 0.5, 0.1, PI / 2)));  // lateral, m/s^2
+    inertia->setAccelY(static_cast<float>(9.81 + wave(t, 0.15, 2.1)));  // gravity and the road
+    inertia->setAccelZ(static_cast<float>(wave(t, 0.3, 0.05, PI / 2)));
+    frame.addSubObject(inertia);
+
+    // A GPS fix once a second.
+    const auto per_fix = static_cast<unsigned int>(std::max(1.0, std::round(_rate_hz)));
+    if ((_frame - 1) % per_fix != 0) {
+        return;
+    }
+    auto toCoordinate = [](double degrees, char positive, char negative) {
+        GPSCoordinateV2 c;
+        c.hemisphere = degrees < 0 ? negative : positive;
+        degrees = std::abs(degrees);
+        c.degrees = static_cast<short>(degrees);
+        const double minutes = (degrees - c.degrees) * 60;
+        c.minutes = static_cast<signed char>(minutes);
+        c.seconds = static_cast<float>((minutes - c.minutes) * 60);
+        return c;
+    };
+    const double metres = speed_kmh / 3.6 * t;
+    auto gps = make<GPSOutputDataV2>();
+    gps->setDataValid(true);
+    gps->setGMTTime(static_cast<unsigned int>(millis / 1000));
+    gps->setLatitude(toCoordinate(48.1372, 'N', 'S'));
+    gps->setLongitude(toCoordinate(11.5756 + metres / 74400.0, 'E', 'W'));  // 74.4 km a degree
+    gps->setSpeed(static_cast<float>(speed_kmh));
+    gps->setCourse(90.0f);
+    frame.addSubObject(gps);
+}
+
 FramePtr TrackerSimulator::nextFrame() {
     const double t = _frame / _rate_hz;
     std::normal_distribution<float> jitter(0.0f, 1.0f);
@@ -185,6 +223,23 @@ FramePtr TrackerSimulator::nextFrame() {
     face->addSubObject(head);
     face->addSubObject(eyes);
     frame->addSubObject(face);
+
+    // Where the gaze of both eyes meets the screen, labelled with the screen's name.
+    std::vector<float> point;
+    std::vector<float> coords;
+    const std::vector<float> middle = 0.5f * (eyeballs[RIGHT_EYE] + eyeballs[LEFT_EYE]);
+    if (!closed && rayPlaneIntersect(middle, unitVector(target - middle), screenTopLeft(),
+                                     screenTopRight(), screenBottomLeft(), point, coords)) {
+        auto hit = make<GazeIntersectionOutputDataV4>();  // both eyes
+        hit->addIntersection(
+            "screen", point, coords,
+            {static_cast<int>(coords[0] * 1920), static_cast<int>(coords[1] * 1080)});
+        auto world = make<WorldOutputDataV2>();
+        world->addSubObject(hit);
+        frame->addSubObject(world);
+    }
+
+    addVehicleRecords(*frame, t, millis);
 
     auto state =
         boost::shared_ptr<EngineStateOutputData>(new EngineStateOutputData(ENGINE_RUNNING));

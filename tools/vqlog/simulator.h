@@ -2,10 +2,14 @@
 //
 // A person sits 65 cm in front of the camera, which is at the bottom edge of a 53 x 30 cm
 // screen (the screen in the plane z = 0, y up, the person on the +z side; lengths in metres,
-// times in seconds, angles in radians). The head sways and turns smoothly; the eyes fixate
-// points on the screen for 200 to 500 ms and jump between them in saccades of 30 to 80 ms; the
-// eyelids blink every 2 to 5 s for 150 ms. Every frame holds the timing, the head pose and the
-// eyes (pupils, eyelids, gaze) in face set 0, and the engine state with the head tracker's.
+// times in seconds, angles in radians), in a car that drives east at about 50 km/h. The head
+// sways and turns smoothly; the eyes fixate points on the screen for 200 to 500 ms and jump
+// between them in saccades of 30 to 80 ms; the eyelids blink every 2 to 5 s for 150 ms.
+//
+// Every frame holds the timing, the head pose and the eyes (pupils, eyelids, gaze) in face set 0,
+// the engine state with the head tracker's, and the car's inertial measurement. Frames whose gaze
+// meets the screen hold a world container with the labelled gaze intersection "screen" (a record
+// that announces 16 bytes fewer than it holds); a GPS fix comes once a second.
 //
 // The frames depend only on the seed, the rate and the start time.
 #pragma once
@@ -38,6 +42,8 @@ private:
     std::vector<float> randomScreenPoint();
     // The eyelid closure at time t (0 open .. 1 closed), starting blinks as they fall due.
     float eyelidClosure(double t);
+    // Inertia in every frame, a GPS fix once a second.
+    void addVehicleRecords(vq::eod::EngineOutputData& frame, double t, std::int64_t millis);
     // The gaze target on the screen at time t, starting saccades as they fall due.
     std::vector<float> gazeTarget(double t);
 

@@ -1,7 +1,11 @@
 // vqlog print, info and export: exact output for small recordings.
 #include <sstream>
 
+#include <cmath>
+
 #include "toolfixture.h"
+#include "vqlog/flatframe.h"
+#include "vqlog/recording.h"
 
 namespace vqtest {
 namespace {
@@ -80,6 +84,51 @@ TEST(VqlogExport, CsvAndJsonLinesWithEmptyCellsForMissingRecords) {
     const vq::eod::ByteBuffer bytes = readFile(dir / "out.jsonl");
     EXPECT_EQ(std::string(bytes.begin(), bytes.end()),
               "{\"frame_num\":0,\"engine_state\":1,\"head_tracker_state\":2}\n");
+}
+
+}  // namespace
+}  // namespace vqtest
+
+namespace vqtest {
+namespace {
+
+TEST(VqlogExport, GpsInSignedDegreesAndTextAndNumbersThatSurviveEveryReader) {
+    using namespace vq::eod;
+    EngineOutputData frame;
+    frame.setFrameNum(3);
+    boost::shared_ptr<GPSOutputData> gps(new GPSOutputData);  // speed -1: none
+    gps->setLatitude({33, 52, 4, 'S'});
+    gps->setLongitude({151, 12, 36, 'E'});
+    frame.addSubObject(gps);
+    boost::shared_ptr<GazeIntersectionOutputDataV4> hit(new GazeIntersectionOutputDataV4);
+    hit->addIntersection("left, \"mirror\"", {0.0f, -1.5f, 1e30f}, {0.25f, 0.5f});
+    boost::shared_ptr<WorldOutputDataV2> world(new WorldOutputDataV2);
+    world->addSubObject(hit);
+    frame.addSubObject(world);
+
+    const vqlog::FlatLayout layout(vqlog::recordKinds(frame));
+    std::string csv;
+    std::string json;
+    for (const vqlog::Cell& cell : layout.row(frame)) {
+        vqlog::appendCsv(csv, cell);
+        vqlog::appendJson(json, cell);
+        csv += ',';
+        json += ',';
+    }
+    EXPECT_EQ(csv,
+              "3,\"left, \"\"mirror\"\"\",0,-1.5,1e+30,0.25,0.5,0,0,-33.867777777777775,"
+              "151.21,,,");
+    EXPECT_EQ(json,
+              "3,\"left, \\\"mirror\\\"\",0,-1.5,1e+30,0.25,0.5,false,0,-33.867777777777775,"
+              "151.21,null,null,");
+
+    vqlog::Cell nan = vqlog::Cell::ofSingle(std::nanf(""));
+    vqlog::Cell inf = vqlog::Cell::ofDouble(-HUGE_VAL);
+    std::string text;
+    vqlog::appendCsv(text, nan);
+    vqlog::appendCsv(text, inf);
+    vqlog::appendJson(text, nan);
+    EXPECT_EQ(text, "NaN-Infnull");
 }
 
 }  // namespace
