@@ -26,21 +26,6 @@ std::string gapText(const FrameNumbers& frames) {
     return text + " missing)";
 }
 
-// The frame numbers that the files hold together, as the reader merges them.
-FrameNumbers mergedNumbers(const std::vector<FileStats>& stats) {
-    std::vector<unsigned int> numbers;
-    for (const FileStats& file : stats) {
-        numbers.insert(numbers.end(), file.frames.numbers.begin(), file.frames.numbers.end());
-    }
-    std::sort(numbers.begin(), numbers.end());
-    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
-    FrameNumbers merged;
-    for (unsigned int number : numbers) {
-        merged.add(number, 0);
-    }
-    return merged;
-}
-
 std::string framesText(const FrameNumbers& frames) {
     const auto& n = frames.numbers;
     std::string text = plural(n.size(), "frame", "frames");

@@ -80,6 +80,20 @@ FileStats scanFile(const std::string& path, const FrameVisitor& on_frame) {
     return stats;
 }
 
+FrameNumbers mergedNumbers(const std::vector<FileStats>& stats) {
+    std::vector<unsigned int> numbers;
+    for (const FileStats& file : stats) {
+        numbers.insert(numbers.end(), file.frames.numbers.begin(), file.frames.numbers.end());
+    }
+    std::sort(numbers.begin(), numbers.end());
+    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    FrameNumbers merged;
+    for (unsigned int number : numbers) {
+        merged.add(number, 0);
+    }
+    return merged;
+}
+
 std::vector<std::string> recordingFiles(const std::string& path) {
     if (!isDirectory(path)) {
         return {path};

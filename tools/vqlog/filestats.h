@@ -57,6 +57,9 @@ struct FileStats {
 using FrameVisitor = std::function<void(RecordScanner& scanner, const RecordScanner::Item& item)>;
 FileStats scanFile(const std::string& path, const FrameVisitor& on_frame = {});
 
+// The frame numbers that the files hold together, as the reader merges them.
+FrameNumbers mergedNumbers(const std::vector<FileStats>& stats);
+
 // The files of a recording: a directory's log files (ToolError when there are none) or the path.
 std::vector<std::string> recordingFiles(const std::string& path);
 

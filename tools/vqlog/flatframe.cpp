@@ -36,6 +36,16 @@ Records recordsOf(const EngineOutputData& frame) {
         r.eyelid = eye->eyeClosureOutputData();
         r.gaze = eye->gazeOutputData();
     }
+    // Eye records that a writer put into the frame itself, outside an eye container.
+    if (!r.pupil) {
+        r.pupil = frame.subObjectAs<PupilOutputData>(object_id::PUPIL_OUTPUT_DATA);
+    }
+    if (!r.eyelid) {
+        r.eyelid = frame.subObjectAs<EyeClosureOutputData>(object_id::EYE_CLOSURE_OUTPUT_DATA);
+    }
+    if (!r.gaze) {
+        r.gaze = frame.subObjectAs<GazeOutputData>(object_id::GAZE_OUTPUT_DATA);
+    }
     r.engine = frame.engineStateOutputData();
     if (r.engine) {
         r.head_tracker = r.engine->headtrackerStateOutputData();

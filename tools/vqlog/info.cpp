@@ -27,7 +27,6 @@ int info(const std::string& path) {
 
     Table per_file({"file", "bytes", "frames", "first", "last", "gaps", "missing", "unknown"});
     std::map<char, KindStats, vq::eod::object_id::Less> kinds;
-    std::vector<unsigned int> numbers;
     std::uint64_t damaged = 0;
     std::uint64_t damaged_ranges = 0;
     bool timed = false;
@@ -45,7 +44,6 @@ int info(const std::string& path) {
         for (const auto& [id, kind] : file.kinds) {
             kinds[id].merge(kind);
         }
-        numbers.insert(numbers.end(), n.begin(), n.end());
         damaged += file.damaged_bytes;
         damaged_ranges += file.damage.size();
         if (file.has_timing) {
@@ -67,12 +65,8 @@ int info(const std::string& path) {
     std::cout << '\n';
 
     // The recording as the reader merges it: every frame number that some file holds.
-    std::sort(numbers.begin(), numbers.end());
-    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
-    FrameNumbers merged;
-    for (unsigned int number : numbers) {
-        merged.add(number, 0);
-    }
+    const FrameNumbers merged = mergedNumbers(stats);
+    const std::vector<unsigned int>& numbers = merged.numbers;
     std::cout << "frames: " << numbers.size();
     if (!numbers.empty()) {
         std::cout << ", numbers " << numbers.front() << " to " << numbers.back() << ", "

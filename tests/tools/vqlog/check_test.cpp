@@ -115,3 +115,44 @@ TEST(VqlogConvert, PerKindToOneFileAndBackGivesTheSameFiles) {
 
 }  // namespace
 }  // namespace vqtest
+
+namespace vqtest {
+namespace {
+
+TEST(VqlogConvert, KindsWithoutALogFileNameGetOneAndSecondFacesAreNotDroppedSilently) {
+    using namespace vq::eod;
+    TempDir dir;
+    // A gaze record held by the frame itself (no log file name of its own) and two faces.
+    Frames frames;
+    for (unsigned int n = 0; n < 2; ++n) {
+        frames.push_back(timedFrame(n, false));
+        boost::shared_ptr<GazeOutputData> gaze(new GazeOutputData);
+        gaze->setSaccade(n == 1);
+        frames.back()->addSubObject(gaze);
+        for (int face = 0; face < 2; ++face) {
+            boost::shared_ptr<FaceSetOutputData> set(new FaceSetOutputData);
+            set->addSubObject(boost::shared_ptr<HeadOutputDataV2>(new HeadOutputDataV2));
+            frames.back()->addSubObject(set);
+        }
+    }
+    writeRecording(dir / "one.vql", frames, false);
+
+    ProcessResult split = vqlog({"convert", dir / "one.vql", dir / "kinds"});
+    EXPECT_EQ(split.exit_code, 1);
+    EXPECT_EQ(split.err,
+              "vqlog convert: 2 frames held more than one face; per-kind logs keep the "
+              "first face only, so the others are not in " +
+                  (dir / "kinds") + " (convert to a single file to keep them)\n");
+    EXPECT_EQ(vqlog::logFiles(dir / "kinds"),
+              (std::vector<std::string>{dir / "kinds/GazeOutputData.vql", dir / "kinds/HeadV2.vql",
+                                        dir / "kinds/Timing.vql"}));
+    // The gaze records come back with their frames.
+    ProcessResult csv = vqlog({"export", dir / "kinds", "--kinds", "GazeOutputData"});
+    EXPECT_EQ(csv.exit_code, 0);
+    EXPECT_EQ(csv.out.substr(csv.out.find('\n') + 1),
+              "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0\n"
+              "1,0,0,0,0,0,0,0,0,0,0,0,0,0,1\n");
+}
+
+}  // namespace
+}  // namespace vqtest
