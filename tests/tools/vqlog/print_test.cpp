@@ -1,0 +1,135 @@
+// vqlog print, info and export: exact output for small recordings.
+#include <sstream>
+
+#include <cmath>
+
+#include "toolfixture.h"
+#include "vqlog/flatframe.h"
+#include "vqlog/recording.h"
+
+namespace vqtest {
+namespace {
+
+using vq::eod::EngineOutputData;
+
+std::string printed(const EngineOutputData& frame, bool header) {
+    std::ostringstream out;
+    if (header) {
+        frame.printHeader(out);
+        out << '\n';
+    }
+    frame.printLine(out);
+    out << '\n';
+    return out.str();
+}
+
+TEST(VqlogPrint, PrintsAsTheLibraryWithAHeaderWheneverTheColumnsChange) {
+    TempDir dir;
+    const Frames frames = timedFrames(4);  // engine state in frames 0 and 2
+    writeRecording(dir.path(), frames, true);
+
+    ProcessResult all = vqlog({"print", dir.path()});
+    EXPECT_EQ(all.exit_code, 0);
+    EXPECT_EQ(all.out, printed(*frames[0], true) + printed(*frames[1], true) +
+                           printed(*frames[2], true) + printed(*frames[3], true));
+
+    // Timing only, frames 1 to 3, at most two: one header.
+    ProcessResult some = vqlog(
+        {"print", dir.path(), "--kinds", "timing", "--from", "1", "--to", "3", "--count", "2"});
+    EXPECT_EQ(some.exit_code, 0);
+    EXPECT_EQ(some.out, printed(*frames[1], true) + printed(*timedFrame(2, false), false));
+}
+
+TEST(VqlogInfo, SummarisesFilesKindsFramesAndDuration) {
+    TempDir dir;
+    Frames frames = timedFrames(5);
+    frames.erase(frames.begin() + 3);  // frame 3 is missing
+    writeRecording(dir.path(), frames, true);
+
+    ProcessResult info = vqlog({"info", dir.path()});
+    EXPECT_EQ(info.exit_code, 0);
+    EXPECT_EQ(info.out, dir.path() +
+                            ": per-kind recording, 2 log files, 225 bytes\n"
+                            "\n"
+                            "file             bytes  frames  first  last  gaps  missing  unknown\n"
+                            "EngineState.vql     81       3      0     4     2        2        0\n"
+                            "Timing.vql         144       4      0     4     1        1        0\n"
+                            "\n"
+                            "kind                               frames  first  last\n"
+                            "Timing (0x0A)                           4      0     4\n"
+                            "EngineState (0x28)                      3      0     4\n"
+                            "HeadTrackerStateOutputData (0x29)       3      0     4\n"
+                            "\n"
+                            "frames: 4, numbers 0 to 4, 1 gap (1 missing)\n"
+                            "duration: 0.080 s by the timing records (37.5 frames/s)\n"
+                            "records of unknown kinds: none\n");
+}
+
+TEST(VqlogExport, CsvAndJsonLinesWithEmptyCellsForMissingRecords) {
+    TempDir dir;
+    writeRecording(dir / "rec.vql", timedFrames(2), false);
+
+    ProcessResult csv = vqlog({"export", dir / "rec.vql", "--format", "csv"});
+    EXPECT_EQ(csv.exit_code, 0);
+    EXPECT_EQ(csv.out,
+              "frame_num,timing_experiment_time,timing_frame_time_secs,timing_frame_time_msecs,"
+              "timing_approx_delay,timing_annotation_label_id,engine_state,head_tracker_state\n"
+              "0,0,1700000000,0,0.015,-1,1,2\n"
+              "1,0.02,1700000000,20,0.015,-1,,\n");
+
+    ProcessResult jsonl = vqlog({"export", dir / "rec.vql", "--format", "jsonl", "--kinds",
+                                 "EngineState", "-o", dir / "out.jsonl"});
+    EXPECT_EQ(jsonl.exit_code, 0);
+    EXPECT_EQ(jsonl.out, "");
+    const vq::eod::ByteBuffer bytes = readFile(dir / "out.jsonl");
+    EXPECT_EQ(std::string(bytes.begin(), bytes.end()),
+              "{\"frame_num\":0,\"engine_state\":1,\"head_tracker_state\":2}\n");
+}
+
+}  // namespace
+}  // namespace vqtest
+
+namespace vqtest {
+namespace {
+
+TEST(VqlogExport, GpsInSignedDegreesAndTextAndNumbersThatSurviveEveryReader) {
+    using namespace vq::eod;
+    EngineOutputData frame;
+    frame.setFrameNum(3);
+    boost::shared_ptr<GPSOutputData> gps(new GPSOutputData);  // speed -1: none
+    gps->setLatitude({33, 52, 4, 'S'});
+    gps->setLongitude({151, 12, 36, 'E'});
+    frame.addSubObject(gps);
+    boost::shared_ptr<GazeIntersectionOutputDataV4> hit(new GazeIntersectionOutputDataV4);
+    hit->addIntersection("left, \"mirror\"", {0.0f, -1.5f, 1e30f}, {0.25f, 0.5f});
+    boost::shared_ptr<WorldOutputDataV2> world(new WorldOutputDataV2);
+    world->addSubObject(hit);
+    frame.addSubObject(world);
+
+    const vqlog::FlatLayout layout(vqlog::recordKinds(frame));
+    std::string csv;
+    std::string json;
+    for (const vqlog::Cell& cell : layout.row(frame)) {
+        vqlog::appendCsv(csv, cell);
+        vqlog::appendJson(json, cell);
+        csv += ',';
+        json += ',';
+    }
+    EXPECT_EQ(csv,
+              "3,\"left, \"\"mirror\"\"\",0,-1.5,1e+30,0.25,0.5,0,0,-33.867777777777775,"
+              "151.21,,,");
+    EXPECT_EQ(json,
+              "3,\"left, \\\"mirror\\\"\",0,-1.5,1e+30,0.25,0.5,false,0,-33.867777777777775,"
+              "151.21,null,null,");
+
+    vqlog::Cell nan = vqlog::Cell::ofSingle(std::nanf(""));
+    vqlog::Cell inf = vqlog::Cell::ofDouble(-HUGE_VAL);
+    std::string text;
+    vqlog::appendCsv(text, nan);
+    vqlog::appendCsv(text, inf);
+    vqlog::appendJson(text, nan);
+    EXPECT_EQ(text, "NaN-Infnull");
+}
+
+}  // namespace
+}  // namespace vqtest

@@ -1,0 +1,97 @@
+// vqlog serve and record against each other on 127.0.0.1, and serve sending datagrams. Every
+// wait is bounded; a program still running at the end of a test is killed.
+#include <signal.h>
+
+#include <chrono>
+#include <thread>
+
+#include "toolfixture.h"
+#include "vqlog/recording.h"
+
+namespace vqtest {
+namespace {
+
+constexpr int PATIENCE_MILLIS = 10000;
+
+// Starts `vqlog serve` with these arguments and returns the port from its first line.
+int startServe(ChildProcess& serve) {
+    const std::string line = serve.readLine(PATIENCE_MILLIS);
+    const std::size_t colon = line.rfind(':');
+    EXPECT_NE(colon, std::string::npos) << line;
+    return colon == std::string::npos ? 0 : std::stoi(line.substr(colon + 1));
+}
+
+TEST(VqlogServe, RecordTakesEveryFrameThatServeSends) {
+    TempDir dir;
+    writeRecording(dir / "in", timedFrames(50), true);
+    ChildProcess serve(
+        {VQLOG_PATH, "serve", dir / "in", "--port", "0", "--wait", "1", "--rate", "max"});
+    const int port = startServe(serve);
+    const std::string address = "127.0.0.1:" + std::to_string(port);
+
+    ProcessResult record = vqlog({"record", "--connect", address, dir / "out"});
+    EXPECT_EQ(record.exit_code, 0) << record.err;
+    EXPECT_EQ(record.out,
+              "vqlog record: 50 frames (0..49) into 2 files in " + (dir / "out") + "\n");
+    ProcessResult served = serve.wait(PATIENCE_MILLIS);
+    EXPECT_EQ(served.exit_code, 0);
+    EXPECT_EQ(served.out, "vqlog serve: sent 50 frames to 1 client\n");
+    for (const char* name : {"Timing.vql", "EngineState.vql"}) {
+        EXPECT_EQ(readFile(dir / "out/" + name), readFile(dir / "in/" + name)) << name;
+    }
+}
+
+TEST(VqlogServe, CtrlCStopsRecordWithEveryReceivedFrameInClosedFiles) {
+    TempDir dir;
+    writeRecording(dir / "in.vql", timedFrames(20), false);
+    ChildProcess serve({VQLOG_PATH, "serve", dir / "in.vql", "--port", "0", "--wait", "1", "--rate",
+                        "500", "--loop"});
+    const std::string address = "127.0.0.1:" + std::to_string(startServe(serve));
+    ChildProcess record(
+        {VQLOG_PATH, "record", "--connect", address, dir / "out.vql", "--single-file"});
+    // Let a few passes of the loop arrive.
+    std::this_thread::sleep_for(std::chrono::milliseconds(300));
+    record.signal(SIGINT);
+    ProcessResult recorded = record.wait(PATIENCE_MILLIS);
+    EXPECT_EQ(recorded.exit_code, 0) << recorded.err;
+    const std::string tail = "; stopped by signal\n";
+    ASSERT_GT(recorded.out.size(), tail.size());
+    EXPECT_EQ(recorded.out.substr(recorded.out.size() - tail.size()), tail);
+    const std::uint64_t frames = std::stoull(recorded.out.substr(recorded.out.find(": ") + 2));
+    EXPECT_GT(frames, 20u);
+
+    // Every frame it counted is in the file, whole; frame numbers repeat with each pass.
+    ProcessResult check = vqlog({"check", dir / "out.vql"});
+    EXPECT_EQ(check.out.substr(0, check.out.find(" (")),
+              "out.vql: " + std::to_string(frames) + " frames");
+    EXPECT_EQ(check.out.find("damaged bytes"), std::string::npos) << check.out;
+
+    serve.signal(SIGINT);
+    ProcessResult served = serve.wait(PATIENCE_MILLIS);
+    EXPECT_EQ(served.exit_code, 0);
+    EXPECT_NE(served.out.find("(stopped)"), std::string::npos) << served.out;
+}
+
+TEST(VqlogServe, DatagramsCarryOneSerialisedFrameEach) {
+    using namespace vq::eod;
+    TempDir dir;
+    const Frames frames = timedFrames(10);
+    writeRecording(dir / "in.vql", frames, false);
+    io::DatagramSocket receiver(0, 65536, 65536);
+    const std::string address = "127.0.0.1:" + std::to_string(receiver.getLocalAddress().getPort());
+    ProcessResult served = vqlog({"serve", dir / "in.vql", "--udp", address, "--rate", "200"});
+    EXPECT_EQ(served.exit_code, 0) << served.err;
+    EXPECT_EQ(served.out, "vqlog serve: sending " + (dir / "in.vql") + " as datagrams to " +
+                              address + "\nvqlog serve: sent 10 frames\n");
+    for (const auto& frame : frames) {
+        ByteBuffer expected;
+        frame->serialize(expected);
+        ByteBuffer datagram;
+        io::InetAddress from(0);
+        ASSERT_GT(receiver.receiveDatagram(datagram, from, PATIENCE_MILLIS, false), 0);
+        EXPECT_EQ(datagram, expected) << "frame " << frame->frameNum();
+    }
+}
+
+}  // namespace
+}  // namespace vqtest

@@ -1,0 +1,44 @@
+// The subcommands of vqlog. Each add... function adds its subcommand, with its options and
+// help, to the application and returns what runs it once the command line is parsed; that
+// returns the exit code (0 fine, 1 damaged data) or raises: UsageError (exit 2), anything else
+// (exit 1).
+#pragma once
+
+#include <functional>
+#include <string>
+
+#include <CLI/CLI.hpp>
+
+#include "vqlog/recording.h"
+
+namespace vqlog {
+
+using Command = std::function<int()>;
+
+Command addDemo(CLI::App& app);
+Command addPrint(CLI::App& app);
+Command addInfo(CLI::App& app);
+Command addExport(CLI::App& app);
+Command addConvert(CLI::App& app);
+Command addCheck(CLI::App& app);
+Command addRecover(CLI::App& app);
+Command addServe(CLI::App& app);
+Command addRecord(CLI::App& app);
+
+// The options that choose frames and kinds: --kinds, --from, --to, --count.
+struct SelectionOptions {
+    std::string kinds;
+    unsigned int from = 0;
+    unsigned int to = Selection().to;
+    std::uint64_t count = Selection().count;
+
+    void addTo(CLI::App& command, bool with_count);
+    // UsageError for unknown kinds or an empty range.
+    Selection selection() const;
+};
+
+// Runs vqlog with these arguments and returns its exit code; messages go to standard error,
+// prefixed with "vqlog <command>: ".
+int runVqlog(int argc, char** argv);
+
+}  // namespace vqlog

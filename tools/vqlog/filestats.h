@@ -1,0 +1,69 @@
+// What a scan of the log files of a recording finds, for `vqlog info`, `check` and `recover`.
+#pragma once
+
+#include <cstdint>
+#include <functional>
+#include <map>
+#include <set>
+#include <string>
+#include <vector>
+
+#include "vqlog/scanner.h"
+
+namespace vqlog {
+
+// Frame numbers in file order, and what is odd about their sequence.
+struct FrameNumbers {
+    std::vector<unsigned int> numbers;  // every intact frame, in file order
+    std::uint64_t gaps = 0;             // runs of missing numbers between neighbours
+    std::uint64_t missing = 0;          // numbers missing in those runs
+    std::vector<std::string> gap_list;  // the first MAX_LISTED gaps: "23", "100..104"
+    std::vector<std::string> notes;     // "duplicate frame 7 at byte 90", ...
+
+    static constexpr std::size_t MAX_LISTED = 5;
+
+    // Takes the next frame's number; `offset` is where the frame starts.
+    void add(unsigned int number, std::uint64_t offset);
+    // Duplicates and frames out of order (which break the merge by frame number).
+    std::uint64_t disorder = 0;
+};
+
+// The frames of one file, or of a whole recording, that hold one kind.
+struct KindStats {
+    std::uint64_t frames = 0;
+    unsigned int first = 0;
+    unsigned int last = 0;
+
+    void add(unsigned int number);
+    void merge(const KindStats& other);
+};
+
+struct FileStats {
+    std::string path;
+    std::string name;  // the file name without the directory
+    std::uint64_t bytes = 0;
+    FrameNumbers frames;
+    std::vector<RecordScanner::Item> damage;
+    std::uint64_t damaged_bytes = 0;
+    std::uint64_t unknown_frames = 0;  // frames that held records of kinds the library lacks
+    std::map<char, KindStats, vq::eod::object_id::Less> kinds;  // the frames of each kind
+    bool has_timing = false;
+    double first_time = 0;  // the earliest and latest experiment time of its timing records
+    double last_time = 0;
+    std::uint64_t timed_frames = 0;
+};
+
+// Scans one file. `on_frame`, when given, sees every intact frame with its byte range.
+using FrameVisitor = std::function<void(RecordScanner& scanner, const RecordScanner::Item& item)>;
+FileStats scanFile(const std::string& path, const FrameVisitor& on_frame = {});
+
+// The frame numbers that the files hold together, as the reader merges them.
+FrameNumbers mergedNumbers(const std::vector<FileStats>& stats);
+
+// The files of a recording: a directory's log files (ToolError when there are none) or the path.
+std::vector<std::string> recordingFiles(const std::string& path);
+
+// "7", "7..9".
+std::string frameRange(unsigned int first, unsigned int last);
+
+}  // namespace vqlog

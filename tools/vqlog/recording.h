@@ -1,0 +1,109 @@
+// Recordings as vqlog reads and writes them.
+//
+// A recording is either one record file of whole frames (single file) or a directory of
+// per-kind log files, which the library's reader merges back into frames by frame number. vqlog
+// takes a directory for the second and anything else for the first.
+#pragma once
+
+#include <cstdint>
+#include <limits>
+#include <map>
+#include <memory>
+#include <set>
+#include <string>
+#include <vector>
+
+#include <boost/shared_ptr.hpp>
+
+#include "vq/corelog.h"
+
+namespace vqlog {
+
+using FramePtr = boost::shared_ptr<vq::eod::EngineOutputData>;
+
+// Which frames and records a command takes.
+struct Selection {
+    std::vector<char> kinds;  // records of these kinds only; empty: every kind
+    unsigned int from = 0;    // first frame number taken
+    unsigned int to = std::numeric_limits<unsigned int>::max();       // last frame number taken
+    std::uint64_t count = std::numeric_limits<std::uint64_t>::max();  // at most this many frames
+};
+
+// The kinds of the records a frame holds: its own records, and those held in its face sets
+// (which per-kind logs keep as kinds of their own), at every depth. The face set itself and the
+// frame are not kinds.
+std::set<char> recordKinds(const vq::eod::EngineOutputData& frame);
+
+// Removes every record whose kind is not in `kinds` (looking into face sets, which stay while
+// they hold a record left). Returns whether a record is left.
+bool keepKinds(vq::eod::EngineOutputData& frame, const std::vector<char>& kinds);
+
+// Whether `path` names a directory.
+bool isDirectory(const std::string& path);
+// The log files (names ending in ".vql") of a directory, sorted by name.
+std::vector<std::string> logFiles(const std::string& directory);
+
+// The frames of a recording, merged, in ascending frame number, as the selection has them.
+class FrameSource {
+public:
+    // Opens the recording; the library's errors pass through ("... No logfiles found in ...").
+    explicit FrameSource(const std::string& path, Selection selection = Selection());
+
+    bool perKind() const { return _per_kind; }
+    // The log files of a directory, or the one file.
+    const std::vector<std::string>& files() const { return _files; }
+
+    // The next selected frame, or null at the end. Errors of damaged files pass through.
+    FramePtr next();
+
+private:
+    vq::eod::io::EngineOutputDataFileReader _reader;
+    Selection _selection;
+    bool _per_kind;
+    std::vector<std::string> _files;
+    std::uint64_t _delivered = 0;
+    bool _done = false;
+};
+
+// Makes `path` ready to take a new recording: a directory that is created when missing (with its
+// parents) and may not hold log files yet, or a file that may not exist yet. ToolError names
+// the path otherwise, so that nothing is overwritten.
+void prepareOutput(const std::string& path, bool directory);
+
+// Writes frames as a recording: whole into one file, or per kind into a directory, where the
+// file of a kind is created when its first record comes.
+//
+// In per-kind mode each kind's file takes the record found in the frame itself or in its first
+// face set, as the library's writer does; a frame with a second face set loses that face, which
+// facesDropped() counts so that callers can say so.
+class RecordingWriter {
+public:
+    // `buffer_size` bytes of buffer per file.
+    RecordingWriter(std::string path, bool per_kind, int buffer_size = 65536);
+    ~RecordingWriter();
+    RecordingWriter(const RecordingWriter&) = delete;
+    RecordingWriter& operator=(const RecordingWriter&) = delete;
+
+    void write(const vq::eod::EngineOutputData& frame);
+    // Closes every file; raises the library's error when bytes were lost, after closing all.
+    void close();
+
+    std::uint64_t framesWritten() const { return _frames; }
+    std::uint64_t facesDropped() const { return _faces_dropped; }
+    // The files written so far.
+    std::vector<std::string> paths() const;
+
+private:
+    std::string _path;
+    bool _per_kind;
+    int _buffer_size;
+    vq::eod::io::EngineOutputDataFileWriter _single;
+    std::map<char, std::unique_ptr<vq::eod::io::EngineOutputDataFileWriter>,
+             vq::eod::object_id::Less>
+        _writers;
+    std::vector<std::string> _paths;
+    std::uint64_t _frames = 0;
+    std::uint64_t _faces_dropped = 0;
+};
+
+}  // namespace vqlog
