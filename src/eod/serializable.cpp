@@ -43,6 +43,49 @@ private:
     unsigned long long _excess = 0;
 };
 
+// While an object is serialised: the data sizes of the records inside it, in the order in which
+// the sizing of the whole object met them, which is the order in which they are written. Each
+// record inside is then sized once, not once more for every record that encloses it. A record
+// that is not where the plan expects it (a composite that sizes or writes its sub-objects in a
+// way of its own) is sized anew, so the plan only ever saves work.
+struct SizePlan {
+    struct Entry {
+        const Serializable* object;
+        unsigned int data_bytes;
+    };
+    std::vector<Entry> entries;
+    std::size_t next = 0;
+    bool active = false;  // an object is being serialised
+    bool sizing = false;  // ... and its size is being computed
+};
+thread_local SizePlan size_plan;
+
+// Makes the plan for one top-level object and forgets it on every way out.
+class PlanScope {
+public:
+    PlanScope() : _plan(size_plan) {
+        _plan.entries.clear();
+        _plan.next = 0;
+        _plan.active = true;
+    }
+    ~PlanScope() {
+        _plan.active = false;
+        _plan.sizing = false;
+    }
+    PlanScope(const PlanScope&) = delete;
+    PlanScope& operator=(const PlanScope&) = delete;
+
+    unsigned int size(const Serializable& object) {
+        _plan.sizing = true;
+        const unsigned int data_bytes = object.numDataBytes();
+        _plan.sizing = false;
+        return data_bytes;
+    }
+
+private:
+    SizePlan& _plan;
+};
+
 }  // namespace
 
 Serializable::~Serializable() = default;
@@ -74,18 +117,38 @@ void Serializable::serialize(ByteBuffer& buffer) const {
     if (!serializeEnabled()) {
         throw SerializableError("Serializable::serialize() - trying to serialize invalid object.");
     }
-    const unsigned int data_bytes = numDataBytes();
+    SizePlan& plan = size_plan;
+    if (plan.active) {
+        // Inside an object being serialised: sized already, unless the plan lost track.
+        const bool planned =
+            plan.next < plan.entries.size() && plan.entries[plan.next].object == this;
+        const unsigned int data_bytes =
+            planned ? plan.entries[plan.next++].data_bytes : numDataBytes();
+        writeHeader(buffer, objectID(), data_bytes);
+        appendBuffer(buffer);
+        return;
+    }
+    PlanScope scope;
+    const unsigned int data_bytes = scope.size(*this);
     const std::size_t total = data_bytes + numHeaderBytes(data_bytes);
     if (buffer.capacity() - buffer.size() < total) {
         buffer.reserve(buffer.size() + total);
     }
-    buffer.push_back(static_cast<unsigned char>(objectID()));
-    writeDataSizeHeader(buffer, data_bytes);
+    writeHeader(buffer, objectID(), data_bytes);
     appendBuffer(buffer);
 }
 
 unsigned int Serializable::numTotalBytes() const {
+    SizePlan& plan = size_plan;
+    if (!plan.sizing) {
+        const unsigned int data_bytes = numDataBytes();
+        return data_bytes + numHeaderBytes(data_bytes);
+    }
+    // Sizing an object to be serialised: note the size where this record will be written.
+    const std::size_t index = plan.entries.size();
+    plan.entries.push_back({this, 0});
     const unsigned int data_bytes = numDataBytes();
+    plan.entries[index].data_bytes = data_bytes;
     return data_bytes + numHeaderBytes(data_bytes);
 }
 
@@ -161,6 +224,11 @@ std::ostream& operator<<(std::ostream& stream, const Serializable& object) {
 
 void Serializable::writeHeader(ByteBuffer& buffer, char object_id, unsigned int data_size) {
     buffer.push_back(static_cast<unsigned char>(object_id));
+    if (!extendedHeaderSize(data_size)) {
+        buffer.push_back(static_cast<unsigned char>(data_size >> 8));
+        buffer.push_back(static_cast<unsigned char>(data_size));
+        return;
+    }
     writeDataSizeHeader(buffer, data_size);
 }
 
@@ -246,17 +314,13 @@ void Serializable::appendRawBytes(ByteBuffer& buffer, const char* src, unsigned 
         return;
     }
     VQ_REQUIRE(src != nullptr, "array is NULL");
-    buffer.insert(buffer.end(), reinterpret_cast<const unsigned char*>(src),
-                  reinterpret_cast<const unsigned char*>(src) + count);
+    std::memcpy(grow(buffer, count), src, count);
 }
 
 void Serializable::appendBuffer(ByteBuffer& buffer, const std::string& value) {
-    buffer.insert(buffer.end(), value.begin(), value.end());
-    buffer.push_back(0);
-}
-
-void Serializable::appendBuffer(ByteBuffer& buffer, bool value) {
-    buffer.push_back(value ? 1 : 0);
+    unsigned char* const bytes = grow(buffer, value.size() + 1);
+    std::memcpy(bytes, value.data(), value.size());
+    bytes[value.size()] = 0;
 }
 
 // ---- read primitives -------------------------------------------------------------------------
@@ -350,6 +414,10 @@ void Serializable::readBuffer(const ByteBuffer& buffer, int& read_pos, bool& val
 
 void Serializable::throwNegativeReadPos() {
     VQ_PRECONDITION_FAILED("read_pos is negative");
+}
+
+void Serializable::throwFieldBlockOverrun() {
+    VQ_PRECONDITION_FAILED("field block overrun");
 }
 
 void Serializable::requestOrThrowReadPastEnd(const ByteBuffer& buffer, int read_pos,
