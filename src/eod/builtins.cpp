@@ -1,5 +1,7 @@
 #include "eod/builtins_internal.h"
 
+#include <boost/smart_ptr/make_shared.hpp>
+
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeclosureoutputdata.h"
@@ -16,9 +18,10 @@
 namespace vq::eod::detail {
 
 namespace {
+// The record and its reference counts in one block of the class's pool for shared records.
 template <typename T>
 boost::shared_ptr<Serializable> create() {
-    return boost::shared_ptr<Serializable>(new T);
+    return boost::allocate_shared<T>(PoolAllocator<T, SharedRecordPoolTag<T>>());
 }
 }  // namespace
 
