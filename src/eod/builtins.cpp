@@ -1,7 +1,6 @@
 #include "eod/builtins_internal.h"
 
-#include <boost/smart_ptr/make_shared.hpp>
-
+#include "eod/sharedrecord_internal.h"
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeclosureoutputdata.h"
@@ -18,10 +17,9 @@
 namespace vq::eod::detail {
 
 namespace {
-// The record and its reference counts in one block of the class's pool for shared records.
 template <typename T>
 boost::shared_ptr<Serializable> create() {
-    return boost::allocate_shared<T>(PoolAllocator<T, SharedRecordPoolTag<T>>());
+    return makeSharedRecord<T>();
 }
 }  // namespace
 
