@@ -2,6 +2,7 @@
 
 #include <iomanip>
 #include <ostream>
+#include "eod/engineoutputdata_internal.h"
 
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
@@ -124,6 +125,19 @@ void EngineOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& rea
 
 unsigned int EngineOutputData::numEngineSpecificDataBytes() const {
     return 4;
+}
+
+void detail::serializeInNewFrame(unsigned int frame_num, const Serializable& record,
+                                 ByteBuffer& buffer) {
+    // The frame's data: its flag (a new frame is enabled), its number, the count and the record.
+    unsigned char own[6];
+    own[0] = 1;
+    byteorder::store(own + 1, frame_num);
+    own[5] = 1;
+    const unsigned int record_bytes = record.numTotalBytes();
+    Serializable::writeHeader(buffer, EngineOutputData::THIS_OBJECT_ID, sizeof own + record_bytes);
+    buffer.insert(buffer.end(), own, own + sizeof own);
+    record.serialize(buffer);
 }
 
 }  // namespace vq::eod

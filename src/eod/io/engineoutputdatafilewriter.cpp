@@ -2,9 +2,11 @@
 
 #include <utility>
 
+#include "eod/engineoutputdata_internal.h"
 #include "eod/io/paths_internal.h"
 #include "eod/precondition_internal.h"
 #include "vq/eod/io/engineoutputdatafileerror.h"
+#include "vq/eod/serializableerror.h"
 
 namespace vq::eod::io {
 
@@ -174,22 +176,32 @@ void EngineOutputDataFileWriter::writeSubObject(const EngineOutputData& frame, c
     if (!record || !record->serializeEnabled()) {
         return;
     }
-    // The wrapper lives only to be serialised, which leaves the record untouched: it shares the
-    // record instead of copying it.
-    EngineOutputData wrapper;
-    wrapper.setFrameNum(frame.frameNum());
-    wrapper.addSubObject(boost::const_pointer_cast<Serializable>(record));
-    serializeObject(wrapper, stream);
+    if (dynamic_cast<const EngineOutputBase*>(record.get()) == nullptr) {
+        throw SerializableError(
+            "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
+    }
+    // The bytes of a new frame holding only the record, without making that frame.
+    if (stream.good()) {
+        _scratch.clear();
+        eod::detail::serializeInNewFrame(frame.frameNum(), *record, _scratch);
+    }
+    writeScratch(stream);
 }
 
 void EngineOutputDataFileWriter::serializeObject(const Serializable& object, std::ostream& stream) {
     if (!object.serializeEnabled()) {
         return;
     }
-    // A stream that failed before is not written again, but still reported.
     if (stream.good()) {
         _scratch.clear();
         object.serialize(_scratch);
+    }
+    writeScratch(stream);
+}
+
+void EngineOutputDataFileWriter::writeScratch(std::ostream& stream) {
+    // A stream that failed before is not written again, but still reported.
+    if (stream.good()) {
         stream.write(reinterpret_cast<const char*>(_scratch.data()),
                      static_cast<std::streamsize>(_scratch.size()));
     }

@@ -5,6 +5,9 @@
 
 #include <filesystem>
 
+#include "vq/eod/serializableerror.h"
+#include "vq/eod/serializablefactory.h"
+#include "vqtest/expect.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
 #include "vqtest/testrecords.h"
@@ -105,6 +108,21 @@ TEST_F(EngineOutputDataFileWriterTest, MisuseAndFilesThatCannotBeOpened) {
     EXPECT_TRUE(writer.areFilesOpen());
     EXPECT_FILE_ERROR(writer.writeData(frame), "Failed to write to stream.");
     EXPECT_NO_THROW(writer.closeFiles());  // it never held anything
+
+    // A frame read from bytes may hold a record that is not an engine record: its kind's file
+    // refuses it, as a frame refuses it as a sub-object, and stays empty.
+    int pos = 0;
+    const auto read = boost::dynamic_pointer_cast<vq::eod::EngineOutputData>(
+        vq::eod::SerializableFactory::newObject(
+            vqtest::bytes("09 00 0B 01 00 00 00 08 01 | 74 00 02 68 00"), pos));
+    ASSERT_TRUE(read && read->hasSubObjectID(vqtest::TEST_PLAIN));
+    vq::eod::io::EngineOutputDataFileWriter::registerObjectIDFileName(vqtest::TEST_PLAIN, L"Plain");
+    writer.newFiles({vqtest::TEST_PLAIN}, dir.path(), "", 16);
+    EXPECT_SERIALIZABLE_ERROR(
+        writer.writeData(*read),
+        "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
+    writer.closeFiles();
+    EXPECT_EQ(hexOfFile(dir / "Plain.vql"), "");
 }
 
 TEST_F(EngineOutputDataFileWriterTest, SingleFileAndALossAtClosing) {

@@ -103,6 +103,8 @@ private:
     void openFile(char id, const std::wstring& path, int buffer_size, const char* error);
     void writeSubObject(const EngineOutputData& frame, char id, std::ostream& stream);
     void serializeObject(const Serializable& object, std::ostream& stream);
+    // Writes _scratch to the stream; raises when the stream has failed, now or before.
+    void writeScratch(std::ostream& stream);
 
     std::map<char, LogFile, object_id::Less> _streams;  // single-file mode: one entry under 0
     bool _single_file;
