@@ -43,49 +43,6 @@ private:
     unsigned long long _excess = 0;
 };
 
-// While an object is serialised: the data sizes of the records inside it, in the order in which
-// the sizing of the whole object met them, which is the order in which they are written. Each
-// record inside is then sized once, not once more for every record that encloses it. A record
-// that is not where the plan expects it (a composite that sizes or writes its sub-objects in a
-// way of its own) is sized anew, so the plan only ever saves work.
-struct SizePlan {
-    struct Entry {
-        const Serializable* object;
-        unsigned int data_bytes;
-    };
-    std::vector<Entry> entries;
-    std::size_t next = 0;
-    bool active = false;  // an object is being serialised
-    bool sizing = false;  // ... and its size is being computed
-};
-thread_local SizePlan size_plan;
-
-// Makes the plan for one top-level object and forgets it on every way out.
-class PlanScope {
-public:
-    PlanScope() : _plan(size_plan) {
-        _plan.entries.clear();
-        _plan.next = 0;
-        _plan.active = true;
-    }
-    ~PlanScope() {
-        _plan.active = false;
-        _plan.sizing = false;
-    }
-    PlanScope(const PlanScope&) = delete;
-    PlanScope& operator=(const PlanScope&) = delete;
-
-    unsigned int size(const Serializable& object) {
-        _plan.sizing = true;
-        const unsigned int data_bytes = object.numDataBytes();
-        _plan.sizing = false;
-        return data_bytes;
-    }
-
-private:
-    SizePlan& _plan;
-};
-
 }  // namespace
 
 Serializable::~Serializable() = default;
@@ -117,19 +74,7 @@ void Serializable::serialize(ByteBuffer& buffer) const {
     if (!serializeEnabled()) {
         throw SerializableError("Serializable::serialize() - trying to serialize invalid object.");
     }
-    SizePlan& plan = size_plan;
-    if (plan.active) {
-        // Inside an object being serialised: sized already, unless the plan lost track.
-        const bool planned =
-            plan.next < plan.entries.size() && plan.entries[plan.next].object == this;
-        const unsigned int data_bytes =
-            planned ? plan.entries[plan.next++].data_bytes : numDataBytes();
-        writeHeader(buffer, objectID(), data_bytes);
-        appendBuffer(buffer);
-        return;
-    }
-    PlanScope scope;
-    const unsigned int data_bytes = scope.size(*this);
+    const unsigned int data_bytes = numDataBytes();
     const std::size_t total = data_bytes + numHeaderBytes(data_bytes);
     if (buffer.capacity() - buffer.size() < total) {
         buffer.reserve(buffer.size() + total);
@@ -139,16 +84,7 @@ void Serializable::serialize(ByteBuffer& buffer) const {
 }
 
 unsigned int Serializable::numTotalBytes() const {
-    SizePlan& plan = size_plan;
-    if (!plan.sizing) {
-        const unsigned int data_bytes = numDataBytes();
-        return data_bytes + numHeaderBytes(data_bytes);
-    }
-    // Sizing an object to be serialised: note the size where this record will be written.
-    const std::size_t index = plan.entries.size();
-    plan.entries.push_back({this, 0});
     const unsigned int data_bytes = numDataBytes();
-    plan.entries[index].data_bytes = data_bytes;
     return data_bytes + numHeaderBytes(data_bytes);
 }
 

@@ -5,8 +5,6 @@
 
 #include <sstream>
 
-#include <boost/make_shared.hpp>
-
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
@@ -69,60 +67,6 @@ TEST_F(SerializableComposite, SubObjectsAreWrittenInSignedIdOrder) {
     auto values = copy.subObjects(vqtest::TEST_REPEATABLE);
     ASSERT_EQ(values.size(), 3u);
     EXPECT_EQ(boost::static_pointer_cast<TestRecord>(values[2])->value(), 7);
-}
-
-// Writes its sub-objects last first, each after a copy of it serialised on its own.
-class ReversingContainer : public TestContainer {
-protected:
-    void appendBuffer(ByteBuffer& buffer) const override {
-        const auto children = subObjects();
-        buffer.push_back(static_cast<unsigned char>(children.size()));
-        for (auto child = children.rbegin(); child != children.rend(); ++child) {
-            ByteBuffer alone;
-            (*child)->serialize(alone);
-            buffer.insert(buffer.end(), alone.begin(), alone.end());
-            (*child)->serialize(buffer);
-        }
-    }
-};
-
-// Refuses to be written after its value has been set to 13.
-class FailingRecord : public TestRecord {
-public:
-    using TestRecord::TestRecord;
-
-protected:
-    void appendEngineSpecificData(ByteBuffer& buffer) const override {
-        if (value() == 13) {
-            throw vq::eod::SerializableError("unlucky");
-        }
-        TestRecord::appendEngineSpecificData(buffer);
-    }
-};
-
-TEST_F(SerializableComposite, HeadersHoldWhereverSubObjectsAreWritten) {
-    // The inner container is sized with the outer one and written where it is not expected. The
-    // outer header says what the composite's size formula says, as for any class whose writing
-    // does not match its size.
-    auto inner = boost::make_shared<TestContainer>();
-    inner->addSubObject(testRecord(vqtest::TEST_RECORD_A, 1));
-    ReversingContainer outer;
-    outer.addSubObject(inner);
-    outer.addSubObject(testRecord(vqtest::TEST_RECORD_B, 2));
-    const std::string b = "71 00 06 01 00 00 00 02 00";
-    const std::string inner_bytes = "75 00 0A 01 | 70 00 06 01 00 00 00 01 00";
-    EXPECT_EQ(hex(serialized(outer)), hex(bytes("75 00 17 02 | " + inner_bytes + " | " +
-                                                inner_bytes + " | " + b + " | " + b)));
-
-    // A record that fails part way leaves nothing behind for the next object serialised.
-    EngineOutputData frame;
-    auto failing = boost::make_shared<FailingRecord>(vqtest::TEST_RECORD_C, 13);
-    frame.addSubObject(failing);
-    ByteBuffer buffer;
-    EXPECT_SERIALIZABLE_ERROR(frame.serialize(buffer), "unlucky");
-    failing->setValue(3);
-    EXPECT_EQ(hex(serialized(frame)),
-              hex(bytes("09 00 0F 01 00 00 00 00 01 | 72 00 06 01 00 00 00 03 00")));
 }
 
 TEST_F(SerializableComposite, DuplicateRule) {
