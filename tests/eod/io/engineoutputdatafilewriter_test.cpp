@@ -5,6 +5,8 @@
 
 #include <filesystem>
 
+#include <boost/make_shared.hpp>
+
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
 #include "vqtest/expect.h"
@@ -63,6 +65,22 @@ TEST_F(EngineOutputDataFileWriterTest, OneFilePerKindInAscendingOrderAndAFullDev
     EXPECT_FILE_ERROR(
         writer.closeFiles(),
         "EngineOutputDataFileWriter::closeFiles - could not write file " + (dir / "KindA_y.vql"));
+}
+
+TEST_F(EngineOutputDataFileWriterTest, KindFramesAroundTheLongHeader) {
+    // Records of a kind whose frames need the short header, just the long one, and the long one
+    // for the record too; each frame's bytes are those of a real frame holding the record.
+    EngineOutputDataFileWriter::registerObjectIDFileName(vqtest::TEST_UNDERCOUNTED, L"Big");
+    for (std::size_t values : {16376, 16377, 16380}) {
+        writer.newFile(vqtest::TEST_UNDERCOUNTED, dir / "Big.vql", 65536);
+        vq::eod::EngineOutputData frame;
+        frame.setFrameNum(9);
+        frame.addSubObject(
+            boost::make_shared<vqtest::UndercountedRecord>(std::vector<std::int32_t>(values, 7)));
+        writer.writeData(frame);
+        writer.closeFiles();
+        EXPECT_EQ(vqtest::readFile(dir / "Big.vql"), vqtest::serialized(frame)) << values;
+    }
 }
 
 TEST_F(EngineOutputDataFileWriterTest, KindNamesAndPaths) {
