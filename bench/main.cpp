@@ -1,9 +1,11 @@
 // Runs the benchmarks and closes with the table of figures, each against its baseline of the
 // same run and its target.
 //
-// Defaults (later arguments override them): every benchmark three times for at least half a
-// second each, and the median of the three reported. Any Google Benchmark flag may be given,
-// --benchmark_filter=codec for example; the table then shows what was run.
+// Defaults (later arguments override them): every benchmark five times for at least 0.3 s each,
+// the repetitions of all benchmarks in random order so that a change in the machine's load
+// falls on measurements and baselines alike, and the median of the five reported. Any Google
+// Benchmark flag may be given, --benchmark_filter=codec for example; the table then shows what
+// was run.
 #include <cstdio>
 #include <iostream>
 #include <map>
@@ -134,7 +136,8 @@ int main(int argc, char** argv) {
         return 1;
     }
     std::vector<char*> args = {argv[0]};
-    std::string defaults[] = {"--benchmark_min_time=0.5", "--benchmark_repetitions=3",
+    std::string defaults[] = {"--benchmark_min_time=0.3", "--benchmark_repetitions=5",
+                              "--benchmark_enable_random_interleaving=true",
                               "--benchmark_report_aggregates_only=true"};
     for (std::string& flag : defaults) {
         args.push_back(flag.data());

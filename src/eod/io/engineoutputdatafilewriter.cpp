@@ -158,12 +158,12 @@ void EngineOutputDataFileWriter::writeData(const EngineOutputData& frame) {
         return;
     }
     for (auto& entry : _streams) {  // ascending object ID
-        writeSubObject(frame, entry.first, *entry.second.stream);
+        writeSubObject(frame, entry.first, entry.second);
     }
 }
 
 void EngineOutputDataFileWriter::writeSubObject(const EngineOutputData& frame, char id,
-                                                std::ostream& stream) {
+                                                LogFile& file) {
     boost::shared_ptr<const Serializable> record = frame.subObject(id);
     if (!record) {
         // Face records are kept inside a face set.
@@ -176,10 +176,17 @@ void EngineOutputDataFileWriter::writeSubObject(const EngineOutputData& frame, c
     if (!record || !record->serializeEnabled()) {
         return;
     }
-    if (dynamic_cast<const EngineOutputBase*>(record.get()) == nullptr) {
-        throw SerializableError(
-            "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
+    // A frame takes only engine records. The classes of a kind's records seldom change, so the
+    // last class found to be one is remembered instead of casting every record.
+    const std::type_info& record_class = typeid(*record);
+    if (file.engine_class == nullptr || *file.engine_class != record_class) {
+        if (dynamic_cast<const EngineOutputBase*>(record.get()) == nullptr) {
+            throw SerializableError(
+                "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
+        }
+        file.engine_class = &record_class;
     }
+    std::ostream& stream = *file.stream;
     // The bytes of a new frame holding only the record, without making that frame.
     if (stream.good()) {
         _scratch.clear();

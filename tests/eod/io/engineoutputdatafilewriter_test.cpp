@@ -128,7 +128,7 @@ TEST_F(EngineOutputDataFileWriterTest, MisuseAndFilesThatCannotBeOpened) {
     EXPECT_NO_THROW(writer.closeFiles());  // it never held anything
 
     // A frame read from bytes may hold a record that is not an engine record: its kind's file
-    // refuses it, as a frame refuses it as a sub-object, and stays empty.
+    // refuses it, as a frame refuses it as a sub-object, even after an engine record of the kind.
     int pos = 0;
     const auto read = boost::dynamic_pointer_cast<vq::eod::EngineOutputData>(
         vq::eod::SerializableFactory::newObject(
@@ -136,11 +136,13 @@ TEST_F(EngineOutputDataFileWriterTest, MisuseAndFilesThatCannotBeOpened) {
     ASSERT_TRUE(read && read->hasSubObjectID(vqtest::TEST_PLAIN));
     vq::eod::io::EngineOutputDataFileWriter::registerObjectIDFileName(vqtest::TEST_PLAIN, L"Plain");
     writer.newFiles({vqtest::TEST_PLAIN}, dir.path(), "", 16);
+    const auto engine_record = testFrame(7, {vqtest::TEST_PLAIN});
+    writer.writeData(engine_record);
     EXPECT_SERIALIZABLE_ERROR(
         writer.writeData(*read),
         "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
     writer.closeFiles();
-    EXPECT_EQ(hexOfFile(dir / "Plain.vql"), "");
+    EXPECT_EQ(hexOfFile(dir / "Plain.vql"), hexOf({engine_record}));
 }
 
 TEST_F(EngineOutputDataFileWriterTest, SingleFileAndALossAtClosing) {
