@@ -48,7 +48,8 @@ private:
     // The record as a frame, or null when it is not one. Records of exactly the frame's class,
     // the usual case, are recognised without a dynamic cast.
     static boost::shared_ptr<EngineOutputData> asFrame(boost::shared_ptr<Serializable> record) {
-        if (record && typeid(*record) == typeid(EngineOutputData)) {
+        const Serializable* const object = record.get();
+        if (object != nullptr && typeid(*object) == typeid(EngineOutputData)) {
             return boost::static_pointer_cast<EngineOutputData>(std::move(record));
         }
         return boost::dynamic_pointer_cast<EngineOutputData>(record);

@@ -178,7 +178,8 @@ void EngineOutputDataFileWriter::writeSubObject(const EngineOutputData& frame, c
     }
     // A frame takes only engine records. The classes of a kind's records seldom change, so the
     // last class found to be one is remembered instead of casting every record.
-    const std::type_info& record_class = typeid(*record);
+    const Serializable& object = *record;
+    const std::type_info& record_class = typeid(object);
     if (file.engine_class == nullptr || *file.engine_class != record_class) {
         if (dynamic_cast<const EngineOutputBase*>(record.get()) == nullptr) {
             throw SerializableError(
