@@ -24,6 +24,18 @@ void perFrames(benchmark::State& state, std::size_t frames_per_iteration) {
     state.SetBytesProcessed(frames * static_cast<std::int64_t>(FRAME_BYTES));
 }
 
+// Takes the next frame from the client and lets it go; false, with the benchmark failed, when
+// none came in time.
+bool receiveFrame(EngineOutputDataTcpClient& client, benchmark::State& state) {
+    const boost::shared_ptr<EngineOutputData> frame = client.receive(PATIENCE_MILLIS);
+    if (!frame) {
+        state.SkipWithError("no frame within the time limit");
+        return false;
+    }
+    benchmark::DoNotOptimize(frame.get());
+    return true;
+}
+
 // The sender's bytes taken with recv() into a 64 KiB buffer; each iteration takes the bytes of
 // POOL_FRAMES frames.
 void streamRaw(benchmark::State& state) {
@@ -53,12 +65,9 @@ void streamClient(benchmark::State& state) {
     client.connect(InetAddress(sender.port(), "127.0.0.1"));
     for (auto _ : state) {
         for (std::size_t i = 0; i < POOL_FRAMES; ++i) {
-            const boost::shared_ptr<EngineOutputData> frame = client.receive(PATIENCE_MILLIS);
-            if (!frame) {
-                state.SkipWithError("no frame within the time limit");
+            if (!receiveFrame(client, state)) {
                 return;
             }
-            benchmark::DoNotOptimize(frame.get());
         }
     }
     client.disconnect();
@@ -101,12 +110,9 @@ void pingClient(benchmark::State& state) {
             state.SkipWithError("the echo went away");
             return;
         }
-        const boost::shared_ptr<EngineOutputData> frame = client.receive(PATIENCE_MILLIS);
-        if (!frame) {
-            state.SkipWithError("no frame within the time limit");
+        if (!receiveFrame(client, state)) {
             return;
         }
-        benchmark::DoNotOptimize(frame.get());
     }
     client.disconnect();
     perFrames(state, 1);
