@@ -5,9 +5,9 @@
 //
 // PATH is one of encode_hand, decode_hand, serialize, rebuild, clone, write_single,
 // write_per_kind (files in DIR), read_merged (reads every log file of DIR, which must hold a
-// per-kind recording of at least FRAMES frames made by write_per_kind and nothing else). Under valgrind --tool=callgrind, the difference between
-// two runs of different FRAMES divided by the difference of FRAMES is the cost of one frame:
-// bench/README.md lists such counts.
+// per-kind recording of at least FRAMES frames made by write_per_kind and nothing else). Under
+// valgrind --tool=callgrind, the difference between two runs of different FRAMES divided by the
+// difference of FRAMES is the cost of one frame: bench/README.md lists such counts.
 #include <cstdlib>
 #include <cstring>
 #include <iostream>

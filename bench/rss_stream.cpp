@@ -101,11 +101,11 @@ int main(int argc, char** argv) {
 
     const bool whole = received == frames && in_order;
     const bool flat = last_peak - first_peak <= 1024;
-    std::printf("\npeak resident before streaming %.1f MiB; after the first sample %.1f MiB, after "
-                "%llu frames %.1f MiB: %s\n",
-                start_peak / 1024.0, first_peak / 1024.0,
-                static_cast<unsigned long long>(received), last_peak / 1024.0,
-                flat ? "flat" : "GROWING");
+    std::printf(
+        "\npeak resident before streaming %.1f MiB; after the first sample %.1f MiB, after "
+        "%llu frames %.1f MiB: %s\n",
+        start_peak / 1024.0, first_peak / 1024.0, static_cast<unsigned long long>(received),
+        last_peak / 1024.0, flat ? "flat" : "GROWING");
     if (!whole) {
         std::printf("frames lost or out of order: %llu of %llu received\n",
                     static_cast<unsigned long long>(received),
