@@ -208,10 +208,15 @@ void EngineOutputDataFileWriter::serializeObject(const Serializable& object, std
 }
 
 void EngineOutputDataFileWriter::writeScratch(std::ostream& stream) {
-    // A stream that failed before is not written again, but still reported.
+    // A stream that failed before is not written again, but still reported. The bytes go to the
+    // file buffer directly: a file stream has no tied stream to flush and no unit buffering, so
+    // the stream's write would add nothing but its checks. A short write fails the stream as the
+    // stream's write would.
     if (stream.good()) {
-        stream.write(reinterpret_cast<const char*>(_scratch.data()),
-                     static_cast<std::streamsize>(_scratch.size()));
+        const auto size = static_cast<std::streamsize>(_scratch.size());
+        if (stream.rdbuf()->sputn(reinterpret_cast<const char*>(_scratch.data()), size) != size) {
+            stream.setstate(std::ios::badbit);
+        }
     }
     if (!stream.good()) {
         throw EngineOutputDataFileError("Failed to write to stream.");
