@@ -1,5 +1,6 @@
 #include "eod/builtins_internal.h"
 
+#include "eod/sharedrecord_internal.h"
 #include "vq/eod/compressedserializable.h"
 #include "vq/eod/compressedserializabletoken.h"
 #include "vq/eod/customeventoutputdata.h"
@@ -42,13 +43,13 @@ namespace vq::eod::detail {
 namespace {
 template <typename T>
 boost::shared_ptr<Serializable> create() {
-    return boost::shared_ptr<Serializable>(new T);
+    return makeSharedRecord<T>();
 }
 
 // For the classes that serve several IDs: one creation function per ID.
 template <typename T, char ID>
 boost::shared_ptr<Serializable> createWithId() {
-    return boost::shared_ptr<Serializable>(new T(ID));
+    return makeSharedRecord<T>(ID);
 }
 }  // namespace
 

@@ -2,6 +2,7 @@
 
 #include <iomanip>
 #include <ostream>
+#include "eod/engineoutputdata_internal.h"
 
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
@@ -187,6 +188,36 @@ void EngineOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& rea
 
 unsigned int EngineOutputData::numEngineSpecificDataBytes() const {
     return 4;
+}
+
+void detail::serializeInNewFrame(unsigned int frame_num, const Serializable& record,
+                                 ByteBuffer& buffer) {
+    // The frame's data: its flag (a new frame is enabled), its number, the count and the record.
+    // Its size is the record's announced size and header plus 6, taken from the record's header
+    // once the record is written rather than by sizing the record a second time.
+    const std::size_t start = buffer.size();
+    unsigned char head[3 + 6] = {static_cast<unsigned char>(EngineOutputData::THIS_OBJECT_ID), 0, 0,
+                                 1};
+    byteorder::store(head + 4, frame_num);
+    head[8] = 1;
+    buffer.insert(buffer.end(), head, head + sizeof head);
+    const std::size_t record_start = buffer.size();
+    record.serialize(buffer);
+    unsigned int record_total = 3 + byteorder::load<unsigned short>(&buffer[record_start + 1]);
+    if (record_total - 3 == Serializable::extendedHeaderSizeMagicCookie()) {
+        record_total = 7 + byteorder::load<unsigned int>(&buffer[record_start + 3]);
+    }
+    const unsigned int frame_data = 6 + record_total;
+    if (!Serializable::extendedHeaderSize(frame_data)) {
+        byteorder::store(&buffer[start + 1], static_cast<unsigned short>(frame_data));
+        return;
+    }
+    // Too large for the short header: the long one moves everything after it up by 4 bytes.
+    unsigned char size[2 + 4];
+    byteorder::store(size, Serializable::extendedHeaderSizeMagicCookie());
+    byteorder::store(size + 2, frame_data);
+    buffer.insert(buffer.begin() + static_cast<std::ptrdiff_t>(start) + 3, 4, 0);
+    std::copy(size, size + sizeof size, buffer.begin() + static_cast<std::ptrdiff_t>(start) + 1);
 }
 
 }  // namespace vq::eod

@@ -97,15 +97,16 @@ void EyeClosureOutputData::printOwnData(std::ostream& stream) const {
 }
 
 void EyeClosureOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
-    appendValue(buffer, _eye_closure[RIGHT_EYE]);
-    appendValue(buffer, _eye_closure[LEFT_EYE]);
-    appendValue(buffer, _eye_closure_confidence[RIGHT_EYE]);
-    appendValue(buffer, _eye_closure_confidence[LEFT_EYE]);
-    appendValue(buffer, _eye_closure_calib_status);
-    appendBuffer(buffer, _blinking);
-    appendValue(buffer, _blink_frequency);
-    appendValue(buffer, _average_blink_duration);
-    appendValue(buffer, _perclos);
+    FieldWriter out(buffer, EyeClosureOutputData::numEngineSpecificDataBytes());
+    out.put(_eye_closure[RIGHT_EYE]);
+    out.put(_eye_closure[LEFT_EYE]);
+    out.put(_eye_closure_confidence[RIGHT_EYE]);
+    out.put(_eye_closure_confidence[LEFT_EYE]);
+    out.put(_eye_closure_calib_status);
+    out.put(_blinking);
+    out.put(_blink_frequency);
+    out.put(_average_blink_duration);
+    out.put(_perclos);
 }
 
 void EyeClosureOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) {

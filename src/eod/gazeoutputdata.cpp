@@ -114,17 +114,14 @@ void GazeOutputData::writeVergenceFields(std::ostream& stream) const {
 }
 
 void GazeOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
+    FieldWriter out(buffer, GazeOutputData::numEngineSpecificDataBytes());
     for (int eye = RIGHT_EYE; eye <= LEFT_EYE; ++eye) {
-        appendValue(buffer, _gaze_quality_level[eye]);
-        for (float value : _eyeball_centre[eye]) {
-            appendValue(buffer, value);
-        }
-        for (float value : _gaze_rotation[eye]) {
-            appendValue(buffer, value);
-        }
+        out.put(_gaze_quality_level[eye]);
+        out.put(_eyeball_centre[eye]);
+        out.put(_gaze_rotation[eye]);
     }
-    appendBuffer(buffer, _gaze_calibrated);
-    appendBuffer(buffer, _saccade);
+    out.put(_gaze_calibrated);
+    out.put(_saccade);
 }
 
 void GazeOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) {

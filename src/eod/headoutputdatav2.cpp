@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/utils/geomutils_internal.h"
 #include "vq/eod/headoutputdata.h"
 #include "vq/eod/utils/geomutils.h"
 
@@ -105,19 +106,14 @@ void HeadOutputDataV2::printOwnData(std::ostream& stream) const {
 }
 
 void HeadOutputDataV2::appendEngineSpecificData(ByteBuffer& buffer) const {
-    appendBuffer(buffer, _is_tracking);
-    for (double value : _head_position) {
-        appendValue(buffer, value);
-    }
-    for (double value : _head_rotation_quaternion) {
-        appendValue(buffer, value);
-    }
-    appendValue(buffer, _head_position_confidence);
-    appendValue(buffer, _model_quality_level);
+    FieldWriter out(buffer, HeadOutputDataV2::numEngineSpecificDataBytes());
+    out.put(_is_tracking);
+    out.put(_head_position);
+    out.put(_head_rotation_quaternion);
+    out.put(_head_position_confidence);
+    out.put(_model_quality_level);
     for (const std::vector<double>& eye : _head_eye_ball_pos) {
-        for (double value : eye) {
-            appendValue(buffer, value);
-        }
+        out.put(eye);
     }
 }
 
@@ -129,7 +125,10 @@ void HeadOutputDataV2::readEngineSpecificData(const ByteBuffer& buffer, int& rea
     for (double& value : _head_rotation_quaternion) {
         readValue(buffer, read_pos, value);
     }
-    _head_rotation = utils::toEulerAngles(_head_rotation_quaternion);
+    // The angles are written into the vector that is there, which then needs no new memory.
+    const std::array<double, 3> angles =
+        utils::detail::eulerAnglesOfQuaternion(_head_rotation_quaternion.data());
+    _head_rotation.assign(angles.begin(), angles.end());
     readValue(buffer, read_pos, _head_position_confidence);
     readValue(buffer, read_pos, _model_quality_level);
     for (std::vector<double>& eye : _head_eye_ball_pos) {

@@ -60,11 +60,10 @@ void PupilOutputData::printOwnData(std::ostream& stream) const {
 }
 
 void PupilOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
+    FieldWriter out(buffer, PupilOutputData::numEngineSpecificDataBytes());
     for (int eye = RIGHT_EYE; eye <= LEFT_EYE; ++eye) {
-        for (float value : _pupil_position[eye]) {
-            appendValue(buffer, value);
-        }
-        appendValue(buffer, _pupil_diameter[eye]);
+        out.put(_pupil_position[eye]);
+        out.put(_pupil_diameter[eye]);
     }
 }
 

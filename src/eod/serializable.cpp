@@ -79,8 +79,7 @@ void Serializable::serialize(ByteBuffer& buffer) const {
     if (buffer.capacity() - buffer.size() < total) {
         buffer.reserve(buffer.size() + total);
     }
-    buffer.push_back(static_cast<unsigned char>(objectID()));
-    writeDataSizeHeader(buffer, data_bytes);
+    writeHeader(buffer, objectID(), data_bytes);
     appendBuffer(buffer);
 }
 
@@ -161,6 +160,11 @@ std::ostream& operator<<(std::ostream& stream, const Serializable& object) {
 
 void Serializable::writeHeader(ByteBuffer& buffer, char object_id, unsigned int data_size) {
     buffer.push_back(static_cast<unsigned char>(object_id));
+    if (!extendedHeaderSize(data_size)) {
+        buffer.push_back(static_cast<unsigned char>(data_size >> 8));
+        buffer.push_back(static_cast<unsigned char>(data_size));
+        return;
+    }
     writeDataSizeHeader(buffer, data_size);
 }
 
@@ -246,17 +250,13 @@ void Serializable::appendRawBytes(ByteBuffer& buffer, const char* src, unsigned 
         return;
     }
     VQ_REQUIRE(src != nullptr, "array is NULL");
-    buffer.insert(buffer.end(), reinterpret_cast<const unsigned char*>(src),
-                  reinterpret_cast<const unsigned char*>(src) + count);
+    std::memcpy(grow(buffer, count), src, count);
 }
 
 void Serializable::appendBuffer(ByteBuffer& buffer, const std::string& value) {
-    buffer.insert(buffer.end(), value.begin(), value.end());
-    buffer.push_back(0);
-}
-
-void Serializable::appendBuffer(ByteBuffer& buffer, bool value) {
-    buffer.push_back(value ? 1 : 0);
+    unsigned char* const bytes = grow(buffer, value.size() + 1);
+    std::memcpy(bytes, value.data(), value.size());
+    bytes[value.size()] = 0;
 }
 
 // ---- read primitives -------------------------------------------------------------------------
@@ -350,6 +350,10 @@ void Serializable::readBuffer(const ByteBuffer& buffer, int& read_pos, bool& val
 
 void Serializable::throwNegativeReadPos() {
     VQ_PRECONDITION_FAILED("read_pos is negative");
+}
+
+void Serializable::throwFieldBlockOverrun() {
+    VQ_PRECONDITION_FAILED("field block overrun");
 }
 
 void Serializable::requestOrThrowReadPastEnd(const ByteBuffer& buffer, int read_pos,

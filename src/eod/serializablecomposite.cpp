@@ -77,12 +77,17 @@ void SerializableComposite::readOwnData(const ByteBuffer& /*buffer*/, int& /*rea
 
 void SerializableComposite::appendBuffer(ByteBuffer& buffer) const {
     appendOwnData(buffer);
-    buffer.push_back(numValidSubObjects());
+    // The count of the enabled sub-objects, filled in once they are written.
+    const std::size_t count_pos = buffer.size();
+    buffer.push_back(0);
+    unsigned char count = 0;
     for (const auto& entry : _sub_objects) {
         if (entry.second->serializeEnabled()) {
             entry.second->serialize(buffer);
+            ++count;
         }
     }
+    buffer[count_pos] = count;
 }
 
 void SerializableComposite::printHeader(std::ostream& stream) const {

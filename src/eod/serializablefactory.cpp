@@ -9,6 +9,7 @@
 #include "eod/bufferrefill_internal.h"
 #include "eod/builtins_internal.h"
 #include "eod/precondition_internal.h"
+#include "eod/serializablefactory_internal.h"
 #include "vq/eod/serializableerror.h"
 
 namespace vq::eod {
@@ -265,20 +266,42 @@ boost::shared_ptr<Serializable> SerializableFactory::newObject(std::istream& str
 
 boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(std::istream& stream,
                                                                          unsigned int& status) {
-    char object_id = 0;
+    ByteBuffer buffer;
+    return detail::newObjectWithStatus(stream, status, buffer);
+}
+
+boost::shared_ptr<Serializable> detail::newObjectWithStatus(std::istream& stream,
+                                                            unsigned int& status,
+                                                            ByteBuffer& buffer) {
+    // The object ID and the short size in one read; the long size only after the cookie.
+    unsigned char header[3];
     unsigned int data_size = 0;
-    if (isEndOfFile(stream) || !stream.read(&object_id, 1) || !readStreamSize(stream, data_size)) {
+    if (isEndOfFile(stream) || !stream.read(reinterpret_cast<char*>(header), sizeof header)) {
         status |= status::INSUFFICIENT_DATA;
         return boost::shared_ptr<Serializable>();
     }
-    boost::shared_ptr<Serializable> object = newObjectWithStatus(object_id, status);
+    const char object_id = static_cast<char>(header[0]);
+    data_size = byteorder::load<unsigned short>(header + 1);
+    if (data_size == Serializable::extendedHeaderSizeMagicCookie()) {
+        unsigned char size[4];
+        if (!stream.read(reinterpret_cast<char*>(size), sizeof size)) {
+            status |= status::INSUFFICIENT_DATA;
+            return boost::shared_ptr<Serializable>();
+        }
+        data_size = byteorder::load<unsigned int>(size);
+    }
+    boost::shared_ptr<Serializable> object =
+        SerializableFactory::newObjectWithStatus(object_id, status);
     if (!object) {
         if (!skipStreamData(stream, data_size)) {
             status |= status::INSUFFICIENT_DATA;
         }
         return object;
     }
-    ByteBuffer buffer;
+    // Room for the header and the first piece of data, never more than that before it arrives.
+    buffer.clear();
+    buffer.reserve(Serializable::numHeaderBytes(data_size) +
+                   std::min<std::size_t>(data_size, STREAM_CHUNK_BYTES));
     Serializable::writeHeader(buffer, object_id, data_size);
     if (!readStreamData(stream, data_size, buffer)) {
         status |= status::INSUFFICIENT_DATA;
@@ -293,6 +316,9 @@ boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(std::is
             throw;
         }
         status |= status::INSUFFICIENT_DATA;  // truncated in its unannounced bytes
+    }
+    if (buffer.capacity() > KEPT_SCRATCH_BYTES) {
+        ByteBuffer().swap(buffer);
     }
     if ((status & (status::INSUFFICIENT_DATA | status::SIZE_MISMATCH)) != 0) {
         return boost::shared_ptr<Serializable>();

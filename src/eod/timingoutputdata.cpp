@@ -40,11 +40,12 @@ void TimingOutputData::printOwnData(std::ostream& stream) const {
 }
 
 void TimingOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
-    appendValue(buffer, _experiment_time);
-    appendValue(buffer, _frame_time_secs);
-    appendValue(buffer, _frame_time_msecs);
-    appendValue(buffer, _approx_delay);
-    appendValue(buffer, _annotation_label_id);
+    FieldWriter out(buffer, TimingOutputData::numEngineSpecificDataBytes());
+    out.put(_experiment_time);
+    out.put(_frame_time_secs);
+    out.put(_frame_time_msecs);
+    out.put(_approx_delay);
+    out.put(_annotation_label_id);
 }
 
 void TimingOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) {

@@ -4,9 +4,18 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <thread>
+#include <vector>
+
+#include <boost/make_shared.hpp>
 
 #include "vq/eod/engineoutputdata.h"
+#include "vq/eod/eyeclosureoutputdata.h"
+#include "vq/eod/eyeoutputdata.h"
+#include "vq/eod/gazeoutputdata.h"
+#include "vq/eod/pupiloutputdata.h"
 #include "vq/eod/serializableerror.h"
+#include "vq/eod/timingoutputdata.h"
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
 #include "vqtest/testrecords.h"
@@ -229,6 +238,49 @@ TEST_F(SerializableFactoryTest, TruncatedStreams) {
     auto mismatch = stream(bytes("09 00 07 01 00 00 00 07 00 EE"));
     EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(mismatch),
                               "Serializable::unSerialize() - data_size in header wrong.");
+}
+
+TEST_F(SerializableFactoryTest, RecordsAreMadeAndReleasedOnAnyThread) {
+    // A frame with nested records: every record and every map node comes from a shared pool.
+    EngineOutputData source;
+    source.setFrameNum(42);
+    auto eyes = boost::make_shared<vq::eod::EyeOutputData>();
+    eyes->addSubObject(boost::make_shared<vq::eod::PupilOutputData>());
+    eyes->addSubObject(boost::make_shared<vq::eod::EyeClosureOutputData>());
+    eyes->addSubObject(boost::make_shared<vq::eod::GazeOutputData>());
+    source.addSubObject(eyes);
+    source.addSubObject(boost::make_shared<vq::eod::TimingOutputData>());
+    const ByteBuffer bytes_of_frame = vqtest::serialized(source);
+
+    // Each thread rebuilds frames and releases those that its neighbour rebuilt in the round
+    // before, so blocks go back to the pools from threads other than the one that took them.
+    constexpr int THREADS = 4;
+    constexpr int ROUNDS = 3;
+    constexpr int FRAMES = 200;
+    std::vector<std::vector<boost::shared_ptr<Serializable>>> made(THREADS);
+    for (int round = 0; round < ROUNDS; ++round) {
+        std::vector<std::vector<boost::shared_ptr<Serializable>>> next(THREADS);
+        std::vector<std::thread> threads;
+        for (int t = 0; t < THREADS; ++t) {
+            threads.emplace_back([&, t] {
+                made[(t + 1) % THREADS].clear();
+                for (int i = 0; i < FRAMES; ++i) {
+                    int pos = 0;
+                    next[t].push_back(SerializableFactory::newObject(bytes_of_frame, pos));
+                }
+            });
+        }
+        for (std::thread& thread : threads) {
+            thread.join();
+        }
+        made.swap(next);
+    }
+    for (const auto& frames : made) {
+        ASSERT_EQ(frames.size(), static_cast<std::size_t>(FRAMES));
+        for (const auto& frame : frames) {
+            ASSERT_EQ(vqtest::serialized(*frame), bytes_of_frame);
+        }
+    }
 }
 
 }  // namespace

@@ -133,9 +133,7 @@ protected:
     // big-endian order.
     template <typename T>
     static void appendValue(ByteBuffer& buffer, T value) {
-        unsigned char bytes[sizeof(T)];
-        byteorder::store(bytes, value);
-        buffer.insert(buffer.end(), bytes, bytes + sizeof(T));
+        byteorder::store(grow(buffer, sizeof(T)), value);
     }
     // Reads a scalar appended by appendValue.
     template <typename T>
@@ -149,12 +147,62 @@ protected:
         readBuffer(buffer, read_pos, value);
     }
 
+    // Writes a block of fields whose size is known before it is written (a record's fixed-size
+    // fields) through a pointer into space that the buffer grows by once, instead of growing it
+    // field by field. The bytes are those of appendValue and appendBuffer(bool) for the same
+    // fields in the same order. Putting more than the block holds raises std::invalid_argument
+    // "field block overrun"; a block left short is cut back to the bytes put. Nothing else may
+    // append to the buffer while the writer lives.
+    class FieldWriter {
+    public:
+        FieldWriter(ByteBuffer& buffer, std::size_t count)
+            : _buffer(buffer), _next(grow(buffer, count)), _end(_next + count) {}
+        FieldWriter(const FieldWriter&) = delete;
+        FieldWriter& operator=(const FieldWriter&) = delete;
+        ~FieldWriter() {
+            if (_next != _end) {
+                _buffer.resize(_buffer.size() - static_cast<std::size_t>(_end - _next));
+            }
+        }
+
+        // A scalar, as appendValue writes it.
+        template <typename T>
+        void put(T value) {
+            byteorder::store(take(sizeof(T)), value);
+        }
+        // One byte, 1 or 0.
+        void put(bool value) { *take(1) = value ? 1 : 0; }
+        // Every element, in order; no length.
+        template <typename T, typename A>
+        void put(const std::vector<T, A>& values) {
+            unsigned char* out = take(values.size() * sizeof(T));
+            for (const T& value : values) {
+                byteorder::store(out, value);
+                out += sizeof(T);
+            }
+        }
+
+    private:
+        unsigned char* take(std::size_t count) {
+            if (count > static_cast<std::size_t>(_end - _next)) {
+                throwFieldBlockOverrun();
+            }
+            unsigned char* const at = _next;
+            _next += count;
+            return at;
+        }
+
+        ByteBuffer& _buffer;
+        unsigned char* _next;  // where the next field goes
+        unsigned char* _end;   // end of the block
+    };
+
     // `count` bytes unchanged, no length prefix.
     static void appendRawBytes(ByteBuffer& buffer, const char* src, unsigned int count);
     // The string's bytes and a 0 byte.
     static void appendBuffer(ByteBuffer& buffer, const std::string& value);
     // One byte, 1 or 0.
-    static void appendBuffer(ByteBuffer& buffer, bool value);
+    static void appendBuffer(ByteBuffer& buffer, bool value) { buffer.push_back(value ? 1 : 0); }
     // `count` bytes unchanged into dst (which must not be null); 0 copies nothing.
     static void readRawBytes(const ByteBuffer& buffer, int& read_pos, unsigned char* dst,
                              unsigned long long count);
@@ -181,6 +229,14 @@ protected:
     // announces ends (for records that keep their data as it came).
     static int announcedDataEnd();
 
+    // Makes the buffer `count` bytes longer and returns where the new bytes start. serialize()
+    // reserves room for the whole object first, so growing only moves the end.
+    static unsigned char* grow(ByteBuffer& buffer, std::size_t count) {
+        const std::size_t size = buffer.size();
+        buffer.resize(size + count);
+        return buffer.data() + size;
+    }
+
 private:
     friend struct detail::SerializableProbe;
 
@@ -199,6 +255,7 @@ private:
     bool readWholeObject(const ByteBuffer& buffer, int& read_pos, unsigned int* status);
 
     [[noreturn]] static void throwNegativeReadPos();
+    [[noreturn]] static void throwFieldBlockOverrun();
     // The bytes beyond the buffer may still come from the buffer's refill (readers of streams);
     // raises when they do not.
     static void requestOrThrowReadPastEnd(const ByteBuffer& buffer, int read_pos,

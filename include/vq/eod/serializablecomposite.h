@@ -30,7 +30,12 @@ namespace vq::eod {
 
 class VQ_EOD_API SerializableComposite : public Serializable {
 public:
-    using SubObjectMap = std::multimap<char, boost::shared_ptr<Serializable>, object_id::Less>;
+    // The sub-objects by object ID; the nodes come from a pool (poolallocation.h).
+    struct SubObjectNodeTag {};
+    using SubObjectMap =
+        std::multimap<char, boost::shared_ptr<Serializable>, object_id::Less,
+                      detail::PoolAllocator<std::pair<const char, boost::shared_ptr<Serializable>>,
+                                            SubObjectNodeTag>>;
 
     // Deepest nesting of composites that a read accepts (a frame and its records use 4).
     static constexpr int MAX_NESTING_DEPTH = 64;

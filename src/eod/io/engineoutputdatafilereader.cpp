@@ -6,9 +6,12 @@
 #include <algorithm>
 #include <cerrno>
 #include <string>
+#include <typeinfo>
+#include <utility>
 
 #include "eod/io/paths_internal.h"
 #include "eod/precondition_internal.h"
+#include "eod/sharedrecord_internal.h"
 #include "vq/eod/io/engineoutputdatafileerror.h"
 #include "vq/eod/io/filereader.h"
 
@@ -25,7 +28,7 @@ public:
     const boost::shared_ptr<EngineOutputData>& peek() {
         if (!_look_ahead && !_file.atEnd()) {
             unsigned int status = 0;
-            _look_ahead = boost::dynamic_pointer_cast<EngineOutputData>(_file.read(status));
+            _look_ahead = asFrame(_file.read(status));
             if (!_look_ahead) {
                 throw EngineOutputDataFileError(
                     "EngineOutputDataFileReader::readData() - corrupt or invalid logfile");
@@ -42,6 +45,16 @@ public:
     }
 
 private:
+    // The record as a frame, or null when it is not one. Records of exactly the frame's class,
+    // the usual case, are recognised without a dynamic cast.
+    static boost::shared_ptr<EngineOutputData> asFrame(boost::shared_ptr<Serializable> record) {
+        const Serializable* const object = record.get();
+        if (object != nullptr && typeid(*object) == typeid(EngineOutputData)) {
+            return boost::static_pointer_cast<EngineOutputData>(std::move(record));
+        }
+        return boost::dynamic_pointer_cast<EngineOutputData>(record);
+    }
+
     FileReader _file;
     boost::shared_ptr<EngineOutputData> _look_ahead;
 };
@@ -237,7 +250,7 @@ boost::shared_ptr<EngineOutputData> EngineOutputDataFileReader::readData() {
         return boost::shared_ptr<EngineOutputData>();
     }
     const unsigned int frame_num = nextMergableFrameNum();
-    boost::shared_ptr<EngineOutputData> frame(new EngineOutputData);
+    boost::shared_ptr<EngineOutputData> frame = eod::detail::makeSharedRecord<EngineOutputData>();
     frame->setFrameNum(frame_num);
     // Every part leaves its file before any is merged: a frame that cannot be merged is dropped
     // whole, and the next call goes on with the frame after it.

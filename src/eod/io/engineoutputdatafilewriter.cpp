@@ -2,9 +2,11 @@
 
 #include <utility>
 
+#include "eod/engineoutputdata_internal.h"
 #include "eod/io/paths_internal.h"
 #include "eod/precondition_internal.h"
 #include "vq/eod/io/engineoutputdatafileerror.h"
+#include "vq/eod/serializableerror.h"
 
 namespace vq::eod::io {
 
@@ -156,12 +158,12 @@ void EngineOutputDataFileWriter::writeData(const EngineOutputData& frame) {
         return;
     }
     for (auto& entry : _streams) {  // ascending object ID
-        writeSubObject(frame, entry.first, *entry.second.stream);
+        writeSubObject(frame, entry.first, entry.second);
     }
 }
 
 void EngineOutputDataFileWriter::writeSubObject(const EngineOutputData& frame, char id,
-                                                std::ostream& stream) {
+                                                LogFile& file) {
     boost::shared_ptr<const Serializable> record = frame.subObject(id);
     if (!record) {
         // Face records are kept inside a face set.
@@ -174,24 +176,47 @@ void EngineOutputDataFileWriter::writeSubObject(const EngineOutputData& frame, c
     if (!record || !record->serializeEnabled()) {
         return;
     }
-    // The wrapper lives only to be serialised, which leaves the record untouched: it shares the
-    // record instead of copying it.
-    EngineOutputData wrapper;
-    wrapper.setFrameNum(frame.frameNum());
-    wrapper.addSubObject(boost::const_pointer_cast<Serializable>(record));
-    serializeObject(wrapper, stream);
+    // A frame takes only engine records. The classes of a kind's records seldom change, so the
+    // last class found to be one is remembered instead of casting every record.
+    const Serializable& object = *record;
+    const std::type_info& record_class = typeid(object);
+    if (file.engine_class == nullptr || *file.engine_class != record_class) {
+        if (dynamic_cast<const EngineOutputBase*>(record.get()) == nullptr) {
+            throw SerializableError(
+                "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
+        }
+        file.engine_class = &record_class;
+    }
+    std::ostream& stream = *file.stream;
+    // The bytes of a new frame holding only the record, without making that frame.
+    if (stream.good()) {
+        _scratch.clear();
+        eod::detail::serializeInNewFrame(frame.frameNum(), *record, _scratch);
+    }
+    writeScratch(stream);
 }
 
 void EngineOutputDataFileWriter::serializeObject(const Serializable& object, std::ostream& stream) {
     if (!object.serializeEnabled()) {
         return;
     }
-    // A stream that failed before is not written again, but still reported.
     if (stream.good()) {
         _scratch.clear();
         object.serialize(_scratch);
-        stream.write(reinterpret_cast<const char*>(_scratch.data()),
-                     static_cast<std::streamsize>(_scratch.size()));
+    }
+    writeScratch(stream);
+}
+
+void EngineOutputDataFileWriter::writeScratch(std::ostream& stream) {
+    // A stream that failed before is not written again, but still reported. The bytes go to the
+    // file buffer directly: a file stream has no tied stream to flush and no unit buffering, so
+    // the stream's write would add nothing but its checks. A short write fails the stream as the
+    // stream's write would.
+    if (stream.good()) {
+        const auto size = static_cast<std::streamsize>(_scratch.size());
+        if (stream.rdbuf()->sputn(reinterpret_cast<const char*>(_scratch.data()), size) != size) {
+            stream.setstate(std::ios::badbit);
+        }
     }
     if (!stream.good()) {
         throw EngineOutputDataFileError("Failed to write to stream.");

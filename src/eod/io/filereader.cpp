@@ -5,6 +5,7 @@
 
 #include "eod/io/paths_internal.h"
 #include "eod/precondition_internal.h"
+#include "eod/serializablefactory_internal.h"
 #include "vq/eod/io/fileerrors.h"
 #include "vq/eod/serializablefactory.h"
 
@@ -76,7 +77,7 @@ boost::shared_ptr<Serializable> FileReader::read(unsigned int& status) {
     VQ_REQUIRE(_stream.is_open(), "files are not open");
     VQ_REQUIRE(!atEnd(), "Cannot reading when atEnd().");
     status = 0;
-    return SerializableFactory::newObjectWithStatus(_stream, status);
+    return eod::detail::newObjectWithStatus(_stream, status, _scratch);
 }
 
 }  // namespace vq::eod::io

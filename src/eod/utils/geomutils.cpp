@@ -1,5 +1,7 @@
 #include "vq/eod/utils/geomutils.h"
 
+#include "eod/utils/geomutils_internal.h"
+
 #include <array>
 #include <cmath>
 #include <limits>
@@ -170,15 +172,18 @@ std::vector<double> fromEulerAngles(const std::vector<double>& angles) {
 
 std::vector<double> toEulerAngles(const std::vector<double>& q) {
     VQ_REQUIRE(q.size() == 4, "expected q to be a 4 dimensions");
+    const std::array<double, 3> angles = detail::eulerAnglesOfQuaternion(q.data());
+    return {angles[0], angles[1], angles[2]};
+}
+
+std::array<double, 3> detail::eulerAnglesOfQuaternion(const double* q) {
     const double w = q[0];
     const double x = q[1];
     const double y = q[2];
     const double z = q[3];
-    const std::array<double, 3> angles =
-        eulerFromMatrix(w * w + x * x - y * y - z * z, 2 * x * y - 2 * w * z, 2 * w * y + 2 * x * z,
-                        2 * y * z - 2 * w * x, 2 * x * z - 2 * w * y, 2 * w * x + 2 * y * z,
-                        w * w - x * x - y * y + z * z);
-    return {angles[0], angles[1], angles[2]};
+    return eulerFromMatrix(w * w + x * x - y * y - z * z, 2 * x * y - 2 * w * z,
+                           2 * w * y + 2 * x * z, 2 * y * z - 2 * w * x, 2 * x * z - 2 * w * y,
+                           2 * w * x + 2 * y * z, w * w - x * x - y * y + z * z);
 }
 
 // ---- rays ------------------------------------------------------------------------------------

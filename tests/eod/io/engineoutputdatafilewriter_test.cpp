@@ -5,6 +5,11 @@
 
 #include <filesystem>
 
+#include <boost/make_shared.hpp>
+
+#include "vq/eod/serializableerror.h"
+#include "vq/eod/serializablefactory.h"
+#include "vqtest/expect.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
 #include "vqtest/testrecords.h"
@@ -62,6 +67,22 @@ TEST_F(EngineOutputDataFileWriterTest, OneFilePerKindInAscendingOrderAndAFullDev
         "EngineOutputDataFileWriter::closeFiles - could not write file " + (dir / "KindA_y.vql"));
 }
 
+TEST_F(EngineOutputDataFileWriterTest, KindFramesAroundTheLongHeader) {
+    // Records of a kind whose frames need the short header, just the long one, and the long one
+    // for the record too; each frame's bytes are those of a real frame holding the record.
+    EngineOutputDataFileWriter::registerObjectIDFileName(vqtest::TEST_UNDERCOUNTED, L"Big");
+    for (std::size_t values : {16376, 16377, 16380}) {
+        writer.newFile(vqtest::TEST_UNDERCOUNTED, dir / "Big.vql", 65536);
+        vq::eod::EngineOutputData frame;
+        frame.setFrameNum(9);
+        frame.addSubObject(
+            boost::make_shared<vqtest::UndercountedRecord>(std::vector<std::int32_t>(values, 7)));
+        writer.writeData(frame);
+        writer.closeFiles();
+        EXPECT_EQ(vqtest::readFile(dir / "Big.vql"), vqtest::serialized(frame)) << values;
+    }
+}
+
 TEST_F(EngineOutputDataFileWriterTest, KindNamesAndPaths) {
     const std::pair<char, const wchar_t*> defaults[] = {
         {0x0A, L"Timing"},   {0x0B, L"Head"},        {0x10, L"HeadV2"},  {0x0F, L"Eye"},
@@ -105,6 +126,23 @@ TEST_F(EngineOutputDataFileWriterTest, MisuseAndFilesThatCannotBeOpened) {
     EXPECT_TRUE(writer.areFilesOpen());
     EXPECT_FILE_ERROR(writer.writeData(frame), "Failed to write to stream.");
     EXPECT_NO_THROW(writer.closeFiles());  // it never held anything
+
+    // A frame read from bytes may hold a record that is not an engine record: its kind's file
+    // refuses it, as a frame refuses it as a sub-object, even after an engine record of the kind.
+    int pos = 0;
+    const auto read = boost::dynamic_pointer_cast<vq::eod::EngineOutputData>(
+        vq::eod::SerializableFactory::newObject(
+            vqtest::bytes("09 00 0B 01 00 00 00 08 01 | 74 00 02 68 00"), pos));
+    ASSERT_TRUE(read && read->hasSubObjectID(vqtest::TEST_PLAIN));
+    vq::eod::io::EngineOutputDataFileWriter::registerObjectIDFileName(vqtest::TEST_PLAIN, L"Plain");
+    writer.newFiles({vqtest::TEST_PLAIN}, dir.path(), "", 16);
+    const auto engine_record = testFrame(7, {vqtest::TEST_PLAIN});
+    writer.writeData(engine_record);
+    EXPECT_SERIALIZABLE_ERROR(
+        writer.writeData(*read),
+        "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
+    writer.closeFiles();
+    EXPECT_EQ(hexOfFile(dir / "Plain.vql"), hexOf({engine_record}));
 }
 
 TEST_F(EngineOutputDataFileWriterTest, SingleFileAndALossAtClosing) {

@@ -32,6 +32,7 @@
 #include <map>
 #include <memory>
 #include <string>
+#include <typeinfo>
 #include <vector>
 
 #include <boost/shared_ptr.hpp>
@@ -97,12 +98,15 @@ public:
 private:
     struct LogFile {
         std::unique_ptr<BufferedOutputFileStream> stream;
-        std::string path;  // for the closing report
+        std::string path;                              // for the closing report
+        const std::type_info* engine_class = nullptr;  // last record class found an engine record
     };
 
     void openFile(char id, const std::wstring& path, int buffer_size, const char* error);
-    void writeSubObject(const EngineOutputData& frame, char id, std::ostream& stream);
+    void writeSubObject(const EngineOutputData& frame, char id, LogFile& file);
     void serializeObject(const Serializable& object, std::ostream& stream);
+    // Writes _scratch to the stream; raises when the stream has failed, now or before.
+    void writeScratch(std::ostream& stream);
 
     std::map<char, LogFile, object_id::Less> _streams;  // single-file mode: one entry under 0
     bool _single_file;

@@ -63,6 +63,7 @@ public:
 private:
     std::unique_ptr<char[]> _buffer;  // the stream buffer; outlives the stream
     mutable std::ifstream _stream;    // peeking and telling the position change its state
+    ByteBuffer _scratch;              // one record's bytes, reused between reads
 };
 
 }  // namespace vq::eod::io

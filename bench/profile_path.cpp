@@ -1,0 +1,96 @@
+// Runs one path of the benchmarks a given number of times, for a profiler: the figures of the
+// benchmarks move with the machine's load, instruction counts do not.
+//
+//   vq_corelog_profile PATH FRAMES [DIR]
+//
+// PATH is one of encode_hand, decode_hand, serialize, rebuild, clone, write_single,
+// write_per_kind (files in DIR), read_merged (reads every log file of DIR, which must hold a
+// per-kind recording of at least FRAMES frames made by write_per_kind and nothing else). Under
+// valgrind --tool=callgrind, the difference between two runs of different FRAMES divided by the
+// difference of FRAMES is the cost of one frame: bench/README.md lists such counts.
+#include <cstdlib>
+#include <cstring>
+#include <iostream>
+#include <string>
+
+#include "workload.h"
+
+namespace {
+
+using namespace vq::eod;
+using namespace vqbench;
+
+const std::vector<char> KINDS = {object_id::TIMING_OUTPUT_DATA, object_id::HEAD_OUTPUT_DATA_V2,
+                                 object_id::EYE_OUTPUT_DATA, object_id::ENGINE_STATE_OUTPUT_DATA};
+
+int usage() {
+    std::cerr << "usage: vq_corelog_profile PATH FRAMES [DIR]\n";
+    return 2;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 3) {
+        return usage();
+    }
+    const std::string path = argv[1];
+    const long frames = std::atol(argv[2]);
+    const std::string dir = argc > 3 ? argv[3] : ".";
+    const Workload& w = workload();
+    const std::size_t mask = POOL_FRAMES - 1;
+    unsigned long long sink = 0;  // keeps every result in use
+
+    if (path == "encode_hand" || path == "decode_hand" || path == "serialize" ||
+        path == "rebuild" || path == "clone") {
+        ByteBuffer buffer;
+        buffer.reserve(FRAME_BYTES);
+        unsigned char bytes[FRAME_BYTES];
+        FrameValues values{};
+        for (long i = 0; i < frames; ++i) {
+            const std::size_t k = static_cast<std::size_t>(i) & mask;
+            if (path == "encode_hand") {
+                encodeFrame(w.values[k], bytes);
+                sink += bytes[7];
+            } else if (path == "decode_hand") {
+                sink += decodeFrame(w.bytes[k].data(), w.bytes[k].size(), values);
+            } else if (path == "serialize") {
+                buffer.clear();
+                w.frames[k]->serialize(buffer);
+                sink += buffer[7];
+            } else if (path == "rebuild") {
+                int read_pos = 0;
+                sink += SerializableFactory::newObject(w.bytes[k], read_pos) != nullptr;
+            } else {
+                const boost::shared_ptr<EngineOutputData> copy(w.frames[k]->clone());
+                sink += copy->frameNum();
+            }
+        }
+    } else if (path == "write_single" || path == "write_per_kind") {
+        io::EngineOutputDataFileWriter writer;
+        if (path == "write_single") {
+            writer.newFile(dir + "/single.vql", 65536);
+        } else {
+            writer.newFiles(KINDS, dir, "_profile", 65536);
+        }
+        for (long i = 0; i < frames; ++i) {
+            writer.writeData(*w.frames[static_cast<std::size_t>(i) & mask]);
+        }
+        writer.closeFiles();
+    } else if (path == "read_merged") {
+        io::EngineOutputDataFileReader reader;
+        reader.openFiles(dir);
+        for (long i = 0; i < frames; ++i) {
+            const auto frame = reader.readData();
+            if (!frame) {
+                std::cerr << "the recording holds fewer frames\n";
+                return 1;
+            }
+            sink += frame->frameNum();
+        }
+    } else {
+        return usage();
+    }
+    std::cout << sink << '\n';
+    return 0;
+}
