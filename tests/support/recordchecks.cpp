@@ -33,7 +33,8 @@ boost::shared_ptr<Serializable> expectRoundTrip(const Serializable& record,
     EXPECT_EQ(hex(serialized(record)), hex(expected));
     int read_pos = 0;
     const boost::shared_ptr<Serializable> read = SerializableFactory::newObject(expected, read_pos);
-    if (!read || typeid(*read) != typeid(record)) {
+    const Serializable* const object = read.get();
+    if (object == nullptr || typeid(*object) != typeid(record)) {
         ADD_FAILURE() << "the factory did not read the bytes back into the record's class";
         return boost::shared_ptr<Serializable>();
     }
