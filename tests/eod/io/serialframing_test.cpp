@@ -1,0 +1,130 @@
+// The serial framing without a device: frames built, and the events the decoder reports for
+// the bytes of a line, including noise, damage and interruptions.
+#include "eod/io/serialframing_internal.h"
+
+#include <gtest/gtest.h>
+
+#include <string>
+#include <vector>
+
+#include "vqtest/hex.h"
+
+namespace {
+
+using vq::eod::io::detail::SerialFrameDecoder;
+using vqtest::bytes;
+using vqtest::hex;
+using Bytes = std::vector<unsigned char>;
+using Event = SerialFrameDecoder::Event;
+namespace framing = vq::eod::io::detail;
+
+Bytes operator+(Bytes head, const Bytes& tail) {
+    head.insert(head.end(), tail.begin(), tail.end());
+    return head;
+}
+
+// The events the decoder reports for `wire`, one word each: "[07 08]" a payload, "crc",
+// "oversize", "noise"; bytes that complete nothing add nothing.
+std::string events(SerialFrameDecoder& decoder, const Bytes& wire) {
+    std::string out;
+    for (const unsigned char byte : wire) {
+        switch (decoder.push(byte)) {
+            case Event::NONE:
+                continue;
+            case Event::PAYLOAD:
+                out += "[" +
+                       hex(Bytes(decoder.payload(), decoder.payload() + decoder.payloadSize())) +
+                       "]";
+                break;
+            case Event::CRC_ERROR:
+                out += "crc";
+                break;
+            case Event::OVERSIZE:
+                out += "oversize";
+                break;
+            case Event::NOISE:
+                out += "noise";
+                break;
+        }
+        out += ' ';
+    }
+    return out;
+}
+
+std::string events(const std::string& wire) {
+    SerialFrameDecoder decoder;
+    return events(decoder, bytes(wire));
+}
+
+Bytes frame(const Bytes& payload) {
+    Bytes wire;
+    framing::appendFrame(wire, payload.data(), payload.size());
+    return wire;
+}
+
+TEST(SerialFraming, FramesAreStuffedAndFoundAgain) {
+    EXPECT_EQ(hex(frame(bytes("01 AA 02"))), "AA 55 01 AA 00 02 E5 C7 AA 55");
+    EXPECT_EQ(hex(frame(bytes("E4"))), "AA 55 E4 BD AA 00 AA 55");  // a stuffed checksum byte
+    EXPECT_EQ(framing::crc16Xmodem(bytes("31 32 33 34 35 36 37 38 39").data(), 9), 0x31C3);
+
+    // Noise with a false start, frames sharing a marker, a frame with markers of its own, an
+    // empty payload; any byte after AA but 55 is stuffing.
+    EXPECT_EQ(events("00 AA 13 AA | AA 55 07 70 E7 AA 55 10 20 27 11 AA 55 | AA 55 E4 BD AA 00 "
+                     "AA 55 | AA 55 00 00 AA 55 | AA 55 01 AA 7F 02 E5 C7 AA 55"),
+              "[07] [10 20] [E4] [] [01 AA 02] ");
+}
+
+TEST(SerialFraming, DamageIsReportedAndTheNextFrameStillComes) {
+    // A hit byte; a body of one byte; two empty bodies in a row (the second is a frame too
+    // short for its checksum); each is followed by a good frame.
+    EXPECT_EQ(events("AA 55 01 AB 00 02 E5 C7 AA 55 | AA 55 07 70 E7 AA 55"), "crc [07] ");
+    EXPECT_EQ(events("AA 55 07 AA 55 | 07 70 E7 AA 55"), "crc [07] ");
+    EXPECT_EQ(events("AA 55 AA 55 AA 55 | 07 70 E7 AA 55"), "crc [07] ");
+
+    // The longest body is taken; one byte more is refused at once, before its end, and the
+    // decoder hunts again: the rest of that body is noise up to the next marker.
+    SerialFrameDecoder decoder;
+    const Bytes longest(framing::MAX_FRAME_PAYLOAD_BYTES, 0x01);
+    EXPECT_EQ(events(decoder, frame(longest)).size(), 3 * longest.size() + 2);
+    const Bytes too_long = bytes("AA 55") + Bytes(framing::MAX_FRAME_PAYLOAD_BYTES + 3, 0x01);
+    EXPECT_EQ(events(decoder, too_long), "oversize ");
+    EXPECT_FALSE(decoder.atFrameStart());
+    EXPECT_EQ(events(decoder, bytes("01 01 AA 55 | AA 55 07 70 E7 AA 55")), "[07] ");
+
+    // Noise is skipped for at most a longest frame's worth of bytes: a marker that completes
+    // on the last of them is still found, one byte later it is noise.
+    const Bytes noise(framing::MAX_FRAME_WIRE_BYTES - 2, 0x55);
+    decoder.reset();
+    EXPECT_EQ(events(decoder, noise + bytes("AA 55 07 70 E7 AA 55")), "[07] ");
+    decoder.reset();
+    EXPECT_EQ(events(decoder, noise + bytes("01 AA 55 07 70 E7 AA 55")), "noise ");
+    EXPECT_EQ(events(decoder, bytes("AA 55 07 70 E7 AA 55")), "[07] ");
+}
+
+TEST(SerialFraming, InterruptionsKeepOnlyAFrameStart) {
+    SerialFrameDecoder decoder;
+    // Interrupted right after a marker: the next byte still starts a body.
+    EXPECT_EQ(events(decoder, bytes("AA 55 07 70 E7 AA 55")), "[07] ");
+    EXPECT_TRUE(decoder.atFrameStart());
+    decoder.interrupt();
+    EXPECT_EQ(events(decoder, bytes("10 20 27 11 AA 55")), "[10 20] ");
+
+    // Interrupted inside a body, or between AA and 55: the partial body is gone and the
+    // decoder hunts, so the bytes up to the next marker are skipped.
+    for (const char* cut : {"AA 55 01 02", "AA 55 01 AA", "AA"}) {
+        SCOPED_TRACE(cut);
+        decoder.reset();
+        EXPECT_EQ(events(decoder, bytes(cut)), "");
+        decoder.interrupt();
+        EXPECT_FALSE(decoder.atFrameStart());
+        EXPECT_EQ(events(decoder, bytes("55 07 70 E7 AA 55 10 20 27 11 AA 55")), "[10 20] ");
+    }
+
+    // An interruption after one empty body starts the count of empty bodies again.
+    decoder.reset();
+    EXPECT_EQ(events(decoder, bytes("AA 55 AA 55")), "");
+    decoder.interrupt();
+    EXPECT_EQ(events(decoder, bytes("AA 55 07 70 E7 AA 55")), "[07] ");
+}
+
+}  // namespace
