@@ -4,6 +4,7 @@
 
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -125,6 +126,68 @@ TEST(SerialFraming, InterruptionsKeepOnlyAFrameStart) {
     EXPECT_EQ(events(decoder, bytes("AA 55 AA 55")), "");
     decoder.interrupt();
     EXPECT_EQ(events(decoder, bytes("AA 55 07 70 E7 AA 55")), "[07] ");
+}
+
+TEST(SerialFraming, ALineThatDropsOrGainsAByteLosesAtMostTwoFrames) {
+    // Five frames with markers of their own, payloads that hold AA and 55; one byte dropped, or
+    // one noise byte gained, at every place in turn. The frame hit and at most the one after it
+    // are lost, every later frame arrives. The checksum (no initial or final value) cannot see a
+    // 0x00 gained right after the opening marker or between the two checksum bytes: such a frame
+    // comes out one byte longer. No other damage gives a changed payload.
+    const std::vector<Bytes> payloads = {bytes("01 AA 02"), bytes("55"), bytes("AA 55 AA"),
+                                         bytes("10 20"), bytes("07")};
+    Bytes wire;
+    std::vector<std::size_t> frame_end;  // one past the last wire byte of each frame
+    for (const Bytes& payload : payloads) {
+        wire = wire + frame(payload);
+        frame_end.push_back(wire.size());
+    }
+    std::string blind_spots;
+    auto check = [&](const Bytes& line, std::size_t hit, const std::string& what) {
+        SCOPED_TRACE(what + " at " + std::to_string(hit));
+        std::size_t hit_frame = 0;
+        while (frame_end[hit_frame] <= hit) {
+            ++hit_frame;
+        }
+        SerialFrameDecoder decoder;
+        std::vector<std::size_t> arrived;
+        for (const unsigned char byte : line) {
+            if (decoder.push(byte) != Event::PAYLOAD) {
+                continue;
+            }
+            const Bytes payload(decoder.payload(), decoder.payload() + decoder.payloadSize());
+            const auto known = std::find(payloads.begin(), payloads.end(), payload);
+            if (known == payloads.end()) {
+                blind_spots += what + " at " + std::to_string(hit) + ": " + hex(payload) + "\n";
+                continue;
+            }
+            arrived.push_back(static_cast<std::size_t>(known - payloads.begin()));
+        }
+        std::vector<std::size_t> expected;
+        for (std::size_t index = 0; index < payloads.size(); ++index) {
+            const bool may_be_lost = index == hit_frame || index == hit_frame + 1;
+            if (!may_be_lost || std::find(arrived.begin(), arrived.end(), index) != arrived.end()) {
+                expected.push_back(index);
+            }
+        }
+        EXPECT_EQ(arrived, expected);
+    };
+    for (std::size_t hit = 0; hit < wire.size(); ++hit) {
+        Bytes dropped = wire;
+        dropped.erase(dropped.begin() + static_cast<std::ptrdiff_t>(hit));
+        check(dropped, hit, "dropped");
+        for (const unsigned char noise : {0x00, 0x55, 0xAA, 0x13}) {
+            Bytes gained = wire;
+            gained.insert(gained.begin() + static_cast<std::ptrdiff_t>(hit), noise);
+            check(gained, hit, "gained " + hex(Bytes{noise}));
+        }
+    }
+    EXPECT_EQ(blind_spots,
+              "gained 00 at 2: 00 01 AA 02\ngained 00 at 8: 01 AA 02 E5\n"
+              "gained 00 at 12: 00 55\ngained 00 at 15: 55 0A\n"
+              "gained 00 at 19: 00 AA 55 AA\ngained 00 at 26: AA 55 AA 9F\n"
+              "gained 00 at 30: 00 10 20\ngained 00 at 34: 10 20 27\n"
+              "gained 00 at 38: 00 07\ngained 00 at 41: 07 70\n");
 }
 
 }  // namespace
