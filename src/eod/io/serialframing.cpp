@@ -37,6 +37,11 @@ std::uint16_t crc16Xmodem(const unsigned char* data, std::size_t size) {
     return static_cast<std::uint16_t>(crc);
 }
 
+bool checksumMatches(const unsigned char* body, std::size_t size) {
+    const unsigned int expected = (static_cast<unsigned int>(body[size - 2]) << 8) | body[size - 1];
+    return crc16Xmodem(body, size - 2) == expected;
+}
+
 void appendFrame(std::vector<unsigned char>& wire, const unsigned char* payload, std::size_t size) {
     wire.reserve(wire.size() + 2 * (size + 2) + 4);
     wire.push_back(FRAME_MARKER_FIRST);
@@ -103,12 +108,8 @@ SerialFrameDecoder::Event SerialFrameDecoder::endOfBody() {
         _had_empty_body = true;
         return Event::NONE;
     }
-    const std::size_t size = _body.size();
-    const bool good =
-        size >= 2 && crc16Xmodem(_body.data(), size - 2) ==
-                         ((static_cast<unsigned int>(_body[size - 2]) << 8) | _body[size - 1]);
     _had_empty_body = false;
-    if (!good) {
+    if (_body.size() < 2 || !checksumMatches(_body.data(), _body.size())) {
         _body.clear();
         return Event::CRC_ERROR;
     }

@@ -34,6 +34,9 @@ constexpr std::size_t MAX_FRAME_WIRE_BYTES = 2 + 2 * (MAX_FRAME_PAYLOAD_BYTES + 
 // CRC-16/XMODEM (polynomial 0x1021, initial value 0, no reflection, no final exclusive-or).
 VQ_EOD_API std::uint16_t crc16Xmodem(const unsigned char* data, std::size_t size);
 
+// Whether the last two of `size` (>= 2) bytes, high byte first, are the CRC of those before them.
+VQ_EOD_API bool checksumMatches(const unsigned char* body, std::size_t size);
+
 // Appends the whole frame of `payload` (any length; the caller enforces the maximum) to `wire`.
 VQ_EOD_API void appendFrame(std::vector<unsigned char>& wire, const unsigned char* payload,
                             std::size_t size);

@@ -471,9 +471,7 @@ std::uint16_t SerialPort::crc16(const unsigned char* data, std::size_t size) {
 
 bool SerialPort::checkCRC(const std::vector<unsigned char>& data) {
     VQ_REQUIRE(data.size() >= 2, "data should contain at least two checksum bytes");
-    const std::size_t size = data.size();
-    return crc16(data.data(), size - 2) ==
-           ((static_cast<unsigned int>(data[size - 2]) << 8) | data[size - 1]);
+    return detail::checksumMatches(data.data(), data.size());
 }
 
 unsigned long SerialPort::sendDatagramNoThrow(const std::vector<unsigned char>& data) const {
