@@ -149,4 +149,23 @@ TEST_F(UnannouncedBytes, PiecesTellIncompleteFromDamaged) {
                  vq::eod::SerializableError);
 }
 
+TEST_F(UnannouncedBytes, WhatFollowsARecordNeverChangesHowItReads) {
+    // A frame announcing 8 data bytes whose record header runs past them, followed by the start
+    // of the next frame. However much of that has arrived, the frame is the same damage; it once
+    // read as damage of another kind, or as incomplete, depending on where the bytes stopped.
+    const ByteBuffer stream = bytes(
+        "09 00 08 | 01 | 00 00 00 07 | 01 | 70 00 05 01 00 00 00 07 | "
+        "00 | 09 00 06 01 00 00 00 08 00");
+    for (std::size_t length = 11; length <= stream.size(); ++length) {
+        SCOPED_TRACE(length);
+        const ByteBuffer arrived(stream.begin(), stream.begin() + static_cast<long>(length));
+        int pos = 0;
+        bool incomplete = false;
+        EXPECT_SERIALIZABLE_ERROR(vq::eod::detail::newObjectIfComplete(arrived, pos, incomplete),
+                                  "SerializableFactory::newObject - insufficient data in buffer");
+        EXPECT_FALSE(incomplete);
+        EXPECT_EQ(pos, 0);
+    }
+}
+
 }  // namespace
