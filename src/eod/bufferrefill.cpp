@@ -90,7 +90,9 @@ boost::shared_ptr<Serializable> newObjectIfComplete(const ByteBuffer& buffer, in
         read_pos += pos;
         return object;
     } catch (const SerializableError&) {
-        if (refill.shortfall() && !refill.overrun()) {
+        // A read that stopped at bytes still to come would have gone on, and might have failed
+        // elsewhere, had they been there: only a read that had every byte it asked for decides.
+        if (refill.shortfall()) {
             incomplete = true;
             return boost::shared_ptr<Serializable>();
         }

@@ -112,7 +112,8 @@ private:
 // null with `incomplete` set and read_pos unchanged; a damaged object raises as newObject does.
 // The object is read from a copy of its announced bytes, so what follows it in `buffer` (another
 // record, or nothing yet) never changes the outcome: a read past the object's end plus its
-// unannounced bytes is damage however many bytes have arrived.
+// unannounced bytes is damage however many bytes have arrived, and a read that asked for bytes
+// that have not arrived yet is incomplete, whatever else went wrong in it.
 VQ_EOD_API boost::shared_ptr<Serializable> newObjectIfComplete(const ByteBuffer& buffer,
                                                                int& read_pos, bool& incomplete);
 
