@@ -1,9 +1,15 @@
 // Shared checks of the fuzz targets.
 #pragma once
 
+#include <unistd.h>
 #include <cstdint>
 #include <cstdio>
 #include <cstdlib>
+#include <filesystem>
+#include <fstream>
+#include <memory>
+#include <string>
+#include <system_error>
 
 #include "vq/corelog.h"
 
@@ -13,6 +19,23 @@ namespace vqfuzz {
 [[noreturn]] inline void fail(const char* what) {
     std::fprintf(stderr, "invariant broken: %s\n", what);
     std::abort();
+}
+
+// The bytes of an object, also of one that is disabled (which serialize() refuses), so that
+// two objects can be compared.
+inline vq::eod::ByteBuffer serialized(const vq::eod::Serializable& object) {
+    vq::eod::ByteBuffer bytes;
+    if (object.serializeEnabled()) {
+        object.serialize(bytes);
+        return bytes;
+    }
+    std::unique_ptr<vq::eod::Serializable> copy(object.clone());
+    if (auto* record = dynamic_cast<vq::eod::EngineOutputBase*>(copy.get())) {
+        record->setSerializeEnabled(true);
+        record->serialize(bytes);
+    }
+    bytes.insert(bytes.begin(), 0);  // tells it apart from the enabled object
+    return bytes;
 }
 
 // Whatever decodes re-encodes to bytes that decode again to the same bytes: the first encoding
@@ -35,5 +58,51 @@ inline void checkReencodes(const vq::eod::Serializable& object) {
         fail("a re-encoded object encodes differently the second time");
     }
 }
+
+// A directory of the process's own for the files a target writes, on a memory file system when
+// there is one (fast, and nothing reaches a disk); removed with its contents at exit.
+class ScratchDir {
+public:
+    ScratchDir() {
+        std::error_code error;
+        const std::filesystem::path shm = "/dev/shm";
+        const std::filesystem::path base = std::filesystem::is_directory(shm, error)
+                                               ? shm
+                                               : std::filesystem::temp_directory_path();
+        _path = (base / ("vq_fuzz_" + std::to_string(::getpid()))).string();
+        std::filesystem::remove_all(_path, error);
+        if (!std::filesystem::create_directories(_path, error)) {
+            fail("cannot make a scratch directory");
+        }
+    }
+    ~ScratchDir() {
+        std::error_code error;
+        std::filesystem::remove_all(_path, error);
+    }
+    ScratchDir(const ScratchDir&) = delete;
+    ScratchDir& operator=(const ScratchDir&) = delete;
+
+    const std::string& path() const { return _path; }
+    // Writes a file of the directory anew and returns its path.
+    std::string write(const std::string& name, const std::uint8_t* data, std::size_t size) const {
+        const std::string file = _path + "/" + name;
+        std::ofstream out(file, std::ios::binary | std::ios::trunc);
+        out.write(reinterpret_cast<const char*>(data), static_cast<std::streamsize>(size));
+        if (!out.flush()) {
+            fail("cannot write a scratch file");
+        }
+        return file;
+    }
+    // Removes every file of the directory.
+    void clear() const {
+        std::error_code error;
+        for (const auto& entry : std::filesystem::directory_iterator(_path, error)) {
+            std::filesystem::remove_all(entry.path(), error);
+        }
+    }
+
+private:
+    std::string _path;
+};
 
 }  // namespace vqfuzz

@@ -56,9 +56,19 @@ bool StreamRefill::fill(std::size_t end) {
     return !_exhausted;
 }
 
-bool ShortfallRecorder::fill(std::size_t /*end*/) {
-    _shortfall = true;
-    return false;
+ArrivedBytesRefill::ArrivedBytesRefill(const ByteBuffer& source, std::size_t offset,
+                                       ByteBuffer& copy)
+    : BufferRefill(copy, copy.size()), _source(source), _offset(offset), _copy(copy) {}
+
+bool ArrivedBytesRefill::fill(std::size_t end) {
+    const std::size_t arrived = std::min(end, _source.size() - _offset);
+    if (arrived > _copy.size()) {
+        const auto from = _source.begin() + static_cast<std::ptrdiff_t>(_offset);
+        _copy.insert(_copy.end(), from + static_cast<std::ptrdiff_t>(_copy.size()),
+                     from + static_cast<std::ptrdiff_t>(arrived));
+    }
+    _shortfall = _shortfall || arrived < end;
+    return arrived == end;
 }
 
 boost::shared_ptr<Serializable> newObjectIfComplete(const ByteBuffer& buffer, int& read_pos,
@@ -71,13 +81,18 @@ boost::shared_ptr<Serializable> newObjectIfComplete(const ByteBuffer& buffer, in
     int data_pos = read_pos + 1;
     unsigned int data_size = 0;
     Serializable::readDataSizeHeader(buffer, data_pos, &data_size);
-    ShortfallRecorder recorder(buffer, static_cast<std::size_t>(data_pos) + data_size);
-    const int start = read_pos;
+    const auto start = buffer.begin() + read_pos;
+    ByteBuffer record(start, buffer.begin() + data_pos + static_cast<int>(data_size));
+    ArrivedBytesRefill refill(buffer, static_cast<std::size_t>(read_pos), record);
+    int pos = 0;
     try {
-        return SerializableFactory::newObject(buffer, read_pos);
+        boost::shared_ptr<Serializable> object = SerializableFactory::newObject(record, pos);
+        read_pos += pos;
+        return object;
     } catch (const SerializableError&) {
-        if (recorder.shortfall() && !recorder.overrun()) {
-            read_pos = start;
+        // A read that stopped at bytes still to come would have gone on, and might have failed
+        // elsewhere, had they been there: only a read that had every byte it asked for decides.
+        if (refill.shortfall()) {
             incomplete = true;
             return boost::shared_ptr<Serializable>();
         }

@@ -15,8 +15,9 @@
 //   them only up to the object's announced end plus the unannounced bytes of the records met so
 //   far in the read, so an ordinary record can never read past its announced end. A StreamRefill
 //   reads exactly the bytes granted from a stream (a record file is read without touching the next
-//   record); a ShortfallRecorder grants nothing and notes the request, so that a socket reader
-//   can tell an object whose last bytes have not yet arrived from a damaged one.
+//   record); an ArrivedBytesRefill grants a copy of one record the bytes that have arrived after
+//   it and notes a request for more, so that a socket reader can tell an object whose last bytes
+//   have not yet arrived from a damaged one.
 #pragma once
 
 #include <cstddef>
@@ -85,17 +86,23 @@ private:
     bool _exhausted = false;
 };
 
-// Grants nothing; notes whether a read asked for bytes that may still come.
-class ShortfallRecorder : public BufferRefill {
+// Serves a copy of one record that is read on its own: grants it the bytes that follow the
+// record in the buffer it came from, as far as they have arrived, and notes whether a read asked
+// for bytes that may still come.
+class ArrivedBytesRefill : public BufferRefill {
 public:
-    using BufferRefill::BufferRefill;
-    // Whether a read asked for bytes beyond the buffer but within limit().
+    // `copy` holds the bytes of `source` from `offset` to the record's announced end.
+    ArrivedBytesRefill(const ByteBuffer& source, std::size_t offset, ByteBuffer& copy);
+    // Whether a read asked for bytes beyond those that have arrived but within limit().
     bool shortfall() const { return _shortfall; }
 
 protected:
     bool fill(std::size_t end) override;
 
 private:
+    const ByteBuffer& _source;
+    std::size_t _offset;
+    ByteBuffer& _copy;
     bool _shortfall = false;
 };
 
@@ -103,6 +110,10 @@ private:
 // buffer whose end may cut the object short. When the object is merely incomplete (its header or
 // its announced data, or the unannounced bytes of its records, are not all there yet) it returns
 // null with `incomplete` set and read_pos unchanged; a damaged object raises as newObject does.
+// The object is read from a copy of its announced bytes, so what follows it in `buffer` (another
+// record, or nothing yet) never changes the outcome: a read past the object's end plus its
+// unannounced bytes is damage however many bytes have arrived, and a read that asked for bytes
+// that have not arrived yet is incomplete, whatever else went wrong in it.
 VQ_EOD_API boost::shared_ptr<Serializable> newObjectIfComplete(const ByteBuffer& buffer,
                                                                int& read_pos, bool& incomplete);
 

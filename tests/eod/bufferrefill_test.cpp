@@ -5,12 +5,14 @@
 #include <gtest/gtest.h>
 
 #include <sstream>
+#include <string>
 
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
+#include "vqtest/logfiles.h"
 #include "vqtest/testrecords.h"
 
 namespace {
@@ -147,6 +149,46 @@ TEST_F(UnannouncedBytes, PiecesTellIncompleteFromDamaged) {
     pos = 0;
     EXPECT_THROW(vq::eod::detail::newObjectIfComplete(damaged, pos, incomplete),
                  vq::eod::SerializableError);
+}
+
+TEST_F(UnannouncedBytes, WhatFollowsARecordNeverChangesHowItReads) {
+    // A frame announcing 8 data bytes whose record header runs past them, followed by the start
+    // of the next frame. However much of that has arrived, the frame is the same damage; it once
+    // read as damage of another kind, or as incomplete, depending on where the bytes stopped.
+    const ByteBuffer stream = bytes(
+        "09 00 08 | 01 | 00 00 00 07 | 01 | 70 00 05 01 00 00 00 07 | "
+        "00 | 09 00 06 01 00 00 00 08 00");
+    for (std::size_t length = 11; length <= stream.size(); ++length) {
+        SCOPED_TRACE(length);
+        const ByteBuffer arrived(stream.begin(), stream.begin() + static_cast<long>(length));
+        int pos = 0;
+        bool incomplete = false;
+        EXPECT_SERIALIZABLE_ERROR(vq::eod::detail::newObjectIfComplete(arrived, pos, incomplete),
+                                  "SerializableFactory::newObject - insufficient data in buffer");
+        EXPECT_FALSE(incomplete);
+        EXPECT_EQ(pos, 0);
+    }
+}
+
+TEST_F(UnannouncedBytes, ARecordReadInPiecesGetsTheVerdictOfTheWholeStream) {
+    // A stream the frame client's fuzz target found (input: a byte giving the number of piece
+    // sizes, the sizes, the stream): a damaged frame holding labelled records, whose read stopped
+    // at bytes still to come and then also ran past the frame. It was refused as damage when its
+    // bytes stopped in some places, and read as incomplete in others. Now a read that asked for
+    // bytes still to come never decides: whatever has arrived, the verdict is that of the whole
+    // stream, which here lacks the frame's last bytes.
+    const ByteBuffer input = vqtest::readFile(
+        std::string(VQ_FUZZ_REGRESSIONS) + "/tcp_client/read_stops_at_missing_bytes_then_overruns");
+    ASSERT_GT(input.size(), 13u);
+    const ByteBuffer stream(input.begin() + 1 + (input[0] & 0x0F), input.end());
+    for (std::size_t length = 9; length <= stream.size(); ++length) {
+        const ByteBuffer arrived(stream.begin(), stream.begin() + static_cast<long>(length));
+        int pos = 9;  // three empty records of ID 0 come first
+        bool incomplete = false;
+        EXPECT_NO_THROW(vq::eod::detail::newObjectIfComplete(arrived, pos, incomplete)) << length;
+        EXPECT_TRUE(incomplete) << length;
+        EXPECT_EQ(pos, 9) << length;
+    }
 }
 
 }  // namespace

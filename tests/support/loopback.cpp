@@ -3,14 +3,18 @@
 #include <arpa/inet.h>
 #include <net/if.h>
 #include <net/route.h>
+#include <netinet/in.h>
+#include <poll.h>
 #include <sched.h>
 #include <sys/ioctl.h>
+#include <sys/socket.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
 
 #include <cerrno>
 #include <cstring>
+#include <stdexcept>
 #include <thread>
 
 namespace vqtest {
@@ -33,6 +37,57 @@ std::unique_ptr<TcpSocket> LoopbackListener::accept() {
     std::unique_ptr<TcpSocket> socket(_socket.accept(PATIENCE_MILLIS));
     EXPECT_TRUE(socket) << "no connection within " << PATIENCE_MILLIS << " ms";
     return socket;
+}
+
+AbortingServer::AbortingServer() {
+    _listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
+    sockaddr_in address{};
+    address.sin_family = AF_INET;
+    address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    socklen_t length = sizeof(address);
+    if (_listener < 0 ||
+        ::bind(_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
+        ::listen(_listener, 1) != 0 ||
+        ::getsockname(_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
+        throw std::runtime_error("no listening socket on 127.0.0.1");
+    }
+    _port = ntohs(address.sin_port);
+}
+
+AbortingServer::~AbortingServer() {
+    if (_connection >= 0) {
+        ::close(_connection);
+    }
+    ::close(_listener);
+}
+
+bool AbortingServer::accept() {
+    pollfd entry{_listener, POLLIN, 0};
+    if (::poll(&entry, 1, PATIENCE_MILLIS) <= 0) {
+        return false;
+    }
+    _connection = ::accept4(_listener, nullptr, nullptr, SOCK_CLOEXEC);
+    return _connection >= 0;
+}
+
+bool AbortingServer::send(const std::vector<unsigned char>& bytes) const {
+    std::size_t done = 0;
+    while (done < bytes.size()) {
+        const ssize_t sent =
+            ::send(_connection, bytes.data() + done, bytes.size() - done, MSG_NOSIGNAL);
+        if (sent <= 0) {
+            return false;
+        }
+        done += static_cast<std::size_t>(sent);
+    }
+    return true;
+}
+
+void AbortingServer::reset() {
+    const linger abort{1, 0};
+    ::setsockopt(_connection, SOL_SOCKET, SO_LINGER, &abort, sizeof(abort));
+    ::close(_connection);
+    _connection = -1;
 }
 
 int closedPort() {

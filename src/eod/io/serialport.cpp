@@ -12,6 +12,7 @@
 #include <mutex>
 #include <system_error>
 
+#include "eod/io/serialframing_internal.h"
 #include "eod/io/serialspeed_internal.h"
 #include "eod/precondition_internal.h"
 #include "vq/eod/io/serialporterror.h"
@@ -19,6 +20,8 @@
 namespace vq::eod::io {
 
 static_assert(SerialPort::TIMEOUT_ERROR == ETIMEDOUT, "time-outs are reported as ETIMEDOUT");
+static_assert(SerialPort::MAX_DATAGRAM_BYTES == detail::MAX_FRAME_PAYLOAD_BYTES,
+              "the port sends and receives frames of one maximum size");
 
 std::array<const SerialPort*, SerialPort::NUM_PORTS> SerialPort::_open_ports{};
 
@@ -26,11 +29,6 @@ namespace {
 
 using Clock = std::chrono::steady_clock;
 
-constexpr unsigned char MARKER_FIRST = 0xAA;
-constexpr unsigned char MARKER_SECOND = 0x55;
-constexpr unsigned char STUFFING = 0x00;
-// The longest frame on the wire: both markers, every payload and checksum byte stuffed.
-constexpr std::size_t MAX_FRAME_WIRE_BYTES = 2 + 2 * (SerialPort::MAX_DATAGRAM_BYTES + 2) + 2;
 // Bytes taken from the device per read call.
 constexpr std::size_t INPUT_CHUNK_BYTES = 4096;
 
@@ -45,20 +43,6 @@ std::array<std::string, SerialPort::NUM_PORTS>& devicePaths() {
     static std::array<std::string, SerialPort::NUM_PORTS> paths;
     return paths;
 }
-
-constexpr std::array<std::uint16_t, 256> makeCrcTable() {
-    std::array<std::uint16_t, 256> table{};
-    for (unsigned int i = 0; i < 256; ++i) {
-        unsigned int crc = i << 8;
-        for (int bit = 0; bit < 8; ++bit) {
-            crc = (crc & 0x8000u) != 0 ? (crc << 1) ^ 0x1021u : crc << 1;
-        }
-        table[i] = static_cast<std::uint16_t>(crc);
-    }
-    return table;
-}
-
-constexpr std::array<std::uint16_t, 256> CRC_TABLE = makeCrcTable();
 
 // Runs a system call again while a signal interrupts it; errno stays that of the last run.
 template <typename Call>
@@ -114,26 +98,17 @@ std::string describe(unsigned long error) {
     throw SerialPortError(prefix + " " + describe(error), SerialPort::isTimeout(error));
 }
 
-void appendStuffed(std::vector<unsigned char>& frame, unsigned char byte) {
-    frame.push_back(byte);
-    if (byte == MARKER_FIRST) {
-        frame.push_back(STUFFING);
-    }
-}
-
-// Whether the last two of `size` bytes, high byte first, are the CRC of those before them.
-bool crcMatches(const unsigned char* body, std::size_t size) {
-    const unsigned int expected = (static_cast<unsigned int>(body[size - 2]) << 8) | body[size - 1];
-    return SerialPort::crc16(body, size - 2) == expected;
-}
-
 }  // namespace
 
 // ---- construction and the port table --------------------------------------------------------
 
 SerialPort::SerialPort(ComPortID port, BaudRate baud, bool openNow, unsigned char parity,
                        unsigned char stopBits)
-    : _port(port), _baud(baud), _parity(parity), _stop_bits(stopBits) {
+    : _port(port),
+      _baud(baud),
+      _parity(parity),
+      _stop_bits(stopBits),
+      _decoder(std::make_unique<detail::SerialFrameDecoder>()) {
     VQ_REQUIRE(port < NUM_PORTS, "post_id outside the range 0..NUM_PORTS-1");
     VQ_REQUIRE(parity <= SPACEPARITY, "parity outside the range NOPARITY..SPACEPARITY");
     VQ_REQUIRE(stopBits <= TWOSTOPBITS, "stop_bits outside thet range ONESTOPBIT..TWOSTOPBITS");
@@ -344,7 +319,7 @@ void SerialPort::flush() {
 void SerialPort::dropInput() const {
     _input.clear();
     _input_pos = 0;
-    _at_frame_start = false;
+    _decoder->reset();
 }
 
 // Reads what the device has (at least one byte) into the empty input buffer.
@@ -391,7 +366,7 @@ unsigned long SerialPort::readNoThrow(unsigned char& byte) const {
     }
     const unsigned long error = nextByte(byte);
     if (error == 0) {
-        _at_frame_start = false;
+        _decoder->reset();
     }
     return error;
 }
@@ -430,7 +405,7 @@ unsigned long SerialPort::readNoThrow(std::vector<unsigned char>& data, int n, b
         _input_pos += take;
         wanted -= take;
         arrived = true;
-        _at_frame_start = false;
+        _decoder->reset();
     }
     return 0;
 }
@@ -491,16 +466,12 @@ void SerialPort::write(const std::vector<unsigned char>& data) const {
 // ---- datagrams ------------------------------------------------------------------------------
 
 std::uint16_t SerialPort::crc16(const unsigned char* data, std::size_t size) {
-    unsigned int crc = 0;
-    for (std::size_t i = 0; i < size; ++i) {
-        crc = (crc << 8) ^ CRC_TABLE[((crc >> 8) ^ data[i]) & 0xFFu];
-    }
-    return static_cast<std::uint16_t>(crc);
+    return detail::crc16Xmodem(data, size);
 }
 
 bool SerialPort::checkCRC(const std::vector<unsigned char>& data) {
     VQ_REQUIRE(data.size() >= 2, "data should contain at least two checksum bytes");
-    return crcMatches(data.data(), data.size());
+    return detail::checksumMatches(data.data(), data.size());
 }
 
 unsigned long SerialPort::sendDatagramNoThrow(const std::vector<unsigned char>& data) const {
@@ -511,17 +482,7 @@ unsigned long SerialPort::sendDatagramNoThrow(const std::vector<unsigned char>& 
         return EBADF;
     }
     std::vector<unsigned char> frame;
-    frame.reserve(2 * (data.size() + 2) + 4);
-    frame.push_back(MARKER_FIRST);
-    frame.push_back(MARKER_SECOND);
-    for (const unsigned char byte : data) {
-        appendStuffed(frame, byte);
-    }
-    const std::uint16_t crc = crc16(data.data(), data.size());
-    appendStuffed(frame, static_cast<unsigned char>(crc >> 8));
-    appendStuffed(frame, static_cast<unsigned char>(crc & 0xFFu));
-    frame.push_back(MARKER_FIRST);
-    frame.push_back(MARKER_SECOND);
+    detail::appendFrame(frame, data.data(), data.size());
     return writeAll(frame.data(), frame.size());
 }
 
@@ -532,54 +493,9 @@ void SerialPort::sendDatagram(const std::vector<unsigned char>& data) const {
     }
 }
 
-// Consumes bytes up to and including the next AA 55, at most a longest frame's worth.
-unsigned long SerialPort::skipUntilFrameMarker() const {
-    bool after_first = false;
-    for (std::size_t skipped = 0; skipped < MAX_FRAME_WIRE_BYTES; ++skipped) {
-        unsigned char byte = 0;
-        const unsigned long error = nextByte(byte);
-        if (error != 0) {
-            return error;
-        }
-        _at_frame_start = after_first && byte == MARKER_SECOND;
-        if (_at_frame_start) {
-            return 0;
-        }
-        after_first = byte == MARKER_FIRST;
-    }
-    return EBADMSG;
-}
-
-// Appends the unstuffed bytes up to the next AA 55 (consumed, not appended) to `body`.
-unsigned long SerialPort::readUntilFrameMarker(std::vector<unsigned char>& body) const {
-    const std::size_t limit = body.size() + MAX_DATAGRAM_BYTES + 2;
-    for (;;) {
-        unsigned char byte = 0;
-        unsigned long error = nextByte(byte);
-        if (error != 0) {
-            return error;
-        }
-        _at_frame_start = false;
-        if (byte == MARKER_FIRST) {
-            error = nextByte(byte);
-            if (error != 0) {
-                return error;
-            }
-            if (byte == MARKER_SECOND) {
-                _at_frame_start = true;
-                return 0;
-            }
-            byte = MARKER_FIRST;  // the byte after it was stuffing
-        }
-        if (body.size() == limit) {
-            return EMSGSIZE;
-        }
-        body.push_back(byte);
-    }
-}
-
 unsigned long SerialPort::receiveDatagramNoThrow(std::vector<unsigned char>& data, bool append,
                                                  int& count) const {
+    using Event = detail::SerialFrameDecoder::Event;
     count = 0;
     if (!append) {
         data.clear();
@@ -587,26 +503,29 @@ unsigned long SerialPort::receiveDatagramNoThrow(std::vector<unsigned char>& dat
     if (!isOpen()) {
         return EBADF;
     }
-    const std::size_t base = data.size();
-    unsigned long error = _at_frame_start ? 0 : skipUntilFrameMarker();
-    if (error == 0) {
-        error = readUntilFrameMarker(data);
+    for (;;) {
+        unsigned char byte = 0;
+        const unsigned long error = nextByte(byte);
+        if (error != 0) {
+            _decoder->interrupt();
+            return error;
+        }
+        switch (_decoder->push(byte)) {
+            case Event::NONE:
+                break;
+            case Event::PAYLOAD:
+                data.insert(data.end(), _decoder->payload(),
+                            _decoder->payload() + _decoder->payloadSize());
+                count = static_cast<int>(_decoder->payloadSize());
+                return 0;
+            case Event::CRC_ERROR:
+                return CRC_ERROR;
+            case Event::OVERSIZE:
+                return EMSGSIZE;
+            case Event::NOISE:
+                return EBADMSG;
+        }
     }
-    if (error == 0 && data.size() == base) {
-        // That marker closed one frame and this one opens the next.
-        error = readUntilFrameMarker(data);
-    }
-    const std::size_t body = data.size() - base;
-    if (error == 0 && (body < 2 || !crcMatches(data.data() + base, body))) {
-        error = CRC_ERROR;
-    }
-    if (error != 0) {
-        data.resize(base);
-        return error;
-    }
-    data.resize(data.size() - 2);
-    count = static_cast<int>(body - 2);
-    return 0;
 }
 
 int SerialPort::receiveDatagram(std::vector<unsigned char>& data, bool append) const {

@@ -1,14 +1,21 @@
 // The frame log writer: file names, per-kind contents, write order, and failures.
 #include "vq/eod/io/engineoutputdatafilewriter.h"
 
+#include <sched.h>
+#include <sys/mount.h>
+
 #include <gtest/gtest.h>
 
+#include <cerrno>
+#include <cstring>
 #include <filesystem>
 
 #include <boost/make_shared.hpp>
 
+#include "vq/eod/io/engineoutputdatafilereader.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
+#include "vqtest/child.h"
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
@@ -26,6 +33,35 @@ constexpr const char* SOURCE = "src/eod/io/engineoutputdatafilewriter.cpp";
 
 std::string hexOfFile(const std::string& path) {
     return vqtest::hex(vqtest::readFile(path));
+}
+
+// Reads back a single-file recording of testFrame(n, {A, B}) for n = 1, 2, ...: "<k> frames"
+// when frames 1 to k come back exactly and the data ends there, "<k> frames, then: <error>"
+// when an error follows them, "frame <n> differs" when one is not as it was written.
+std::string readBackRecording(const std::string& path) {
+    vq::eod::io::EngineOutputDataFileReader reader;
+    reader.openFile(path);
+    unsigned int count = 0;
+    try {
+        while (const auto frame = reader.readData()) {
+            if (vqtest::serialized(*frame) != vqtest::serialized(*testFrame(count + 1, {A, B}))) {
+                return "frame " + std::to_string(count + 1) + " differs";
+            }
+            ++count;
+        }
+    } catch (const std::exception& error) {
+        return std::to_string(count) + " frames, then: " + error.what();
+    }
+    return std::to_string(count) + " frames";
+}
+
+// What readBackRecording says of a file of `size` bytes cut short after whole frames.
+std::string cutShortRecording(std::size_t size) {
+    const std::size_t frame_bytes = vqtest::serialized(*testFrame(1, {A, B})).size();
+    return std::to_string(size / frame_bytes) + " frames" +
+           (size % frame_bytes == 0
+                ? ""
+                : ", then: EngineOutputDataFileReader::readData() - corrupt or invalid logfile");
 }
 
 class EngineOutputDataFileWriterTest : public ::testing::Test {
@@ -160,6 +196,82 @@ TEST_F(EngineOutputDataFileWriterTest, SingleFileAndALossAtClosing) {
     EXPECT_FILE_ERROR(writer.closeFiles(),
                       "EngineOutputDataFileWriter::closeFiles - could not write file /dev/full");
     EXPECT_FALSE(writer.areFilesOpen());
+}
+
+TEST_F(EngineOutputDataFileWriterTest, AWriterKilledPartWayLeavesEveryFlushedFrameReadable) {
+    const std::string path = dir / "killed.vql";
+    constexpr int BUFFER_BYTES = 1000;
+    vqtest::ChildProcess recorder([&](int report) {
+        EngineOutputDataFileWriter killed;
+        killed.newFile(path, BUFFER_BYTES);
+        for (unsigned int n = 1; n <= 1000000; ++n) {
+            killed.writeData(*testFrame(n, {A, B}));
+            vqtest::report(report, ".");  // one byte per frame handed to the writer
+        }
+    });
+    std::string written;
+    ASSERT_TRUE(recorder.read(written, 300, 10000));
+    recorder.kill();
+    // Of the frames handed over, at most the buffer's worth had not reached the file; every
+    // whole frame in it reads back, a frame cut by the kill is reported, nothing else.
+    const std::size_t size = std::filesystem::file_size(path);
+    EXPECT_GE(size + BUFFER_BYTES, 300 * vqtest::serialized(*testFrame(1, {A, B})).size());
+    EXPECT_EQ(readBackRecording(path), cutShortRecording(size));
+}
+
+TEST_F(EngineOutputDataFileWriterTest, ADiskThatFillsUpPartWayKeepsEveryFrameBeforeIt) {
+    const std::string path = dir / "full.vql";
+    vqtest::ChildProcess recorder([&](int report) {
+        // A 64 KiB file system over the test's directory, in a mount namespace of the child's.
+        if (::unshare(CLONE_NEWNS) != 0 ||
+            ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            ::mount("vqtest", dir.path().c_str(), "tmpfs", 0, "size=64k") != 0) {
+            vqtest::report(report,
+                           std::string("cannot mount a small tmpfs: ") + std::strerror(errno));
+            return;
+        }
+        auto attempt = [](const std::function<void()>& call) -> std::string {
+            try {
+                call();
+            } catch (const std::exception& error) {
+                return error.what();
+            }
+            return "";
+        };
+        EngineOutputDataFileWriter writer;
+        writer.newFile(path, 0);  // unbuffered: a frame reaches the disk when it is written
+        unsigned int n = 1;
+        std::string failure;
+        while (n < 100000 && (failure = attempt([&] {
+                                  writer.writeData(*testFrame(n, {A, B}));
+                              })).empty()) {
+            ++n;
+        }
+        const std::string again = attempt([&] { writer.writeData(*testFrame(n + 1, {A, B})); });
+        const std::string closing = attempt([&] { writer.closeFiles(); });
+        vqtest::report(report, std::to_string(n) + "|" + failure + "|" + again + "|" + closing +
+                                   "|" + std::to_string(std::filesystem::file_size(path)) + "|" +
+                                   readBackRecording(path));
+    });
+    std::string outcome;
+    recorder.read(outcome, 4096, 30000);
+    ASSERT_EQ(recorder.wait(5000), 0) << outcome;
+    if (outcome.rfind("cannot mount", 0) == 0) {
+        GTEST_SKIP() << outcome << " (needs the right to mount)";
+    }
+    // frame n | its error | the next write's | closing's | bytes on disk | what reads back
+    const std::size_t bar = outcome.find('|');
+    const unsigned long failed_at = std::stoul(outcome.substr(0, bar));
+    const std::size_t size =
+        std::stoul(outcome.substr(outcome.rfind('|', outcome.rfind('|') - 1) + 1));
+    EXPECT_EQ(outcome,
+              std::to_string(failed_at) +
+                  "|Failed to write to stream.|Failed to write to "
+                  "stream.|EngineOutputDataFileWriter::closeFiles - could not write file " +
+                  path + "|" + std::to_string(size) + "|" + cutShortRecording(size));
+    // Every frame before the one that met the full disk is kept.
+    EXPECT_EQ(cutShortRecording(size).rfind(std::to_string(failed_at - 1) + " frames", 0), 0u);
+    EXPECT_GT(failed_at, 1000u);
 }
 
 }  // namespace

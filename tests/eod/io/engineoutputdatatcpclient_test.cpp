@@ -202,4 +202,25 @@ TEST_F(EngineOutputDataTcpClientTest, OversizeDamagedAndRandomStreams) {
     }
 }
 
+TEST(EngineOutputDataTcpClientFaults, APeerThatResetsKeepsTheFramesThatCameWhole) {
+    vqtest::registerTestRecords();
+    vqtest::AbortingServer server;
+    EngineOutputDataTcpClient client;
+    client.connect(server.address());
+    ASSERT_TRUE(server.accept());
+    // Frame 1 and half of frame 2, then the peer aborts the connection.
+    ByteBuffer stream = frameBytes(1);
+    const ByteBuffer second = frameBytes(2);
+    stream.insert(stream.end(), second.begin(), second.begin() + 6);
+    ASSERT_TRUE(server.send(stream));
+    EXPECT_EQ(client.receive(PATIENCE_MILLIS)->frameNum(), 1u);
+    server.reset();
+    EXPECT_ERROR_MESSAGE(
+        client.receive(PATIENCE_MILLIS), SocketError,
+        "Failed to receive data.: The connection was forcibly closed by the remote host.");
+    // The reset is reported once; then the connection reads as closed.
+    EXPECT_FALSE(client.receive(PATIENCE_MILLIS));
+    EXPECT_FALSE(client.connected());
+}
+
 }  // namespace

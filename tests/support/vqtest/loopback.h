@@ -5,6 +5,7 @@
 #include <functional>
 #include <memory>
 #include <string>
+#include <vector>
 
 #include "vq/eod/io/inetaddress.h"
 #include "vq/eod/io/tcpsocket.h"
@@ -30,6 +31,30 @@ public:
 
 private:
     vq::eod::io::TcpSocket _socket;
+};
+
+// The server end of one connection on 127.0.0.1, made with plain system calls so that a test can
+// play a peer that breaks the connection: reset() aborts it (SO_LINGER 0), and the other end
+// sees ECONNRESET instead of an orderly close.
+class AbortingServer {
+public:
+    AbortingServer();  // listening on 127.0.0.1 at a port the system chose
+    ~AbortingServer();
+    AbortingServer(const AbortingServer&) = delete;
+    AbortingServer& operator=(const AbortingServer&) = delete;
+
+    vq::eod::io::InetAddress address() const { return loopback(_port); }
+    // Takes the next connection, waiting at most PATIENCE_MILLIS; false when none came.
+    bool accept();
+    // Sends every byte (blocking); false on failure.
+    bool send(const std::vector<unsigned char>& bytes) const;
+    // Aborts the connection.
+    void reset();
+
+private:
+    int _listener = -1;
+    int _connection = -1;
+    int _port = 0;
 };
 
 // A port on 127.0.0.1 where nothing listens: one that was just bound and released.

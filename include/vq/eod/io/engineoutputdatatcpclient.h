@@ -21,7 +21,8 @@
 //
 // Hostile or broken streams: a record whose header announces more than MAX_RECORD_BYTES of data
 // is refused with SerializableError as soon as its header is there, so a client never buffers
-// more than one record of at most that size plus one read. Decoding errors of the factory
+// more than one record of at most that size plus one read, and while it decodes the record a
+// copy of it (what follows a record never changes how it reads). Decoding errors of the factory
 // (SerializableError, for example "SerializableFactory::newObject - could not unSerialize
 // object") pass through receive() with the pending bytes left as they were: the stream has then
 // lost its framing, and every later receive() raises the same error, so the caller should

@@ -72,6 +72,7 @@
 #include <chrono>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <optional>
 #include <string>
 #include <vector>
@@ -79,6 +80,10 @@
 #include "vq/eod/export.h"
 
 namespace vq::eod::io {
+
+namespace detail {
+class SerialFrameDecoder;
+}
 
 class VQ_EOD_API SerialPort {
 public:
@@ -194,8 +199,6 @@ private:
     unsigned long configureLine(int handle) const;
     unsigned long fillInput(const Deadline& deadline) const;
     unsigned long nextByte(unsigned char& byte) const;
-    unsigned long skipUntilFrameMarker() const;
-    unsigned long readUntilFrameMarker(std::vector<unsigned char>& body) const;
     unsigned long writeAll(const unsigned char* data, std::size_t size) const;
     void dropInput() const;
 
@@ -210,8 +213,8 @@ private:
     // Bytes read from the device but not yet handed out, from _input_pos on.
     mutable std::vector<unsigned char> _input;
     mutable std::size_t _input_pos = 0;
-    // Whether the last bytes consumed were a frame marker, so the next byte starts a body.
-    mutable bool _at_frame_start = false;
+    // Finds the frames in the bytes that receiveDatagram takes; raw reads restart its search.
+    std::unique_ptr<detail::SerialFrameDecoder> _decoder;
 
     // The object that has each port ID open, or null; guarded by a lock of the source file.
     static std::array<const SerialPort*, NUM_PORTS> _open_ports;
