@@ -13,7 +13,7 @@
 
 namespace vqtest {
 
-ChildProcess::ChildProcess(const std::function<void(int report)>& body) {
+ForkedChild::ForkedChild(const std::function<void(int report)>& body) {
     int fds[2];
     if (::pipe2(fds, O_CLOEXEC) != 0) {
         throw std::runtime_error("no pipe for a child process");
@@ -38,14 +38,14 @@ ChildProcess::ChildProcess(const std::function<void(int report)>& body) {
     _report = fds[0];
 }
 
-ChildProcess::~ChildProcess() {
+ForkedChild::~ForkedChild() {
     kill();
     if (_report >= 0) {
         ::close(_report);
     }
 }
 
-bool ChildProcess::read(std::string& text, std::size_t count, int millis) {
+bool ForkedChild::read(std::string& text, std::size_t count, int millis) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(millis);
     std::size_t got = 0;
     while (got < count) {
@@ -66,7 +66,7 @@ bool ChildProcess::read(std::string& text, std::size_t count, int millis) {
     return true;
 }
 
-void ChildProcess::kill() {
+void ForkedChild::kill() {
     if (_pid > 0) {
         ::kill(_pid, SIGKILL);
         int status = 0;
@@ -76,7 +76,7 @@ void ChildProcess::kill() {
     }
 }
 
-int ChildProcess::wait(int millis) {
+int ForkedChild::wait(int millis) {
     const auto deadline = std::chrono::steady_clock::now() + std::chrono::milliseconds(millis);
     while (_pid > 0) {
         int status = 0;

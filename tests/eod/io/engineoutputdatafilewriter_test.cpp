@@ -201,7 +201,7 @@ TEST_F(EngineOutputDataFileWriterTest, SingleFileAndALossAtClosing) {
 TEST_F(EngineOutputDataFileWriterTest, AWriterKilledPartWayLeavesEveryFlushedFrameReadable) {
     const std::string path = dir / "killed.vql";
     constexpr int BUFFER_BYTES = 1000;
-    vqtest::ChildProcess recorder([&](int report) {
+    vqtest::ForkedChild recorder([&](int report) {
         EngineOutputDataFileWriter killed;
         killed.newFile(path, BUFFER_BYTES);
         for (unsigned int n = 1; n <= 1000000; ++n) {
@@ -221,7 +221,7 @@ TEST_F(EngineOutputDataFileWriterTest, AWriterKilledPartWayLeavesEveryFlushedFra
 
 TEST_F(EngineOutputDataFileWriterTest, ADiskThatFillsUpPartWayKeepsEveryFrameBeforeIt) {
     const std::string path = dir / "full.vql";
-    vqtest::ChildProcess recorder([&](int report) {
+    vqtest::ForkedChild recorder([&](int report) {
         // A 64 KiB file system over the test's directory, in a mount namespace of the child's.
         if (::unshare(CLONE_NEWNS) != 0 ||
             ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||

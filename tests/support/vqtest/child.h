@@ -10,15 +10,15 @@
 
 namespace vqtest {
 
-class ChildProcess {
+class ForkedChild {
 public:
     // Forks; the child calls `body` with the write end of the report pipe and then exits (0, or
     // 1 when body raised), never returning into the test. Raises std::runtime_error when no
     // process can be made.
-    explicit ChildProcess(const std::function<void(int report)>& body);
-    ~ChildProcess();
-    ChildProcess(const ChildProcess&) = delete;
-    ChildProcess& operator=(const ChildProcess&) = delete;
+    explicit ForkedChild(const std::function<void(int report)>& body);
+    ~ForkedChild();
+    ForkedChild(const ForkedChild&) = delete;
+    ForkedChild& operator=(const ForkedChild&) = delete;
 
     // Appends to `text` what the child reported until `count` bytes are there in all, the child
     // closed its end, or `millis` passed; false when fewer than `count` bytes are there.
