@@ -1,6 +1,8 @@
 #include "vq/eod/io/inetaddress.h"
 
 #include <arpa/inet.h>
+#include <ifaddrs.h>
+#include <net/if.h>
 #include <netdb.h>
 #include <unistd.h>
 
@@ -39,8 +41,40 @@ in_addr_t loopback() {
     return htonl(INADDR_LOOPBACK);
 }
 
+// Appends this machine's IPv4 addresses (at most `max`): those of the interfaces that are up,
+// loop-back aside, in the order the system lists them; 127.0.0.1 when there are none. False
+// when the interfaces cannot be listed.
+bool interfaceAddresses(std::size_t max, std::vector<in_addr_t>& addresses) {
+    ifaddrs* list = nullptr;
+    if (::getifaddrs(&list) != 0) {
+        return false;
+    }
+    for (const ifaddrs* entry = list; entry != nullptr && addresses.size() < max;
+         entry = entry->ifa_next) {
+        if (entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_INET &&
+            (entry->ifa_flags & IFF_UP) != 0 && (entry->ifa_flags & IFF_LOOPBACK) == 0) {
+            addresses.push_back(
+                reinterpret_cast<const sockaddr_in*>(entry->ifa_addr)->sin_addr.s_addr);
+        }
+    }
+    ::freeifaddrs(list);
+    if (addresses.empty() && max > 0) {
+        addresses.push_back(loopback());
+    }
+    return true;
+}
+
+bool isThisMachinesName(const std::string& host) {
+    char name[HOST_NAME_BUFFER] = {};
+    return ::gethostname(name, sizeof(name) - 1) == 0 && host == name;
+}
+
 // Resolves `host` to its IPv4 addresses (at most `max`, in the resolver's order) and its
 // official name. False, with the resolver's error recorded, when the name does not resolve.
+//
+// This machine's own name always resolves: where the hosts file and the name servers do not know
+// it (containers, fresh or minimal installations), its addresses come from the interfaces, and
+// the name is its own official name.
 bool resolve(const std::string& host, std::size_t max, std::vector<in_addr_t>& addresses,
              std::string& official_name) {
     addrinfo hints{};
@@ -49,11 +83,16 @@ bool resolve(const std::string& host, std::size_t max, std::vector<in_addr_t>& a
     hints.ai_flags = AI_CANONNAME;
     addrinfo* list = nullptr;
     const int result = ::getaddrinfo(host.c_str(), nullptr, &hints, &list);
+    addresses.clear();
     if (result != 0) {
+        if (isThisMachinesName(host) && interfaceAddresses(max, addresses) && !addresses.empty()) {
+            official_name = host;
+            return true;
+        }
+        addresses.clear();
         detail::recordResolverError(result);
         return false;
     }
-    addresses.clear();
     official_name = (list->ai_canonname != nullptr) ? list->ai_canonname : host;
     for (const addrinfo* entry = list; entry != nullptr && addresses.size() < max;
          entry = entry->ai_next) {

@@ -2,12 +2,34 @@
 #include "vq/eod/io/inetaddress.h"
 
 #include <arpa/inet.h>
+#include <dlfcn.h>
+#include <ifaddrs.h>
+#include <net/if.h>
+#include <unistd.h>
 
 #include <gtest/gtest.h>
 
+#include <cstdlib>
 #include <cstring>
+#include <iostream>
+#include <vector>
 
 #include "vqtest/expect.h"
+
+// The test program's own gethostname takes the place of the C library's, for the library too:
+// while fake_hostname is set, this machine is called by it.
+namespace {
+const char* fake_hostname = nullptr;
+}  // namespace
+extern "C" int gethostname(char* name, size_t length) noexcept {
+    static const auto real =
+        reinterpret_cast<int (*)(char*, size_t)>(dlsym(RTLD_NEXT, "gethostname"));
+    if (fake_hostname == nullptr) {
+        return real(name, length);
+    }
+    std::strncpy(name, fake_hostname, length);
+    return 0;
+}
 
 namespace {
 
@@ -75,6 +97,47 @@ TEST(InetAddress, EqualitySpecialAddressesAndAdapters) {
     EXPECT_PRECONDITION(InetAddress(9, 1000), "src/eod/io/inetaddress.cpp",
                         "adapter index out of range");
     EXPECT_EQ(InetAddress(address.sockAddr()).toString(), "255.255.255.255(255.255.255.255) : 7");
+}
+
+TEST(InetAddress, ThisMachinesNameResolvesWhenTheResolverDoesNotKnowIt) {
+    // A name the resolver refuses without asking (a label of 64 characters). The table is built
+    // once per process, so the check runs in a fresh one.
+    GTEST_FLAG_SET(death_test_style, "threadsafe");
+    static const std::string unknown = std::string(64, 'h') + ".invalid";
+    EXPECT_EXIT(
+        {
+            fake_hostname = unknown.c_str();
+            // The interfaces that are up, loop-back aside, in the system's order.
+            std::vector<std::string> expected;
+            ifaddrs* list = nullptr;
+            if (::getifaddrs(&list) != 0) {
+                std::exit(2);
+            }
+            for (const ifaddrs* entry = list; entry != nullptr; entry = entry->ifa_next) {
+                if (entry->ifa_addr != nullptr && entry->ifa_addr->sa_family == AF_INET &&
+                    (entry->ifa_flags & IFF_UP) != 0 && (entry->ifa_flags & IFF_LOOPBACK) == 0) {
+                    const sockaddr_in* address =
+                        reinterpret_cast<const sockaddr_in*>(entry->ifa_addr);
+                    expected.push_back(inet_ntoa(address->sin_addr));
+                }
+            }
+            ::freeifaddrs(list);
+            if (expected.empty()) {
+                expected.push_back("127.0.0.1");
+            }
+            std::string table = InetAddress(80).toString();
+            for (std::size_t i = 0; i < expected.size() && i < 16; ++i) {
+                const InetAddress adapter(80, static_cast<int>(i));
+                table += adapter.getHostIP() == expected[i] && adapter.isLocal() ? "|" : "|wrong ";
+            }
+            InetAddress own(80, "10.1.2.3");
+            table += own.setHost(unknown) ? "|true " : "|false ";
+            std::cerr << table << own.toString() << std::endl;
+            std::exit(0);
+        },
+        testing::ExitedWithCode(0),
+        "^" + unknown + "\\(127\\.0\\.0\\.1\\) : 80\\|+true " + unknown +
+            "\\(127\\.0\\.0\\.1\\) : 80\n$");
 }
 
 }  // namespace

@@ -7,10 +7,14 @@
 //
 // Every constructor except the one from a socket address record starts the socket layer
 // (initNetLib) and, once per process, builds the table of this machine's addresses from its host
-// name (at most 16 addresses, in the order the resolver lists them); a failure there raises
+// name (at most 16 addresses, in the order the resolver lists them). This machine's own name
+// always resolves: when the hosts file and the name servers do not know it, its addresses are
+// those of the interfaces that are up, loop-back aside (127.0.0.1 when there are none), and
+// setHost of that name gives 127.0.0.1 like any name of this machine. When the host name cannot
+// be read, or neither the resolver nor the interface list answers for it, the constructor raises
 // SocketError "Error resolving hostname: ..." or "gethostbyname() failed for local hostname:
-// ...". A host name that does not resolve is not an error: the address falls back to the local
-// host, 127.0.0.1, and setHost reports false.
+// ..." (with the resolver's error). A host name that does not resolve is not an error: the address
+// falls back to the local host, 127.0.0.1, and setHost reports false.
 //
 // Thread safety: the process-wide table is built under a lock; one InetAddress is used by one
 // thread at a time (the const name operations change the cached name).
