@@ -63,6 +63,7 @@
 #include "vq/eod/opaqueoutputdata.h"
 #include "vq/eod/poolallocation.h"
 #include "vq/eod/pupiloutputdata.h"
+#include "vq/eod/recordheader.h"
 #include "vq/eod/serializable.h"
 #include "vq/eod/serializablecomposite.h"
 #include "vq/eod/serializableerror.h"
