@@ -27,13 +27,9 @@ std::string gapText(const FrameNumbers& frames) {
 }
 
 std::string framesText(const FrameNumbers& frames) {
-    const auto& n = frames.numbers;
-    std::string text = plural(n.size(), "frame", "frames");
-    if (!n.empty()) {
-        text += " (" +
-                frameRange(*std::min_element(n.begin(), n.end()),
-                           *std::max_element(n.begin(), n.end())) +
-                ")";
+    std::string text = plural(frames.frames, "frame", "frames");
+    if (frames.frames > 0) {
+        text += " (" + frameRange(frames.lowest, frames.highest) + ")";
     }
     return text;
 }
@@ -47,7 +43,7 @@ int check(const std::string& path) {
     for (const std::string& file : recordingFiles(path)) {
         stats.push_back(scanFile(file));
         const FileStats& s = stats.back();
-        const bool intact = s.damage.empty() && s.frames.disorder == 0;
+        const bool intact = s.damaged_ranges == 0 && s.frames.disorder == 0;
         std::cout << s.name << ": " << framesText(s.frames) << ", " << s.bytes << " bytes"
                   << (intact ? ": intact" : "") << '\n';
         for (const RecordScanner::Item& item : s.damage) {
@@ -55,14 +51,26 @@ int check(const std::string& path) {
                       << plural(item.end - item.begin, "byte", "bytes") << "): " << item.what
                       << '\n';
         }
+        if (s.damaged_ranges > s.damage.size()) {
+            std::cout << "  "
+                      << plural(s.damaged_ranges - s.damage.size(), "more damaged range",
+                                "more damaged ranges")
+                      << '\n';
+        }
         for (const std::string& note : s.frames.notes) {
             std::cout << "  " << note << '\n';
+        }
+        if (s.frames.disorder > s.frames.notes.size()) {
+            std::cout << "  "
+                      << plural(s.frames.disorder - s.frames.notes.size(), "more frame",
+                                "more frames")
+                      << " repeated or out of order\n";
         }
         if (s.frames.gaps > 0) {
             std::cout << "  " << gapText(s.frames) << '\n';
         }
         damaged += s.damaged_bytes;
-        ranges += s.damage.size();
+        ranges += s.damaged_ranges;
         disorder += s.frames.disorder;
         damaged_files += intact ? 0 : 1;
     }
@@ -70,6 +78,12 @@ int check(const std::string& path) {
     std::cout << "recording: " << framesText(merged) << ", "
               << (merged.gaps == 0 ? "no gaps" : gapText(merged)) << '\n';
     if (damaged_files == 0) {
+        // Merging can fail where every file scans clean: read it as print does.
+        const ReaderFailures reader = readThrough(path);
+        if (reader.failed) {
+            std::cout << "check: damaged: the library's reader stops " << reader.first << '\n';
+            return 1;
+        }
         std::cout << "check: intact\n";
         return 0;
     }
@@ -83,6 +97,31 @@ int check(const std::string& path) {
     }
     std::cout << " (vqlog recover keeps the rest)\n";
     return 1;
+}
+
+// Which of the frames to keep, given their numbers in file order: a longest strictly ascending
+// sequence, the earliest frame taken among equals. O(n log n) time, three words per frame.
+std::vector<bool> ascendingFrames(const std::vector<unsigned int>& numbers) {
+    constexpr std::size_t NONE = static_cast<std::size_t>(-1);
+    // Built from the back: starts[k] is the frame that starts an ascending sequence of k + 1
+    // frames with the highest first number; these numbers fall as k grows.
+    std::vector<std::size_t> starts;
+    std::vector<std::size_t> next(numbers.size(), NONE);
+    for (std::size_t i = numbers.size(); i-- > 0;) {
+        const auto at = std::partition_point(
+            starts.begin(), starts.end(), [&](std::size_t s) { return numbers[s] > numbers[i]; });
+        next[i] = at == starts.begin() ? NONE : *(at - 1);
+        if (at == starts.end()) {
+            starts.push_back(i);
+        } else {
+            *at = i;
+        }
+    }
+    std::vector<bool> keep(numbers.size(), false);
+    for (std::size_t i = starts.empty() ? NONE : starts.back(); i != NONE; i = next[i]) {
+        keep[i] = true;
+    }
+    return keep;
 }
 
 struct RecoverOptions {
@@ -103,21 +142,50 @@ int recover(const RecoverOptions& options) {
     prepareOutput(options.output, per_kind);
     Tally total;
     std::vector<std::string> outputs;
+    std::vector<FileStats> taken;  // the files written so far
     for (const std::string& file : files) {
         const std::string name = file.substr(file.find_last_of('/') + 1);
         const std::string target = per_kind ? options.output + "/" + name : options.output;
+        // The frames kept: the longest ascending sequence of frame numbers the file holds, so
+        // that a frame whose number is out of line (a repeat, a straggler, a damaged number) is
+        // one frame dropped and never the end of the recording.
+        std::vector<unsigned int> numbers;
+        const FileStats first_pass =
+            scanFile(file, [&numbers](RecordScanner&, const RecordScanner::Item& item) {
+                numbers.push_back(item.frame->frameNum());
+            });
+        // A kind that an earlier file gives for the same frames (a copy of a file beside it)
+        // cannot be merged: the file goes whole.
+        std::string clash;
+        for (const auto& [id, kind] : first_pass.kinds) {
+            for (const FileStats& earlier : taken) {
+                const auto other = earlier.kinds.find(id);
+                if (clash.empty() && other != earlier.kinds.end() &&
+                    kind.first <= other->second.last && other->second.first <= kind.last) {
+                    clash = kindName(id) + " of frames " +
+                            frameRange(std::max(kind.first, other->second.first),
+                                       std::min(kind.last, other->second.last)) +
+                            " is in " + earlier.name + " too";
+                }
+            }
+        }
+        if (!clash.empty()) {
+            std::cout << name << ": skipped, " << clash << '\n';
+            total.dropped_bytes += first_pass.bytes;
+            continue;
+        }
+        taken.push_back(first_pass);
         std::ofstream out(target, std::ios::binary);
         if (!out) {
             throw ToolError("cannot create " + target);
         }
+        const std::vector<bool> keep = ascendingFrames(numbers);
         Tally tally;
-        bool any = false;
-        unsigned int last = 0;
+        std::size_t index = 0;
         const FileStats stats =
             scanFile(file, [&](RecordScanner& scanner, const RecordScanner::Item& item) {
                 const std::uint64_t size = item.end - item.begin;
-                // Frames must ascend for the reader's merge: repeats and stragglers go.
-                if (any && item.frame->frameNum() <= last) {
+                if (index >= keep.size() || !keep[index++]) {
                     ++tally.dropped_frames;
                     tally.dropped_bytes += size;
                     return;
@@ -125,8 +193,6 @@ int recover(const RecoverOptions& options) {
                 const vq::eod::ByteBuffer bytes = scanner.bytes(item.begin, item.end);
                 out.write(reinterpret_cast<const char*>(bytes.data()),
                           static_cast<std::streamsize>(bytes.size()));
-                any = true;
-                last = item.frame->frameNum();
                 ++tally.kept_frames;
                 tally.kept_bytes += size;
             });
@@ -139,11 +205,11 @@ int recover(const RecoverOptions& options) {
         std::cout << name << ": kept " << plural(tally.kept_frames, "frame", "frames") << " ("
                   << plural(tally.kept_bytes, "byte", "bytes") << "), dropped "
                   << plural(tally.dropped_bytes, "byte", "bytes");
-        if (!stats.damage.empty()) {
-            std::cout << " in " << plural(stats.damage.size(), "damaged range", "damaged ranges");
+        if (stats.damaged_ranges > 0) {
+            std::cout << " in " << plural(stats.damaged_ranges, "damaged range", "damaged ranges");
         }
         if (tally.dropped_frames > 0) {
-            std::cout << (stats.damage.empty() ? " in " : " and ")
+            std::cout << (stats.damaged_ranges == 0 ? " in " : " and ")
                       << plural(tally.dropped_frames, "frame", "frames")
                       << " repeated or out of order";
         }
@@ -158,11 +224,11 @@ int recover(const RecoverOptions& options) {
     std::vector<FileStats> again;
     for (const std::string& target : outputs) {
         again.push_back(scanFile(target));
-        if (!again.back().damage.empty() || again.back().frames.disorder > 0) {
+        if (again.back().damaged_ranges > 0 || again.back().frames.disorder > 0) {
             throw ToolError("the recovered file " + target + " is not whole");
         }
     }
-    const std::uint64_t expected = mergedNumbers(again).numbers.size();
+    const std::uint64_t expected = mergedNumbers(again).frames;
     std::uint64_t read = 0;
     if (total.kept_frames > 0) {
         FrameSource source(options.output);

@@ -66,7 +66,14 @@ int runVqlog(int argc, char** argv) {
         }
         const std::string prefix = "vqlog " + subcommand->get_name() + ": ";
         try {
-            return command();
+            const int code = command();
+            // Output that did not arrive (a full disk, a closed pipe) is a failure.
+            std::cout.flush();
+            if (!std::cout) {
+                std::cerr << prefix << "cannot write the output\n";
+                return 1;
+            }
+            return code;
         } catch (const UsageError& error) {
             std::cerr << prefix << error.what() << "\nRun with --help for more information.\n";
             return 2;

@@ -7,16 +7,15 @@
 namespace vqlog {
 
 void FrameNumbers::add(unsigned int number, std::uint64_t offset) {
-    if (!numbers.empty()) {
-        const unsigned int previous = numbers.back();
+    if (frames > 0) {
+        const unsigned int previous = runs.back().last;
+        std::string note;
         if (number == previous) {
-            ++disorder;
-            notes.push_back("duplicate frame " + std::to_string(number) + " at byte " +
-                            std::to_string(offset));
+            note =
+                "duplicate frame " + std::to_string(number) + " at byte " + std::to_string(offset);
         } else if (number < previous) {
-            ++disorder;
-            notes.push_back("frame " + std::to_string(number) + " after frame " +
-                            std::to_string(previous) + " at byte " + std::to_string(offset));
+            note = "frame " + std::to_string(number) + " after frame " + std::to_string(previous) +
+                   " at byte " + std::to_string(offset);
         } else if (number > previous + 1) {
             ++gaps;
             missing += number - previous - 1;
@@ -24,8 +23,23 @@ void FrameNumbers::add(unsigned int number, std::uint64_t offset) {
                 gap_list.push_back(frameRange(previous + 1, number - 1));
             }
         }
+        if (!note.empty()) {
+            ++disorder;
+            if (notes.size() < MAX_LISTED) {
+                notes.push_back(note);
+            }
+        }
     }
-    numbers.push_back(number);
+    if (frames > 0 && number == runs.back().last) {
+        // a repeat adds no number
+    } else if (frames > 0 && std::uint64_t{number} == std::uint64_t{runs.back().last} + 1) {
+        runs.back().last = number;
+    } else {
+        runs.push_back({number, number});
+    }
+    lowest = frames == 0 ? number : std::min(lowest, number);
+    highest = frames == 0 ? number : std::max(highest, number);
+    ++frames;
 }
 
 void KindStats::add(unsigned int number) {
@@ -57,7 +71,10 @@ FileStats scanFile(const std::string& path, const FrameVisitor& on_frame) {
     while (scanner.next(item)) {
         if (item.type == RecordScanner::Item::DAMAGE) {
             stats.damaged_bytes += item.end - item.begin;
-            stats.damage.push_back(item);
+            ++stats.damaged_ranges;
+            if (stats.damage.size() < FileStats::MAX_DAMAGE_LISTED) {
+                stats.damage.push_back(item);
+            }
             continue;
         }
         const unsigned int number = item.frame->frameNum();
@@ -81,17 +98,65 @@ FileStats scanFile(const std::string& path, const FrameVisitor& on_frame) {
 }
 
 FrameNumbers mergedNumbers(const std::vector<FileStats>& stats) {
-    std::vector<unsigned int> numbers;
+    std::vector<FrameNumbers::Run> runs;
     for (const FileStats& file : stats) {
-        numbers.insert(numbers.end(), file.frames.numbers.begin(), file.frames.numbers.end());
+        runs.insert(runs.end(), file.frames.runs.begin(), file.frames.runs.end());
     }
-    std::sort(numbers.begin(), numbers.end());
-    numbers.erase(std::unique(numbers.begin(), numbers.end()), numbers.end());
+    std::sort(runs.begin(), runs.end(),
+              [](const auto& a, const auto& b) { return a.first < b.first; });
     FrameNumbers merged;
-    for (unsigned int number : numbers) {
-        merged.add(number, 0);
+    std::uint64_t next = 0;  // one past the highest number taken so far
+    for (const FrameNumbers::Run& run : runs) {
+        if (run.last < next) {
+            continue;
+        }
+        // Each number once, in ascending order: the part of the run not taken yet.
+        const unsigned int first =
+            merged.frames > 0 ? static_cast<unsigned int>(std::max<std::uint64_t>(run.first, next))
+                              : run.first;
+        if (merged.frames > 0 && first > next) {
+            ++merged.gaps;
+            merged.missing += first - next;
+            if (merged.gap_list.size() < FrameNumbers::MAX_LISTED) {
+                merged.gap_list.push_back(frameRange(static_cast<unsigned int>(next), first - 1));
+            }
+        }
+        if (merged.frames == 0) {
+            merged.lowest = first;
+        }
+        merged.runs.push_back({first, run.last});
+        merged.frames += std::uint64_t{run.last} - first + 1;
+        merged.highest = run.last;
+        next = std::uint64_t{run.last} + 1;
     }
     return merged;
+}
+
+ReaderFailures readThrough(const std::string& path) {
+    ReaderFailures failures;
+    vq::eod::io::EngineOutputDataFileReader reader;
+    if (isDirectory(path)) {
+        reader.openFiles(path);
+    } else {
+        reader.openFile(path);
+    }
+    bool any = false;
+    unsigned int last = 0;
+    try {
+        while (const FramePtr frame = reader.readData()) {
+            if (frame->numSubObjects() > 0) {
+                any = true;
+                last = frame->frameNum();
+            }
+        }
+    } catch (const vq::eod::EODError& error) {
+        // print, export and convert stop here.
+        failures.failed = true;
+        failures.first =
+            (any ? "after frame " + std::to_string(last) : std::string("before the first frame")) +
+            ": " + error.what();
+    }
+    return failures;
 }
 
 std::vector<std::string> recordingFiles(const std::string& path) {

@@ -12,20 +12,29 @@
 
 namespace vqlog {
 
-// Frame numbers in file order, and what is odd about their sequence.
+// Frame numbers in file order, and what is odd about their sequence. Memory does not grow with
+// repeats: the numbers are kept as runs of consecutive numbers (one run for a file in order, one
+// more per step back or jump), and only the first MAX_LISTED gaps and disorders are described.
 struct FrameNumbers {
-    std::vector<unsigned int> numbers;  // every intact frame, in file order
+    struct Run {
+        unsigned int first = 0;
+        unsigned int last = 0;
+    };
+    std::vector<Run> runs;     // every intact frame's number, in file order
+    std::uint64_t frames = 0;  // intact frames (repeats included)
+    unsigned int lowest = 0;   // the lowest and highest number (when frames > 0)
+    unsigned int highest = 0;
     std::uint64_t gaps = 0;             // runs of missing numbers between neighbours
     std::uint64_t missing = 0;          // numbers missing in those runs
     std::vector<std::string> gap_list;  // the first MAX_LISTED gaps: "23", "100..104"
-    std::vector<std::string> notes;     // "duplicate frame 7 at byte 90", ...
+    std::vector<std::string> notes;     // the first MAX_LISTED of "duplicate frame 7 at byte 90"
+    // Duplicates and frames out of order (which break the merge by frame number).
+    std::uint64_t disorder = 0;
 
     static constexpr std::size_t MAX_LISTED = 5;
 
     // Takes the next frame's number; `offset` is where the frame starts.
     void add(unsigned int number, std::uint64_t offset);
-    // Duplicates and frames out of order (which break the merge by frame number).
-    std::uint64_t disorder = 0;
 };
 
 // The frames of one file, or of a whole recording, that hold one kind.
@@ -39,11 +48,14 @@ struct KindStats {
 };
 
 struct FileStats {
+    static constexpr std::size_t MAX_DAMAGE_LISTED = 20;
+
     std::string path;
     std::string name;  // the file name without the directory
     std::uint64_t bytes = 0;
     FrameNumbers frames;
-    std::vector<RecordScanner::Item> damage;
+    std::vector<RecordScanner::Item> damage;  // the first MAX_DAMAGE_LISTED damaged ranges
+    std::uint64_t damaged_ranges = 0;
     std::uint64_t damaged_bytes = 0;
     std::uint64_t unknown_frames = 0;  // frames that held records of kinds the library lacks
     std::map<char, KindStats, vq::eod::object_id::Less> kinds;  // the frames of each kind
@@ -59,6 +71,15 @@ FileStats scanFile(const std::string& path, const FrameVisitor& on_frame = {});
 
 // The frame numbers that the files hold together, as the reader merges them.
 FrameNumbers mergedNumbers(const std::vector<FileStats>& stats);
+
+// What the library's reader makes of a recording, read through as `vqlog print` reads it. Some
+// damage only shows when files are merged (two files giving one kind for the same frame), so
+// check and info read a recording that scans clean once more this way.
+struct ReaderFailures {
+    bool failed = false;
+    std::string first;  // where and why it stopped: "after frame 99: <message>"
+};
+ReaderFailures readThrough(const std::string& path);
 
 // The files of a recording: a directory's log files (ToolError when there are none) or the path.
 std::vector<std::string> recordingFiles(const std::string& path);

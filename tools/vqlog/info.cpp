@@ -34,18 +34,17 @@ int info(const std::string& path) {
     double last_time = 0;
     std::uint64_t timed_frames = 0;
     for (const FileStats& file : stats) {
-        const auto& n = file.frames.numbers;
-        const bool any = !n.empty();
-        per_file.add({file.name, std::to_string(file.bytes), std::to_string(n.size()),
-                      any ? std::to_string(*std::min_element(n.begin(), n.end())) : "-",
-                      any ? std::to_string(*std::max_element(n.begin(), n.end())) : "-",
+        const FrameNumbers& n = file.frames;
+        const bool any = n.frames > 0;
+        per_file.add({file.name, std::to_string(file.bytes), std::to_string(n.frames),
+                      any ? std::to_string(n.lowest) : "-", any ? std::to_string(n.highest) : "-",
                       std::to_string(file.frames.gaps), std::to_string(file.frames.missing),
                       std::to_string(file.unknown_frames)});
         for (const auto& [id, kind] : file.kinds) {
             kinds[id].merge(kind);
         }
         damaged += file.damaged_bytes;
-        damaged_ranges += file.damage.size();
+        damaged_ranges += file.damaged_ranges;
         if (file.has_timing) {
             first_time = timed ? std::min(first_time, file.first_time) : file.first_time;
             last_time = timed ? std::max(last_time, file.last_time) : file.last_time;
@@ -66,10 +65,9 @@ int info(const std::string& path) {
 
     // The recording as the reader merges it: every frame number that some file holds.
     const FrameNumbers merged = mergedNumbers(stats);
-    const std::vector<unsigned int>& numbers = merged.numbers;
-    std::cout << "frames: " << numbers.size();
-    if (!numbers.empty()) {
-        std::cout << ", numbers " << numbers.front() << " to " << numbers.back() << ", "
+    std::cout << "frames: " << merged.frames;
+    if (merged.frames > 0) {
+        std::cout << ", numbers " << merged.lowest << " to " << merged.highest << ", "
                   << merged.gaps << (merged.gaps == 1 ? " gap" : " gaps") << " (" << merged.missing
                   << " missing)";
     }
@@ -94,6 +92,14 @@ int info(const std::string& path) {
                                : "in " + std::to_string(unknown) +
                                      (unknown == 1 ? " frame" : " frames") + " (skipped when read)")
               << '\n';
+    if (damaged == 0) {
+        // Merging can fail where every file scans clean: read it as print does.
+        const ReaderFailures reader = readThrough(path);
+        if (reader.failed) {
+            std::cout << "damaged: the library's reader stops " << reader.first << '\n';
+            return 1;
+        }
+    }
     if (damaged > 0) {
         std::cout << "damaged: " << damaged << " bytes in " << damaged_ranges
                   << (damaged_ranges == 1 ? " range" : " ranges") << " (vqlog check " << path

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
+#include <cstring>
 
 namespace vqlog {
 
@@ -24,6 +25,24 @@ std::string logFileName(char id) {
     } catch (const EngineOutputDataFileError&) {
         return std::string();
     }
+}
+
+// The name vqlog gives the log file of a kind that has none: its class name, followed by its
+// object ID when another kind shares the class (FeaturePoint0x17, FeaturePoint0x18), so that
+// every kind has a file of its own; "Kind0x7F" for an ID without a class.
+std::string fallbackLogFileName(char id) {
+    const char* class_name = vq::eod::object_id::className(id);
+    if (class_name == nullptr) {
+        return "Kind" + hexId(id);
+    }
+    for (int value = -128; value < 128; ++value) {
+        const char other = static_cast<char>(value);
+        const char* other_name = vq::eod::object_id::className(other);
+        if (other != id && other_name != nullptr && std::strcmp(other_name, class_name) == 0) {
+            return class_name + hexId(id);
+        }
+    }
+    return class_name;
 }
 
 // The kind a number names ("0x10", "16", "-3"), if the text is one.
@@ -51,7 +70,10 @@ bool parseName(const std::string& name, char& id) {
     for (int value = -128; value < 128; ++value) {
         const char candidate = static_cast<char>(value);
         const char* class_name = vq::eod::object_id::className(candidate);
-        const std::string file_name = logFileName(candidate);
+        std::string file_name = logFileName(candidate);
+        if (file_name.empty() && class_name != nullptr) {
+            file_name = fallbackLogFileName(candidate);
+        }
         if ((!file_name.empty() && lowerCase(file_name) == wanted) ||
             (class_name != nullptr && lowerCase(class_name) == wanted)) {
             id = candidate;
@@ -107,8 +129,7 @@ std::vector<char> parseKinds(const std::string& text) {
 std::string ensureLogFileName(char id) {
     std::string name = logFileName(id);
     if (name.empty()) {
-        const char* class_name = vq::eod::object_id::className(id);
-        name = class_name != nullptr ? class_name : "Kind" + hexId(id);
+        name = fallbackLogFileName(id);
         EngineOutputDataFileWriter::registerObjectIDFileName(id, widen(name));
     }
     return name;

@@ -3,6 +3,7 @@
 #include <sstream>
 
 #include "vqlog/commands.h"
+#include "vqlog/kinds.h"
 
 namespace vqlog {
 
@@ -27,6 +28,9 @@ int print(const PrintOptions& options) {
         }
         frame->printLine(std::cout);
         std::cout << '\n';
+        if (!std::cout) {
+            throw ToolError("cannot write the output");
+        }
         ++frames;
     }
     if (frames == 0) {

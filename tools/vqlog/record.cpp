@@ -37,26 +37,37 @@ int record(const RecordOptions& options) {
     unsigned int first = 0;
     unsigned int last = 0;
     // Every frame handed out is written before the loop looks at the stop flag again.
-    while (!stopRequested() && (options.count == 0 || writer.framesWritten() < options.count)) {
-        FramePtr frame = client.receive(RECEIVE_WAIT_MILLIS);
-        if (!frame) {
-            if (!client.connected()) {
-                break;  // the server closed the stream
+    std::string damage;  // why the stream's data was damaged, when it was
+    try {
+        while (!stopRequested() && (options.count == 0 || writer.framesWritten() < options.count)) {
+            FramePtr frame = client.receive(RECEIVE_WAIT_MILLIS);
+            if (!frame) {
+                if (!client.connected()) {
+                    // The server closed the stream: cleanly only between records.
+                    if (client.pendingBytes() > 0) {
+                        damage = "the stream ended inside a record (" +
+                                 std::to_string(client.pendingBytes()) +
+                                 " bytes after the last whole one)";
+                    }
+                    break;
+                }
+                continue;
             }
-            continue;
+            writer.write(*frame);
+            last = frame->frameNum();
+            if (writer.framesWritten() == 1) {
+                first = last;
+            }
+            const auto now = std::chrono::steady_clock::now();
+            if (counter && now - shown > std::chrono::milliseconds(200)) {
+                shown = now;
+                std::fprintf(stderr, "\r%llu frames, last frame %u ",
+                             static_cast<unsigned long long>(writer.framesWritten()), last);
+                std::fflush(stderr);
+            }
         }
-        writer.write(*frame);
-        last = frame->frameNum();
-        if (writer.framesWritten() == 1) {
-            first = last;
-        }
-        const auto now = std::chrono::steady_clock::now();
-        if (counter && now - shown > std::chrono::milliseconds(200)) {
-            shown = now;
-            std::fprintf(stderr, "\r%llu frames, last frame %u ",
-                         static_cast<unsigned long long>(writer.framesWritten()), last);
-            std::fflush(stderr);
-        }
+    } catch (const vq::eod::SerializableError& error) {
+        damage = error.what();  // a damaged stream: the frames before it stay
     }
     if (counter) {
         std::fprintf(stderr, "\r\033[K");
@@ -73,6 +84,11 @@ int record(const RecordOptions& options) {
     std::cout << " into " << writer.paths().size()
               << (writer.paths().size() == 1 ? " file" : " files") << " in " << options.output
               << (stopped ? "; stopped by signal" : "") << '\n';
+    if (!damage.empty()) {
+        std::cerr << "vqlog record: damaged stream: " << damage
+                  << "; the frames received before it are kept\n";
+        return 1;
+    }
     if (writer.facesDropped() > 0) {
         std::cerr << "vqlog record: " << writer.facesDropped()
                   << " frames held more than one face; per-kind logs keep the first face only "

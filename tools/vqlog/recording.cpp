@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <filesystem>
+#include <iostream>
 #include <system_error>
 
 #include "vqlog/kinds.h"
@@ -75,8 +76,15 @@ std::vector<std::string> logFiles(const std::string& directory) {
     std::vector<std::string> files;
     std::error_code error;
     for (const auto& entry : fs::directory_iterator(directory, error)) {
-        if (entry.path().extension() == ".vql" && !entry.is_directory(error)) {
+        if (entry.path().extension() != ".vql" || entry.is_directory(error)) {
+            continue;
+        }
+        if (entry.is_regular_file(error)) {
             files.push_back(entry.path().string());
+        } else {
+            // A FIFO would block every reader, a device has no end: the library skips them too.
+            std::cerr << "vqlog: skipped " << entry.path().string()
+                      << ": it is not a regular file\n";
         }
     }
     std::sort(files.begin(), files.end());
@@ -89,6 +97,11 @@ FrameSource::FrameSource(const std::string& path, Selection selection)
         _reader.openFiles(path);
         _files = logFiles(path);
     } else {
+        std::error_code error;
+        if (fs::exists(path, error) && !fs::is_regular_file(path, error)) {
+            // A FIFO would block the reader, a device would never end.
+            throw ToolError("cannot open " + path + ": it is not a regular file");
+        }
         _files.push_back(path);
         _reader.openFile(path);
     }
@@ -178,9 +191,15 @@ void RecordingWriter::write(const EngineOutputData& frame) {
         auto& writer = _writers[id];
         if (!writer) {
             const std::string name = ensureLogFileName(id);
+            const std::string path = _path + "/" + name + ".vql";
+            if (std::find(_paths.begin(), _paths.end(), path) != _paths.end()) {
+                _writers.erase(id);  // never two writers on one file: one would lose its records
+                throw ToolError(kindName(id) + " would share the log file " + path +
+                                " with another kind");
+            }
             writer = std::make_unique<EngineOutputDataFileWriter>();
             writer->newFiles({id}, _path, std::string(), _buffer_size);
-            _paths.push_back(_path + "/" + name + ".vql");
+            _paths.push_back(path);
         }
         writer->writeData(frame);
     }

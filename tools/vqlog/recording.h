@@ -40,7 +40,9 @@ bool keepKinds(vq::eod::EngineOutputData& frame, const std::vector<char>& kinds)
 
 // Whether `path` names a directory.
 bool isDirectory(const std::string& path);
-// The log files (names ending in ".vql") of a directory, sorted by name.
+// The log files (names ending in ".vql") of a directory, sorted by name. Other entries with
+// such names that are not regular files (FIFOs, devices) are skipped with a note on stderr
+// ("vqlog: skipped <path>: it is not a regular file"), as the library's reader skips them.
 std::vector<std::string> logFiles(const std::string& directory);
 
 // The frames of a recording, merged, in ascending frame number, as the selection has them.

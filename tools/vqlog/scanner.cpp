@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <cstring>
+#include <filesystem>
 
 #include "vqlog/kinds.h"
 
@@ -34,12 +35,21 @@ struct RecordScanner::Decoded {
     std::string error;
 };
 
-RecordScanner::RecordScanner(const std::string& path) : _path(path), _file(path, std::ios::binary) {
-    if (!_file || isDirectory(path)) {
-        const int error = errno;
-        throw ToolError(
-            "cannot open " + path +
-            (isDirectory(path) ? ": it is a directory" : ": " + std::string(std::strerror(error))));
+RecordScanner::RecordScanner(const std::string& path) : _path(path) {
+    std::error_code error;
+    const std::filesystem::file_status status = std::filesystem::status(path, error);
+    if (error) {
+        throw ToolError("cannot open " + path + ": " + error.message());
+    }
+    if (std::filesystem::is_directory(status)) {
+        throw ToolError("cannot open " + path + ": it is a directory");
+    }
+    if (!std::filesystem::is_regular_file(status)) {
+        throw ToolError("cannot open " + path + ": it is not a regular file");
+    }
+    _file.open(path, std::ios::binary);
+    if (!_file) {
+        throw ToolError("cannot open " + path + ": " + std::strerror(errno));
     }
     _file.seekg(0, std::ios::end);
     _size = static_cast<std::uint64_t>(_file.tellg());
@@ -47,20 +57,34 @@ RecordScanner::RecordScanner(const std::string& path) : _path(path), _file(path,
 }
 
 void RecordScanner::load(std::uint64_t begin, std::uint64_t end) {
-    if (begin >= _window_begin && end <= _window_begin + _window.size()) {
+    const std::uint64_t window_end = _window_begin + _window.size();
+    if (begin >= _window_begin && end <= window_end) {
         return;
     }
     const std::uint64_t stop = std::min(_size, std::max(end, begin + MIN_WINDOW_BYTES));
-    _window.resize(static_cast<std::size_t>(stop - begin));
+    if (begin < _window_begin || begin > window_end) {
+        _window.clear();  // no overlap: start afresh
+        _window_begin = begin;
+    } else if (begin - _window_begin >= _window.size() / 2) {
+        // The window slides on: drop the bytes before `begin` once they are at least half of it,
+        // so that every byte of the file is read once and moved at most once per read.
+        _window.erase(_window.begin(),
+                      _window.begin() + static_cast<std::ptrdiff_t>(begin - _window_begin));
+        _window_begin = begin;
+    }
+    const std::size_t kept = _window.size();
+    const std::uint64_t from = _window_begin + kept;
+    _window.resize(static_cast<std::size_t>(stop - _window_begin));
     _file.clear();
-    _file.seekg(static_cast<std::streamoff>(begin));
-    _file.read(reinterpret_cast<char*>(_window.data()),
-               static_cast<std::streamsize>(_window.size()));
-    if (static_cast<std::uint64_t>(_file.gcount()) != _window.size()) {
+    _file.seekg(static_cast<std::streamoff>(from));
+    _file.read(reinterpret_cast<char*>(_window.data() + kept),
+               static_cast<std::streamsize>(_window.size() - kept));
+    _bytes_read += static_cast<std::uint64_t>(_file.gcount());
+    if (static_cast<std::uint64_t>(_file.gcount()) != _window.size() - kept) {
         _window.clear();
+        _window_begin = 0;
         throw ToolError("cannot read " + _path);
     }
-    _window_begin = begin;
 }
 
 RecordScanner::Decoded RecordScanner::decodeAt(std::uint64_t offset) {
@@ -176,6 +200,16 @@ bool RecordScanner::next(Item& item) {
         item.frame = boost::dynamic_pointer_cast<EngineOutputData>(d.object);
         if (item.frame) {
             item.unknown_inside = (d.status & status::UNKNOWN_OBJECT_ID) != 0;
+            // The reader refuses to merge a frame that holds anything but engine records.
+            for (const auto& record : item.frame->subObjects()) {
+                if (dynamic_cast<const vq::eod::EngineOutputBase*>(record.get()) == nullptr) {
+                    item.type = Item::DAMAGE;
+                    item.what = "a frame holding a " + kindName(record->objectID()) +
+                                " record, which is not an engine record";
+                    item.frame.reset();
+                    break;
+                }
+            }
             return true;
         }
         item.type = Item::DAMAGE;

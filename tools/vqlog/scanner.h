@@ -7,15 +7,22 @@
 // factory takes from the bytes that follow). A record is damaged when
 // - the file ends inside it ("truncated"),
 // - its size header reaches beyond the end of the file while a frame follows further on,
-// - it does not decode (its data does not match its size, or the library refuses it), or
-// - it decodes to something other than a frame (another record, a kind the library lacks).
+// - it does not decode (its data does not match its size, or the library refuses it),
+// - it decodes to something other than a frame (another record, a kind the library lacks), or
+// - it is a frame holding a record that is not an engine record (the reader refuses to merge it).
 // After damage the scanner looks for the next byte where a whole frame decodes and is followed by
 // the end of the file or by the object ID of a frame (a frame cut short counts), and goes on from
 // there.
 //
-// Memory: the window holds at most one record and the bytes after it, read in pieces of at least
-// 1 MiB; a size header never decides an allocation beyond the file's size. Records of more than
-// MAX_RECORD_BYTES are treated as damage.
+// Time: linear in the file. The window slides over the file (each byte is read once and moved at
+// most once), so looking for the next frame after damage costs the decoding of each candidate
+// header, not a fresh read of the file behind it.
+//
+// Memory: the window holds a record and as many bytes again, read in pieces of at least 1 MiB,
+// plus at most as many bytes before it: at most 4 x MAX_RECORD_BYTES + 2 MiB, whatever the file
+// holds. A size header never decides an allocation beyond the file's size. Records of more than
+// MAX_RECORD_BYTES are treated as damage. Only regular files are scanned: a FIFO would block, a
+// device has no size.
 #pragma once
 
 #include <cstdint>
@@ -28,8 +35,10 @@ namespace vqlog {
 
 class RecordScanner {
 public:
-    // The largest record the scanner decodes: 512 MiB.
-    static constexpr std::uint64_t MAX_RECORD_BYTES = 512ull * 1024 * 1024;
+    // The largest record the scanner decodes: 64 MiB of data, the frame client's limit, so that
+    // a recording vqlog calls intact can be streamed.
+    static constexpr std::uint64_t MAX_RECORD_BYTES =
+        vq::eod::io::EngineOutputDataTcpClient::MAX_RECORD_BYTES;
 
     struct Item {
         enum Type { FRAME, DAMAGE };
@@ -41,12 +50,15 @@ public:
         std::string what;             // DAMAGE: what is wrong, one line
     };
 
-    // Opens the file; ToolError "cannot open <path>" when it cannot.
+    // Opens the file; ToolError "cannot open <path>: <why>" when it cannot or when it is not a
+    // regular file.
     explicit RecordScanner(const std::string& path);
 
     std::uint64_t fileSize() const { return _size; }
     // The next frame or damaged range, in file order; false at the end of the file.
     bool next(Item& item);
+    // The bytes read from the file so far: the work of a scan, about the file's size.
+    std::uint64_t bytesRead() const { return _bytes_read; }
     // The bytes [begin, end) of the file.
     vq::eod::ByteBuffer bytes(std::uint64_t begin, std::uint64_t end);
 
@@ -67,6 +79,7 @@ private:
     std::uint64_t _position = 0;  // where the next record starts
     vq::eod::ByteBuffer _window;  // the file's bytes from _window_begin
     std::uint64_t _window_begin = 0;
+    std::uint64_t _bytes_read = 0;
 };
 
 }  // namespace vqlog

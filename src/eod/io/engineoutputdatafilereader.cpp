@@ -75,17 +75,18 @@ bool endsWith(const std::string& text, const std::string& end) {
            text.compare(text.size() - end.size(), end.size(), end) == 0;
 }
 
-bool isDirectory(const std::string& directory, const dirent& entry) {
+bool isRegularFile(const std::string& directory, const dirent& entry) {
     if (entry.d_type == DT_REG) {
-        return false;
-    }
-    if (entry.d_type == DT_DIR) {
         return true;
     }
-    // Links and file systems that do not tell the type: ask for the file itself.
+    if (entry.d_type != DT_LNK && entry.d_type != DT_UNKNOWN) {
+        return false;  // a directory, a FIFO, a device, a socket
+    }
+    // Links and file systems that do not tell the type: ask for the file itself. A name that
+    // leads nowhere is listed, and opening it reports it.
     struct stat info {};
     const std::string path = (directory.empty() ? "." : directory) + "/" + entry.d_name;
-    return stat(path.c_str(), &info) == 0 && S_ISDIR(info.st_mode);
+    return stat(path.c_str(), &info) != 0 || S_ISREG(info.st_mode);
 }
 
 }  // namespace
@@ -127,7 +128,7 @@ std::vector<std::wstring> EngineOutputDataFileReader::logFilesInDir(const std::w
             continue;
         }
         any_log_name = true;
-        if (!isDirectory(name, *entry)) {
+        if (isRegularFile(name, *entry)) {
             paths.push_back(prefix + detail::widenPath(entry->d_name));
         }
     }

@@ -1,5 +1,7 @@
 #include "vq/eod/io/engineoutputdatafilewriter.h"
 
+#include <set>
+#include <string>
 #include <utility>
 
 #include "eod/engineoutputdata_internal.h"
@@ -83,12 +85,20 @@ void EngineOutputDataFileWriter::newFiles(const std::vector<char>& ids,
     VQ_REQUIRE(_streams.empty(), "files already open");
     VQ_REQUIRE(!ids.empty(), "the list of object IDs to log cannot be empty");
     _single_file = false;
+    std::set<std::wstring> paths;
     for (char id : ids) {
         if (_streams.count(id) != 0) {
             throw EngineOutputDataFileError(
                 "EngineOutputDataFileWriter::newLogFiles: duplicate object IDs");
         }
-        openFile(id, logFilePath(directory, id, name_suffix), buffer_size,
+        const std::wstring path = logFilePath(directory, id, name_suffix);
+        // Two kinds registered under one name would truncate and overwrite each other's file.
+        if (!paths.insert(path).second) {
+            throw EngineOutputDataFileError(
+                "EngineOutputDataFileWriter::newLogFiles: two object IDs share the file " +
+                detail::narrowPath(path));
+        }
+        openFile(id, path, buffer_size,
                  "EngineOutputDataFileWriter::newLogFiles: could not open file.");
     }
 }

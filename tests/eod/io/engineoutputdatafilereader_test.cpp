@@ -3,6 +3,7 @@
 
 #include <dirent.h>
 #include <dlfcn.h>
+#include <sys/stat.h>
 
 #include <gtest/gtest.h>
 
@@ -164,9 +165,12 @@ TEST_F(EngineOutputDataFileReaderTest, ListsLogFilesInTheOrderOfTheDirectory) {
     for (const char* name : {"b.vql", "a.vql", "c.txt", "z.vql"}) {
         vqtest::writeFile(logs + "/" + name, {});
     }
+    // What is not a regular file would block a reader (a FIFO) or never end (a device).
+    ASSERT_EQ(mkfifo((logs + "/fifo.vql").c_str(), 0600), 0);
+    fs::create_symlink("/dev/zero", logs + "/zero.vql");
     std::vector<std::wstring> expected;
     for (const auto& entry : fs::directory_iterator(logs)) {
-        if (entry.path().extension() == ".vql" && !entry.is_directory()) {
+        if (entry.path().extension() == ".vql" && entry.is_regular_file()) {
             expected.push_back(fs::path(logs).wstring() + L"/" + entry.path().filename().wstring());
         }
     }

@@ -140,6 +140,14 @@ TEST_F(EngineOutputDataFileWriterTest, KindNamesAndPaths) {
     writer.newFiles({late}, dir / "sub\\", "_1", 16);  // no '/' after a backslash either
     writer.closeFiles();
     EXPECT_TRUE(std::filesystem::exists(dir / "sub\\Late_1.vql"));
+
+    // Two kinds under one name would share a file and lose records: refused before the second
+    // opening truncates the first's file.
+    EngineOutputDataFileWriter::registerObjectIDFileName(0x7D, L"Late");
+    EXPECT_FILE_ERROR(writer.newFiles({late, 0x7D}, dir.path(), "", 16),
+                      "EngineOutputDataFileWriter::newLogFiles: two object IDs share the file " +
+                          (dir / "Late.vql"));
+    writer.closeFiles();
 }
 
 TEST_F(EngineOutputDataFileWriterTest, MisuseAndFilesThatCannotBeOpened) {

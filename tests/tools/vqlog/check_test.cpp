@@ -1,6 +1,11 @@
 // vqlog check, recover and convert: damaged byte ranges found exactly, intact frames kept byte
 // for byte, recordings converted without losing a byte.
+#include <sys/stat.h>
+
+#include <functional>
+
 #include "toolfixture.h"
+#include "vqlog/filestats.h"
 #include "vqlog/scanner.h"
 #include "vqtest/hex.h"
 
@@ -152,6 +157,187 @@ TEST(VqlogConvert, KindsWithoutALogFileNameGetOneAndSecondFacesAreNotDroppedSile
     EXPECT_EQ(csv.out.substr(csv.out.find('\n') + 1),
               "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0\n"
               "1,0,0,0,0,0,0,0,0,0,0,0,0,0,1\n");
+}
+
+}  // namespace
+}  // namespace vqtest
+
+namespace vqtest {
+namespace {
+
+using vq::eod::ByteBuffer;
+
+ByteBuffer framesBytes(unsigned int first, unsigned int count) {
+    ByteBuffer bytes;
+    for (unsigned int n = first; n < first + count; ++n) {
+        timedFrame(n, false)->serialize(bytes);
+    }
+    return bytes;
+}
+
+bool contains(const ProcessResult& result, const std::string& text) {
+    return (result.out + result.err).find(text) != std::string::npos;
+}
+
+// Recordings that every file scan called intact while the readers failed on them, or that a
+// command could not leave: check agrees with print, and recover leaves a readable recording.
+TEST(VqlogCheck, AgreesWithTheReadersAndRecoverLeavesWhatTheyRead) {
+    struct Case {
+        const char* what;
+        std::function<std::string(const TempDir&)> make;  // returns the recording's path
+        std::string check_says;                           // in check's output, exit 1
+        std::string recover_says;                         // in recover's output, exit 0
+    };
+    const Case cases[] = {
+        {"a copy of one kind's file beside it",
+         [](const TempDir& dir) {
+             writeRecording(dir / "rec", timedFrames(6), true);
+             std::filesystem::copy_file(dir / "rec/Timing.vql", dir / "rec/Timing2.vql");
+             return dir / "rec";
+         },
+         "check: damaged: the library's reader stops before the first frame: "
+         "SerializableComposite::addSubObject - Sub-object already exists in this composite\n",
+         "Timing2.vql: skipped, Timing (0x0A) of frames 0..5 is in Timing.vql too\n"},
+        {"a frame holding an empty compressed record",
+         [](const TempDir& dir) {
+             ByteBuffer data = framesBytes(0, 3);
+             const ByteBuffer odd = vqtest::bytes("09000d0100000003015f000400000000");
+             data.insert(data.end(), odd.begin(), odd.end());
+             const ByteBuffer last = framesBytes(4, 1);
+             data.insert(data.end(), last.begin(), last.end());
+             writeFile(dir / "rec.vql", data);
+             return dir / "rec.vql";
+         },
+         "  damaged bytes 108..123 (16 bytes): a frame holding a CompressedSerializable (0x5F) "
+         "record, which is not an engine record\n",
+         "rec.vql: kept 4 frames (144 bytes), dropped 16 bytes in 1 damaged range\n"},
+        {"a device linked as a log file",
+         [](const TempDir& dir) {
+             std::filesystem::create_symlink("/dev/zero", dir / "zero.vql");
+             return dir / "zero.vql";
+         },
+         "vqlog check: cannot open " + std::string("ZERO") + ": it is not a regular file\n", ""},
+    };
+    for (const Case& c : cases) {
+        TempDir dir;
+        const std::string path = c.make(dir);
+        ProcessResult check = vqlog({"check", path});
+        EXPECT_EQ(check.exit_code, 1) << c.what;
+        std::string says = c.check_says;
+        if (says.find("ZERO") != std::string::npos) {
+            says.replace(says.find("ZERO"), 4, path);
+        }
+        EXPECT_TRUE(contains(check, says)) << c.what << '\n' << check.out << check.err;
+        EXPECT_EQ(vqlog({"print", path}).exit_code, 1) << c.what;
+        if (!c.recover_says.empty()) {
+            ProcessResult recover = vqlog({"recover", path, dir / "fixed"});
+            EXPECT_EQ(recover.exit_code, 0) << c.what << '\n' << recover.out << recover.err;
+            EXPECT_TRUE(contains(recover, c.recover_says)) << c.what << '\n' << recover.out;
+            EXPECT_EQ(vqlog({"check", dir / "fixed"}).exit_code, 0) << c.what;
+            EXPECT_EQ(vqlog({"print", dir / "fixed"}).exit_code, 0) << c.what;
+        }
+    }
+
+    // A FIFO among the log files is skipped, and said so, instead of blocking every reader.
+    TempDir dir;
+    writeRecording(dir / "rec", timedFrames(3), true);
+    ASSERT_EQ(mkfifo((dir / "rec/Pipe.vql").c_str(), 0600), 0);
+    for (const char* command : {"check", "print", "info"}) {
+        ProcessResult run = vqlog({command, dir / "rec"});
+        EXPECT_EQ(run.exit_code, 0) << command << '\n' << run.err;
+        EXPECT_EQ(run.err,
+                  "vqlog: skipped " + (dir / "rec/Pipe.vql") + ": it is not a regular file\n")
+            << command;
+    }
+}
+
+// A frame number out of line is one frame dropped, never the end of what recover keeps.
+TEST(VqlogRecover, AFrameNumberOutOfLineIsOneFrameDropped) {
+    for (const unsigned char flip : {0x10, 0x00}) {  // frame 10 becomes 1048586, or frame 3
+        TempDir dir;
+        ByteBuffer data = framesBytes(0, 20);
+        data[10 * 36 + 5] ^= flip;
+        if (flip == 0) {
+            data[10 * 36 + 7] = 3;
+        }
+        writeFile(dir / "rec.vql", data);
+        ProcessResult recover = vqlog({"recover", dir / "rec.vql", dir / "fixed.vql"});
+        EXPECT_EQ(recover.exit_code, 0) << recover.err;
+        EXPECT_EQ(recover.out.substr(0, recover.out.find('\n')),
+                  "rec.vql: kept 19 frames (684 bytes), dropped 36 bytes in 1 frame repeated or "
+                  "out of order");
+        ByteBuffer expected = framesBytes(0, 10);
+        const ByteBuffer rest = framesBytes(11, 9);
+        expected.insert(expected.end(), rest.begin(), rest.end());
+        EXPECT_EQ(readFile(dir / "fixed.vql"), expected);
+    }
+}
+
+// The work of a scan is the file's size, whatever the bytes; repeats are counted, not listed.
+TEST(VqlogCheck, ScanWorkAndNotesStayBounded) {
+    TempDir dir;
+    // Every 64 bytes a header announcing 960 KiB that fails to decode: once a fresh window each.
+    ByteBuffer hostile;
+    for (int i = 0; i < 37500; ++i) {
+        ByteBuffer piece = vqtest::bytes("09ffff000f000001");
+        piece.resize(64);
+        hostile.insert(hostile.end(), piece.begin(), piece.end());
+    }
+    writeFile(dir / "h.vql", hostile);
+    vqlog::RecordScanner scanner(dir / "h.vql");
+    vqlog::RecordScanner::Item item;
+    while (scanner.next(item)) {
+    }
+    EXPECT_LE(scanner.bytesRead(), 2 * hostile.size());
+
+    // 64 MiB of data and one byte more is beyond what the frame client takes too.
+    writeFile(dir / "big.vql", vqtest::bytes("09ffff04000001"));
+    vqlog::RecordScanner big(dir / "big.vql");
+    ASSERT_TRUE(big.next(item));
+    EXPECT_EQ(item.what, "the record announces 67108865 bytes of data, more than vqlog reads");
+
+    ByteBuffer repeats;
+    for (int i = 0; i < 1000; ++i) {
+        timedFrame(7, false)->serialize(repeats);
+    }
+    writeFile(dir / "r.vql", repeats);
+    const vqlog::FileStats stats = vqlog::scanFile(dir / "r.vql");
+    EXPECT_EQ(stats.frames.frames, 1000u);
+    EXPECT_EQ(stats.frames.disorder, 999u);
+    EXPECT_EQ(stats.frames.runs.size(), 1u);
+    ProcessResult check = vqlog({"check", dir / "r.vql"});
+    EXPECT_NE(check.out.find("  duplicate frame 7 at byte 180\n"
+                             "  994 more frames repeated or out of order\n"),
+              std::string::npos)
+        << check.out;
+}
+
+}  // namespace
+}  // namespace vqtest
+
+namespace vqtest {
+namespace {
+
+// Kinds that share a class (the two pupil positions) each get a file; nothing is lost.
+TEST(VqlogConvert, KindsSharingAClassGetAFileEach) {
+    using namespace vq::eod;
+    TempDir dir;
+    Frames frames;
+    for (unsigned int n = 0; n < 3; ++n) {
+        frames.push_back(timedFrame(n, false));
+        for (char id : {object_id::FEATURE_POINT_R_PUPILPOS, object_id::FEATURE_POINT_L_PUPILPOS}) {
+            frames.back()->addSubObject(boost::shared_ptr<FeaturePoint>(new FeaturePoint(id)));
+        }
+    }
+    writeRecording(dir / "one.vql", frames, false);
+    ProcessResult split = vqlog({"convert", dir / "one.vql", dir / "kinds"});
+    EXPECT_EQ(split.exit_code, 0) << split.err;
+    EXPECT_EQ(
+        vqlog::logFiles(dir / "kinds"),
+        (std::vector<std::string>{dir / "kinds/FeaturePoint0x17.vql",
+                                  dir / "kinds/FeaturePoint0x18.vql", dir / "kinds/Timing.vql"}));
+    EXPECT_EQ(vqlog({"convert", dir / "kinds", dir / "back.vql"}).exit_code, 0);
+    EXPECT_EQ(readFile(dir / "back.vql"), readFile(dir / "one.vql"));
 }
 
 }  // namespace

@@ -79,5 +79,17 @@ TEST(VqlogCli, DataAndIoErrorsExitOneWithTheLibrarysMessage) {
         << refused.err;
 }
 
+TEST(VqlogCli, OutputThatCannotBeWrittenExitsOne) {
+    TempDir dir;
+    writeRecording(dir / "one.vql", timedFrames(3), false);
+    for (const char* command : {"print", "info", "check"}) {
+        ProcessResult full = runProcess(
+            {"/bin/sh", "-c",
+             std::string(VQLOG_PATH) + " " + command + " '" + (dir / "one.vql") + "' > /dev/full"});
+        EXPECT_EQ(full.exit_code, 1) << command;
+        EXPECT_EQ(full.err, "vqlog " + std::string(command) + ": cannot write the output\n");
+    }
+}
+
 }  // namespace
 }  // namespace vqtest

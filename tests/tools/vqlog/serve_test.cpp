@@ -7,15 +7,17 @@
 
 #include "toolfixture.h"
 #include "vqlog/recording.h"
+#include "vqtest/hex.h"
+#include "vqtest/loopback.h"
 
 namespace vqtest {
 namespace {
 
-constexpr int PATIENCE_MILLIS = 10000;
+constexpr int SERVE_PATIENCE_MILLIS = 10000;
 
 // Starts `vqlog serve` with these arguments and returns the port from its first line.
 int startServe(ChildProcess& serve) {
-    const std::string line = serve.readLine(PATIENCE_MILLIS);
+    const std::string line = serve.readLine(SERVE_PATIENCE_MILLIS);
     const std::size_t colon = line.rfind(':');
     EXPECT_NE(colon, std::string::npos) << line;
     return colon == std::string::npos ? 0 : std::stoi(line.substr(colon + 1));
@@ -33,11 +35,42 @@ TEST(VqlogServe, RecordTakesEveryFrameThatServeSends) {
     EXPECT_EQ(record.exit_code, 0) << record.err;
     EXPECT_EQ(record.out,
               "vqlog record: 50 frames (0..49) into 2 files in " + (dir / "out") + "\n");
-    ProcessResult served = serve.wait(PATIENCE_MILLIS);
+    ProcessResult served = serve.wait(SERVE_PATIENCE_MILLIS);
     EXPECT_EQ(served.exit_code, 0);
     EXPECT_EQ(served.out, "vqlog serve: sent 50 frames to 1 client\n");
     for (const char* name : {"Timing.vql", "EngineState.vql"}) {
         EXPECT_EQ(readFile(dir / "out/" + name), readFile(dir / "in/" + name)) << name;
+    }
+}
+
+// A stream that ends inside a record is damaged data: exit 1, the whole frames kept.
+TEST(VqlogServe, RecordOfAStreamCutShortKeepsItsFramesAndExitsOne) {
+    for (const std::string tail : {"0900210100000003", "abababababababababab"}) {
+        TempDir dir;
+        LoopbackListener listener;
+        ChildProcess record({VQLOG_PATH, "record", "--connect",
+                             "127.0.0.1:" + std::to_string(listener.port()), dir / "out.vql",
+                             "--single-file"});
+        auto peer = listener.accept();
+        ASSERT_TRUE(peer);
+        vq::eod::ByteBuffer stream;
+        for (const auto& frame : timedFrames(3)) {
+            frame->serialize(stream);
+        }
+        const vq::eod::ByteBuffer frames = stream;
+        const vq::eod::ByteBuffer cut = bytes(tail);
+        stream.insert(stream.end(), cut.begin(), cut.end());
+        peer->send(stream);
+        peer->close();
+        ProcessResult recorded = record.wait(SERVE_PATIENCE_MILLIS);
+        EXPECT_EQ(recorded.exit_code, 1) << tail;
+        EXPECT_EQ(recorded.err.substr(recorded.err.find('\n') + 1),
+                  "vqlog record: damaged stream: the stream ended inside a record (" +
+                      std::to_string(cut.size()) +
+                      " bytes after the last whole one); the frames received before it are "
+                      "kept\n")
+            << tail;
+        EXPECT_EQ(readFile(dir / "out.vql"), frames) << tail;
     }
 }
 
@@ -52,7 +85,7 @@ TEST(VqlogServe, CtrlCStopsRecordWithEveryReceivedFrameInClosedFiles) {
     // Let a few passes of the loop arrive.
     std::this_thread::sleep_for(std::chrono::milliseconds(300));
     record.signal(SIGINT);
-    ProcessResult recorded = record.wait(PATIENCE_MILLIS);
+    ProcessResult recorded = record.wait(SERVE_PATIENCE_MILLIS);
     EXPECT_EQ(recorded.exit_code, 0) << recorded.err;
     const std::string tail = "; stopped by signal\n";
     ASSERT_GT(recorded.out.size(), tail.size());
@@ -67,7 +100,7 @@ TEST(VqlogServe, CtrlCStopsRecordWithEveryReceivedFrameInClosedFiles) {
     EXPECT_EQ(check.out.find("damaged bytes"), std::string::npos) << check.out;
 
     serve.signal(SIGINT);
-    ProcessResult served = serve.wait(PATIENCE_MILLIS);
+    ProcessResult served = serve.wait(SERVE_PATIENCE_MILLIS);
     EXPECT_EQ(served.exit_code, 0);
     EXPECT_NE(served.out.find("(stopped)"), std::string::npos) << served.out;
 }
@@ -88,7 +121,7 @@ TEST(VqlogServe, DatagramsCarryOneSerialisedFrameEach) {
         frame->serialize(expected);
         ByteBuffer datagram;
         io::InetAddress from(0);
-        ASSERT_GT(receiver.receiveDatagram(datagram, from, PATIENCE_MILLIS, false), 0);
+        ASSERT_GT(receiver.receiveDatagram(datagram, from, SERVE_PATIENCE_MILLIS, false), 0);
         EXPECT_EQ(datagram, expected) << "frame " << frame->frameNum();
     }
 }

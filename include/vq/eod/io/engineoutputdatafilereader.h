@@ -72,7 +72,9 @@ public:
     // ("files are not open").
     boost::shared_ptr<EngineOutputData> readData();
 
-    // The paths of the log files (names ending in ".vql", directories left out) of `directory`,
+    // The paths of the log files (regular files whose names end in ".vql"; directories, FIFOs,
+    // devices and links to them are left out, since reading them would block or never end) of
+    // `directory`,
     // in the order the directory lists them: the directory, '/', the file name (a directory ""
     // lists the working directory, with no '/'). Raises EngineOutputDataFileError whose message
     // starts "EngineOutputDataFileReader::logFilesInDir - " and goes on with

@@ -56,7 +56,9 @@ public:
     // buffer of `buffer_size` bytes. Programming errors raise std::invalid_argument: "files
     // already open", "the list of object IDs to log cannot be empty". An ID given twice raises
     // EngineOutputDataFileError "EngineOutputDataFileWriter::newLogFiles: duplicate object IDs",
-    // an ID without a name the objectIDToFileName() error, a file that cannot be created
+    // two IDs registered under one name "EngineOutputDataFileWriter::newLogFiles: two object IDs
+    // share the file <path>" (before that file is opened a second time), an ID without a name the
+    // objectIDToFileName() error, a file that cannot be created
     // "EngineOutputDataFileWriter::newLogFiles: could not open file."; the files opened before
     // the failure stay open (closeFiles() closes them).
     void newFiles(const std::vector<char>& ids, const std::wstring& directory,

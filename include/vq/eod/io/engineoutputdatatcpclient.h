@@ -68,6 +68,11 @@ public:
     // "src/eod/io/engineoutputdatatcpclient.cpp:<line>: not connected". SocketError for a failing
     // socket, SerializableError for a damaged stream (see above).
     boost::shared_ptr<EngineOutputData> receive(int timeoutMillis);
+    // The bytes received and not yet handed out in a frame or skipped: after the peer closed,
+    // more than 0 means the stream ended inside a record. connect() and disconnect() drop them.
+    std::size_t pendingBytes() const {
+        return _pending.size() - static_cast<std::size_t>(_pending_pos);
+    }
 
 private:
     void refuseOversizeRecord() const;
