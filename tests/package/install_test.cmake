@@ -47,13 +47,19 @@ run("${WORK_DIR}/examples/write_logs" "${WORK_DIR}/logs")
 run("${WORK_DIR}/examples/read_logs" "${WORK_DIR}/logs")
 expect_output("60 frames")
 
-# pkg-config, from the .pc file alone.
+# pkg-config, from the .pc file alone, as the README shows: its paths are the prefix's, and the
+# program finds the library through the rpath given beside them.
 set(ENV{PKG_CONFIG_PATH} "${prefix}/${LIBDIR}/pkgconfig")
+run(pkg-config --variable=libdir vq_corelog)
+string(STRIP "${output}" libdir)
+if(NOT libdir STREQUAL "${prefix}/${LIBDIR}")
+    message(FATAL_ERROR "the .pc file's libdir is ${libdir}, not ${prefix}/${LIBDIR}")
+endif()
 run(pkg-config --cflags --libs vq_corelog)
 string(STRIP "${output}" flags)
 separate_arguments(flags UNIX_COMMAND "${flags}")
-run(c++ -std=c++17 "${SOURCE_DIR}/examples/read_logs.cpp" ${flags}
-    "-Wl,-rpath,${prefix}/${LIBDIR}" -o "${WORK_DIR}/read_logs_pkgconfig")
+run(c++ -std=c++17 "${SOURCE_DIR}/examples/read_logs.cpp" ${flags} "-Wl,-rpath,${libdir}"
+    -o "${WORK_DIR}/read_logs_pkgconfig")
 run("${WORK_DIR}/read_logs_pkgconfig" "${WORK_DIR}/logs")
 expect_output("60 frames")
 

@@ -40,6 +40,8 @@ int runVqlog(int argc, char** argv) {
         "vqlog"};
     app.require_subcommand(1);
     app.fallthrough(false);
+    app.set_version_flag("--version", "vqlog " VQ_CORELOG_VERSION,
+                         "Print the version of vqlog and its library, and exit");
     std::vector<std::pair<CLI::App*, Command>> commands;
     auto add = [&app, &commands](Command (*adder)(CLI::App&)) {
         Command command = adder(app);
@@ -55,6 +57,22 @@ int runVqlog(int argc, char** argv) {
     add(addServe);
     add(addRecord);
 
+    setInvocation(argc > 0 ? argv[0] : "vqlog");
+    if (argc > 1 && argv[1][0] != '-') {
+        std::string names;
+        for (const auto& entry : commands) {
+            if (entry.first->get_name() == argv[1]) {
+                names.clear();
+                break;
+            }
+            names += (names.empty() ? "" : ", ") + entry.first->get_name();
+        }
+        if (!names.empty()) {
+            std::cerr << "vqlog: unknown command '" << argv[1] << "'; the commands are " << names
+                      << "\nRun with --help for more information.\n";
+            return 2;
+        }
+    }
     try {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {

@@ -37,6 +37,11 @@ struct SelectionOptions {
     Selection selection() const;
 };
 
+// How the shell that started this vqlog runs it again (set from argv[0] by runVqlog): the path
+// it was started by, or its name when the PATH finds this very program, else its absolute path.
+void setInvocation(const std::string& argv0);
+const std::string& invocation();
+
 // Runs vqlog with these arguments and returns its exit code; messages go to standard error,
 // prefixed with "vqlog <command>: ".
 int runVqlog(int argc, char** argv);

@@ -1,9 +1,11 @@
 // vqlog demo: a simulated tracker records, streams and reads back a few seconds of frames, and
 // the demo checks that every path gives back exactly what was produced.
 #include <algorithm>
+#include <cctype>
 #include <chrono>
 #include <cmath>
 #include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <thread>
@@ -52,6 +54,27 @@ std::string ordinal(std::size_t n) {
                          : n % 10 == 3                    ? "rd"
                                                           : "th";
     return n == 1 ? std::string("") : std::to_string(n) + suffix;
+}
+
+// The word as a POSIX shell reads it back: as it stands when it holds no special character,
+// else in single quotes.
+std::string shellWord(const std::string& word) {
+    const bool plain = !word.empty() && std::all_of(word.begin(), word.end(), [](char c) {
+        return std::isalnum(static_cast<unsigned char>(c)) || std::strchr("%+,-./:=@_", c);
+    });
+    if (plain) {
+        return word;
+    }
+    std::string quoted = "'";
+    for (char c : word) {
+        quoted += c == '\'' ? std::string("'\\''") : std::string(1, c);
+    }
+    return quoted + "'";
+}
+
+std::string& invoked() {
+    static std::string argv0 = "vqlog";
+    return argv0;
 }
 
 std::int64_t wallClockMillis() {
@@ -220,9 +243,12 @@ int demo(const DemoOptions& options) {
     const bool same_files = read_back == production.frames;
     const bool same_stream = received == production.frames;
     if (same_files && same_stream) {
-        std::cout << "Look closer: vqlog info " << directory << "\n             vqlog print "
-                  << directory << " --count 5\n             vqlog export " << directory
-                  << " --format csv\n\n";
+        const std::string vqlog = shellWord(invocation());
+        const std::string path = shellWord(directory);
+        const std::string indent(13, ' ');
+        std::cout << "Look closer: " << vqlog << " info " << path << '\n'
+                  << indent << vqlog << " print " << path << " --count 5\n"
+                  << indent << vqlog << " export " << path << " --format csv\n\n";
         std::cout << "check: OK, the " << count
                   << " frames read back from the recording and received over TCP equal those "
                      "produced, byte for byte\n";
@@ -237,6 +263,36 @@ int demo(const DemoOptions& options) {
 }
 
 }  // namespace
+
+void setInvocation(const std::string& argv0) {
+    invoked() = argv0;
+}
+
+const std::string& invocation() {
+    namespace fs = std::filesystem;
+    static const std::string resolved = [] {
+        const std::string& argv0 = invoked();
+        std::error_code error;
+        const fs::path self = fs::canonical("/proc/self/exe", error);
+        if (argv0.find('/') != std::string::npos || error) {
+            return argv0;  // a path runs as given from where vqlog started: the demo stays there
+        }
+        const char* path = std::getenv("PATH");
+        const std::string directories = path != nullptr ? path : "";
+        for (std::size_t begin = 0; begin <= directories.size();) {
+            const std::size_t end = std::min(directories.find(':', begin), directories.size());
+            const fs::path directory = directories.substr(begin, end - begin);
+            const fs::path candidate = (directory.empty() ? fs::path(".") : directory) / argv0;
+            if (fs::exists(candidate, error)) {
+                // The first program of that name the PATH finds is the one the shell runs.
+                return fs::equivalent(candidate, self, error) ? argv0 : self.string();
+            }
+            begin = end + 1;
+        }
+        return self.string();
+    }();
+    return resolved;
+}
 
 Command addDemo(CLI::App& app) {
     auto options = std::make_shared<DemoOptions>();

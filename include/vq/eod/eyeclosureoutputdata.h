@@ -3,13 +3,13 @@
 //
 // Engine-specific block, 33 bytes:
 //
-//     offset  0   8   eyeClosure right, left (float, 0..1)
+//     offset  0   8   eyeClosure right, left (float, 0 open..1 closed, no unit)
 //     offset  8   8   eyeClosureConfidence right, left (float, 0..1)
 //     offset 16   4   eyeClosureCalibStatus (float, 0..1)
 //     offset 20   1   blinking (bool)
-//     offset 21   4   blinkFrequency (float, >= 0)
-//     offset 25   4   averageBlinkDuration (float, >= 0)
-//     offset 29   4   perclos (float, 0..1)
+//     offset 21   4   blinkFrequency (float, blinks per minute, >= 0)
+//     offset 25   4   averageBlinkDuration (float, seconds, >= 0)
+//     offset 29   4   perclos (float, share of time closed, 0..1)
 //
 // Setters refuse bad arguments with std::invalid_argument and leave the record unchanged; ranges
 // include both ends and refuse NaN. A record read from bytes holds the values as read,
@@ -74,8 +74,9 @@ private:
                                                    // default 0
     float _eye_closure_calib_status;               // calibration status, 0..1; default 0
     bool _blinking;                                // a blink is in progress; default false
-    float _blink_frequency;                        // blink frequency, >= 0; default 0
-    float _average_blink_duration;                 // average blink duration, >= 0; default 0
+    float _blink_frequency;                        // blinks per minute, >= 0; default 0
+    // Average blink duration, seconds, >= 0; default 0.
+    float _average_blink_duration;
     float _perclos;  // proportion of time the eyes are closed, 0..1; default 0
 };
 

@@ -1,6 +1,7 @@
 // GazeIntersectionOutputDataV2: where the gaze meets one object of the world model, and the
 // point where it meets the gaze object. Block (53 bytes): the 41-byte one-object block of
-// IntersectionOutputBase, then the gaze object intersection x, y, z (floats).
+// IntersectionOutputBase, then the gaze object intersection x, y, z (floats, metres in world
+// coordinates).
 #pragma once
 
 #include "vq/eod/gazeintersectionoutputdatabase.h"
@@ -48,7 +49,8 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;  // 53
 
 private:
-    std::vector<float> _gaze_object_intersection;  // gaze meets the gaze object, world x, y, z
+    // Gaze meets the gaze object, x, y, z, metres in world coordinates.
+    std::vector<float> _gaze_object_intersection;
 };
 
 }  // namespace vq::eod

@@ -3,11 +3,13 @@
 // Engine-specific block, 44 bytes, per eye the right eye first:
 //
 //     offset  0   1   gazeQualityLevel[RIGHT_EYE]
-//     offset  1  12   eyeballCentre[RIGHT_EYE] x, y, z (float)
-//     offset 13   8   gazeRotation[RIGHT_EYE] pitch, yaw (float, rad)
+//     offset  1  12   eyeballCentre[RIGHT_EYE] x, y, z (float, metres, world coordinates)
+//     offset 13   8   gazeRotation[RIGHT_EYE] pitch, yaw (float, radians, world coordinates)
 //     offset 21   1   gazeQualityLevel[LEFT_EYE]
-//     offset 22  12   eyeballCentre[LEFT_EYE] x, y, z (float)
-//     offset 34   8   gazeRotation[LEFT_EYE] pitch, yaw (float, rad)
+//     offset 22  12   eyeballCentre[LEFT_EYE] x, y, z (float, metres, world coordinates)
+//     offset 34   8   gazeRotation[LEFT_EYE] pitch, yaw (float, radians, world coordinates)
+//
+// World coordinates have y up; a gaze of pitch 0 and yaw 0 looks along -z.
 //     offset 42   1   gazeCalibrated (bool)
 //     offset 43   1   saccade (bool)
 //
@@ -87,12 +89,12 @@ private:
 
     std::array<GazeQualityLevel, 2> _gaze_quality_level;  // per eye, element 0 the right eye;
                                                           // default NO_TRACKING
-    std::array<std::vector<float>, 2> _eyeball_centre;    // eyeball centre x, y, z per eye;
-                                                          // default 0
-    std::array<std::vector<float>, 2> _gaze_rotation;     // gaze (pitch, yaw) per eye (rad);
-                                                          // default 0
-    bool _gaze_calibrated;                                // calibration applied; default false
-    bool _saccade;                                        // saccade in progress; default false
+    // Eyeball centre x, y, z per eye, metres in world coordinates; default 0.
+    std::array<std::vector<float>, 2> _eyeball_centre;
+    // Gaze (pitch, yaw) per eye, radians in world coordinates; default 0.
+    std::array<std::vector<float>, 2> _gaze_rotation;
+    bool _gaze_calibrated;  // calibration applied; default false
+    bool _saccade;          // saccade in progress; default false
 };
 
 }  // namespace vq::eod

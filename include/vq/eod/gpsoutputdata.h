@@ -58,9 +58,11 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;  // 17
 
 private:
-    bool _is_data_valid;         // whether the receiver had a fix
-    unsigned int _gmt_time;      // GMT time of the fix, as the receiver gives it
-    GPSCoordinateV1 _latitude;   // latitude, hemisphere 'N' or 'S'
+    bool _is_data_valid;  // whether the receiver had a fix
+    // Time of the fix, seconds since 1970-01-01 00:00 UTC as the receiver gives it.
+    unsigned int _gmt_time;
+    // Latitude (degrees, minutes and seconds of arc), hemisphere 'N' or 'S'.
+    GPSCoordinateV1 _latitude;
     GPSCoordinateV1 _longitude;  // longitude, hemisphere 'E' or 'W' ('N' until set)
     short _speed;                // speed in km/h, -1 for none
 };

@@ -61,12 +61,15 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;  // 29
 
 private:
-    bool _is_data_valid;         // whether the receiver had a fix
-    unsigned int _gmt_time;      // GMT time of the fix, as the receiver gives it
-    GPSCoordinateV2 _latitude;   // latitude, hemisphere 'N' or 'S'
+    bool _is_data_valid;  // whether the receiver had a fix
+    // Time of the fix, seconds since 1970-01-01 00:00 UTC as the receiver gives it.
+    unsigned int _gmt_time;
+    // Latitude (degrees, minutes and seconds of arc), hemisphere 'N' or 'S'.
+    GPSCoordinateV2 _latitude;
     GPSCoordinateV2 _longitude;  // longitude, hemisphere 'E' or 'W' ('N' until set)
     float _speed;                // speed in km/h
-    float _course;               // course over ground, as the receiver gives it
+    // Course over ground, degrees clockwise from north, as the receiver gives it.
+    float _course;
 };
 
 }  // namespace vq::eod

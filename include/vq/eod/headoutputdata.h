@@ -4,12 +4,12 @@
 // into each other field by field. Engine-specific block, 54 bytes:
 //
 //     offset  0   1   trackingState (char; 0 not tracking)
-//     offset  1  12   headPosition x, y, z (float)
-//     offset 13  12   headRotation x, y, z, Euler angles (float)
+//     offset  1  12   headPosition x, y, z (float, metres, world coordinates)
+//     offset 13  12   headRotation x, y, z, Euler angles (float, radians)
 //     offset 25   4   headPositionConfidence (float)
 //     offset 29   1   modelQualityLevel (char)
-//     offset 30  12   headEyeBallPos[RIGHT_EYE] x, y, z (float)
-//     offset 42  12   headEyeBallPos[LEFT_EYE] x, y, z (float)
+//     offset 30  12   headEyeBallPos[RIGHT_EYE] x, y, z (float, metres, world coordinates)
+//     offset 42  12   headEyeBallPos[LEFT_EYE] x, y, z (float, metres, world coordinates)
 //
 // Setters refuse bad arguments with std::invalid_argument and leave the record unchanged; a
 // record read from bytes holds the values as read, unchecked.
@@ -69,13 +69,16 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
-    char _tracking_state;               // head tracker state; 0 not tracking, default 0
-    std::vector<float> _head_position;  // filtered head position x, y, z; default 0
-    std::vector<float> _head_rotation;  // filtered rotation, Euler angles (rad); default 0
-    float _head_position_confidence;    // confidence of the position, 0..1; default 0
-    char _model_quality_level;          // quality level of the head model; default 0
-    std::array<std::vector<float>, 2> _head_eye_ball_pos;  // eyeball centres, element 0 the
-                                                           // right eye; default 0
+    char _tracking_state;  // 0 not tracking, else tracking; default 0
+    // Filtered head position x, y, z, metres in world coordinates; default 0.
+    std::vector<float> _head_position;
+    // Filtered rotation of the head in world coordinates, Euler angles about x, y, z in radians (as
+    // utils::fromEulerAngles takes them); default 0.
+    std::vector<float> _head_rotation;
+    float _head_position_confidence;  // confidence of the position, 0..1 (no unit); default 0
+    char _model_quality_level;        // quality level of the head model; default 0
+    // Eyeball centres x, y, z, metres in world coordinates, element 0 the right eye; default 0.
+    std::array<std::vector<float>, 2> _head_eye_ball_pos;
 };
 
 }  // namespace vq::eod

@@ -3,12 +3,13 @@
 // Engine-specific block, 114 bytes:
 //
 //     offset  0   1   isTracking (bool; any non-zero byte reads as true)
-//     offset  1  24   headPosition x, y, z (double)
-//     offset 25  32   headRotationQuaternion w, x, y, z (double), stored as received
+//     offset  1  24   headPosition x, y, z (double, metres, world coordinates)
+//     offset 25  32   headRotationQuaternion w, x, y, z (double, unit quaternion of the
+//                     rotation in world coordinates), stored as received
 //     offset 57   8   headPositionConfidence (double)
 //     offset 65   1   modelQualityLevel (char)
-//     offset 66  24   headEyeBallPos[RIGHT_EYE] x, y, z (double)
-//     offset 90  24   headEyeBallPos[LEFT_EYE] x, y, z (double)
+//     offset 66  24   headEyeBallPos[RIGHT_EYE] x, y, z (double, metres, world coordinates)
+//     offset 90  24   headEyeBallPos[LEFT_EYE] x, y, z (double, metres, world coordinates)
 //
 // The Euler angles (headRotation) are never written: they are always derived from the
 // quaternion with utils::toEulerAngles, when the quaternion is set, when the Euler angles are
@@ -80,16 +81,19 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
-    bool _is_tracking;                              // head is tracked; default false
-    std::vector<double> _head_position;             // filtered head position x, y, z; default 0
-    std::vector<double> _head_rotation_quaternion;  // filtered rotation w, x, y, z; default
-                                                    // (1, 0, 0, 0)
-    std::vector<double> _head_rotation;             // the same rotation as Euler angles (rad);
-                                                    // default 0, never serialised
-    double _head_position_confidence;               // confidence of the position, 0..1; default 0
-    char _model_quality_level;                      // quality level of the head model; default 0
-    std::array<std::vector<double>, 2> _head_eye_ball_pos;  // eyeball centres, element 0 the
-                                                            // right eye; default 0
+    bool _is_tracking;  // head is tracked; default false
+    // Filtered head position x, y, z, metres in world coordinates; default 0.
+    std::vector<double> _head_position;
+    // Filtered rotation of the head in world coordinates, a unit quaternion w, x, y, z;
+    // default (1, 0, 0, 0).
+    std::vector<double> _head_rotation_quaternion;
+    // The same rotation as Euler angles about x, y, z in radians; default 0, never serialised.
+    std::vector<double> _head_rotation;
+    // Confidence of the position, 0..1 (no unit); default 0.
+    double _head_position_confidence;
+    char _model_quality_level;  // quality level of the head model; default 0
+    // Eyeball centres x, y, z, metres in world coordinates, element 0 the right eye; default 0.
+    std::array<std::vector<double>, 2> _head_eye_ball_pos;
 };
 
 }  // namespace vq::eod

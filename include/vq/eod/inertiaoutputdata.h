@@ -1,5 +1,7 @@
 // InertiaOutputData: an inertial measurement that arrived with the frame. Block (24 bytes):
-// angular rate x, y, z, then acceleration x, y, z, each a float, in the units of the sensor.
+// angular rate x, y, z, then acceleration x, y, z, each a float, along the axes of the sensor.
+// The record stores what the sensor gives; vqlog and its demo take rates in radians per second
+// and accelerations in metres per second squared, gravity included.
 #pragma once
 
 #include "vq/eod/engineoutputbase.h"
@@ -43,12 +45,12 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;  // 24
 
 private:
-    float _angular_rate_x;  // angular rate about the x axis
-    float _angular_rate_y;  // angular rate about the y axis
-    float _angular_rate_z;  // angular rate about the z axis
-    float _accel_x;         // acceleration along the x axis
-    float _accel_y;         // acceleration along the y axis
-    float _accel_z;         // acceleration along the z axis
+    float _angular_rate_x;  // angular rate about the sensor's x axis, rad/s
+    float _angular_rate_y;  // angular rate about the sensor's y axis, rad/s
+    float _angular_rate_z;  // angular rate about the sensor's z axis, rad/s
+    float _accel_x;         // acceleration along the sensor's x axis, m/s^2
+    float _accel_y;         // acceleration along the sensor's y axis, m/s^2
+    float _accel_z;         // acceleration along the sensor's z axis, m/s^2
 };
 
 }  // namespace vq::eod

@@ -7,9 +7,10 @@
 //     4 bytes   object index (int32)
 //     8 bytes   object name: its first 7 characters, padded with blanks to 7, and a 0 byte
 //     1 byte    intersects screen (0 or 1)
-//     12 bytes  intersection point in world coordinates x, y, z (floats)
-//     8 bytes   intersection point in the object's plane ("screen") x, y (floats)
-//     8 bytes   intersection pixel x, y (int32)
+//     12 bytes  intersection point in world coordinates x, y, z (floats, metres)
+//     8 bytes   intersection point in the object's plane ("screen") x, y (floats, 0..1 from
+//               its top-left corner: x to the right, y down, as utils::rayPlaneIntersect gives)
+//     8 bytes   intersection pixel x, y (int32, pixels of the object's display)
 //
 // A name read back comes without the padding blanks; written again it gives the same bytes. It
 // prints as the 7 characters that are written, without padding.
@@ -25,12 +26,14 @@ namespace vq::eod {
 
 // One intersected object, as the one-object records carry it.
 struct VQ_EOD_API ObjectIntersection {
-    int object_index = -1;                       // index of the object in the world model, -1 none
-    std::string object_name;                     // name of the object; 7 characters are written
-    bool intersects_screen = false;              // whether the ray meets the object
-    std::vector<float> world{0.0f, 0.0f, 0.0f};  // intersection point, world coordinates x, y, z
-    std::vector<float> screen{0.0f, 0.0f};       // intersection point in the object's plane x, y
-    std::vector<int> pixel{0, 0};                // intersection pixel x, y
+    int object_index = -1;           // index of the object in the world model, -1 none
+    std::string object_name;         // name of the object; 7 characters are written
+    bool intersects_screen = false;  // whether the ray meets the object
+    // Intersection point x, y, z, metres in world coordinates.
+    std::vector<float> world{0.0f, 0.0f, 0.0f};
+    // In the object's plane x, y, 0..1 from its top-left corner.
+    std::vector<float> screen{0.0f, 0.0f};
+    std::vector<int> pixel{0, 0};  // intersection pixel x, y, in pixels
 };
 
 VQ_EOD_API bool operator==(const ObjectIntersection& a, const ObjectIntersection& b);

@@ -9,9 +9,10 @@
 //     8 bytes   number of labels (uint64), then per label in label order:
 //               the label (its characters and a 0 byte), its index (int32)
 //     8 bytes   number of world points (uint64), then per point in index order:
-//               index (int32), x, y, z (floats)
-//     8 bytes   number of plane points (uint64), then per point: index (int32), x, y (floats)
-//     8 bytes   number of pixels (uint64), then per pixel: index (int32), x, y (int32)
+//               index (int32), x, y, z (floats, metres in world coordinates)
+//     8 bytes   number of plane points (uint64), then per point: index (int32), x, y (floats,
+//               0..1 from the item's top-left corner, x to the right, y down)
+//     8 bytes   number of pixels (uint64), then per pixel: index (int32), x, y (int32, pixels)
 //
 // The announced size is 16 bytes short. numEngineSpecificDataBytes() counts the four 8-byte
 // counts as 4 bytes each, so the header of a labelled record, and of every record that encloses
@@ -95,9 +96,9 @@ private:
                            std::map<int, std::vector<T>>& points);
 
     std::map<std::string, int> _labels;        // label -> index, one per intersected item
-    std::map<int, std::vector<float>> _world;  // index -> world point x, y, z
-    std::map<int, std::vector<float>> _plane;  // index -> point in the item's plane x, y
-    std::map<int, std::vector<int>> _pixel;    // index -> pixel x, y
+    std::map<int, std::vector<float>> _world;  // index -> world point x, y, z, metres
+    std::map<int, std::vector<float>> _plane;  // index -> point in the item's plane x, y, 0..1
+    std::map<int, std::vector<int>> _pixel;    // index -> pixel x, y, in pixels
 };
 
 }  // namespace vq::eod

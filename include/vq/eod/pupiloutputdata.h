@@ -3,10 +3,10 @@
 //
 // Engine-specific block, 32 bytes, per eye the right eye first:
 //
-//     offset  0  12   pupilPosition[RIGHT_EYE] x, y, z (float)
-//     offset 12   4   pupilDiameter[RIGHT_EYE] (float)
-//     offset 16  12   pupilPosition[LEFT_EYE] x, y, z (float)
-//     offset 28   4   pupilDiameter[LEFT_EYE] (float)
+//     offset  0  12   pupilPosition[RIGHT_EYE] x, y, z (float, metres, world coordinates)
+//     offset 12   4   pupilDiameter[RIGHT_EYE] (float, metres)
+//     offset 16  12   pupilPosition[LEFT_EYE] x, y, z (float, metres, world coordinates)
+//     offset 28   4   pupilDiameter[LEFT_EYE] (float, metres)
 //
 // Setters refuse bad arguments with std::invalid_argument and leave the record unchanged; a
 // record read from bytes holds the values as read, unchecked (a negative diameter included).
@@ -51,9 +51,11 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
-    std::array<std::vector<float>, 2> _pupil_position;  // pupil centre x, y, z per eye, element
-                                                        // 0 the right eye; default 0
-    std::array<float, 2> _pupil_diameter;               // pupil diameter per eye, >= 0; default 0
+    // Pupil centre x, y, z per eye, metres in world coordinates, element 0 the right eye;
+    // default 0.
+    std::array<std::vector<float>, 2> _pupil_position;
+    // Pupil diameter per eye, metres, >= 0; default 0.
+    std::array<float, 2> _pupil_diameter;
 };
 
 }  // namespace vq::eod

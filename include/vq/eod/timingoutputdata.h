@@ -2,10 +2,11 @@
 //
 // Engine-specific block, 22 bytes, packed:
 //
-//     offset  0   8   experimentTime (double)
-//     offset  8   4   frameTimeSecs (signed 32-bit): whole seconds of the frame time
-//     offset 12   2   frameTimeMSecs (unsigned 16-bit): its milliseconds
-//     offset 14   4   approxDelay (float): approximate processing delay of the frame
+//     offset  0   8   experimentTime (double): seconds since the experiment started
+//     offset  8   4   frameTimeSecs (signed 32-bit): whole seconds of the frame time, since
+//                     1970-01-01 00:00 UTC (Unix time)
+//     offset 12   2   frameTimeMSecs (unsigned 16-bit): its milliseconds past that second
+//     offset 14   4   approxDelay (float): approximate processing delay of the frame, seconds
 //     offset 18   4   annotationLabelID (signed 32-bit): -1 for no annotation label
 //
 // The setters store what they are given, unchecked.
@@ -49,10 +50,11 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
-    double _experiment_time;           // time since the experiment started; default 0
-    int _frame_time_secs;              // frame time, whole seconds; default 0
-    unsigned short _frame_time_msecs;  // frame time, milliseconds part; default 0
-    float _approx_delay;               // approximate processing delay; default 0
+    double _experiment_time;  // seconds since the experiment started; default 0
+    // Frame time, whole seconds since 1970-01-01 00:00 UTC; default 0.
+    int _frame_time_secs;
+    unsigned short _frame_time_msecs;  // frame time, milliseconds past that second; default 0
+    float _approx_delay;               // approximate processing delay, seconds; default 0
     int _annotation_label_id;          // annotation label; -1 (the default) for none
 };
 

@@ -231,11 +231,20 @@ TEST_F(EngineOutputDataFileWriterTest, ADiskThatFillsUpPartWayKeepsEveryFrameBef
     const std::string path = dir / "full.vql";
     vqtest::ForkedChild recorder([&](int report) {
         // A 64 KiB file system over the test's directory, in a mount namespace of the child's.
-        if (::unshare(CLONE_NEWNS) != 0 ||
-            ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            ::mount("vqtest", dir.path().c_str(), "tmpfs", 0, "size=64k") != 0) {
-            vqtest::report(report,
-                           std::string("cannot mount a small tmpfs: ") + std::strerror(errno));
+        // Mounts under / are made private first, so that the tmpfs stays in that namespace.
+        const char* failed = ::unshare(CLONE_NEWNS) != 0 ? "unshare: "
+                             : ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
+                                 ? (errno == EINVAL ? "/ is not a mount point, so mounts under "
+                                                      "it cannot be made private: "
+                                                    : "making the mounts under / private: ")
+                             : ::mount("vqtest", dir.path().c_str(), "tmpfs", 0, "size=64k") != 0
+                                 ? "mount: "
+                                 : nullptr;
+        if (failed != nullptr) {
+            const int error = errno;
+            vqtest::report(report, std::string("cannot mount a small tmpfs: ") + failed +
+                                       std::strerror(error) +
+                                       (error == EPERM ? " (needs the right to mount)" : ""));
             return;
         }
         auto attempt = [](const std::function<void()>& call) -> std::string {
@@ -265,7 +274,7 @@ TEST_F(EngineOutputDataFileWriterTest, ADiskThatFillsUpPartWayKeepsEveryFrameBef
     recorder.read(outcome, 4096, 30000);
     ASSERT_EQ(recorder.wait(5000), 0) << outcome;
     if (outcome.rfind("cannot mount", 0) == 0) {
-        GTEST_SKIP() << outcome << " (needs the right to mount)";
+        GTEST_SKIP() << outcome;
     }
     // frame n | its error | the next write's | closing's | bytes on disk | what reads back
     const std::size_t bar = outcome.find('|');

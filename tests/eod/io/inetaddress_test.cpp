@@ -5,6 +5,7 @@
 #include <dlfcn.h>
 #include <ifaddrs.h>
 #include <net/if.h>
+#include <netdb.h>
 #include <unistd.h>
 
 #include <gtest/gtest.h>
@@ -69,6 +70,14 @@ TEST(InetAddress, SetHostTakesNamesAndAddressesInItsOrder) {
 }
 
 TEST(InetAddress, NamesAreLookedUpOnlyWhenAskedForAndThenKept) {
+    sockaddr_in loopback{};
+    loopback.sin_family = AF_INET;
+    loopback.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
+    char host[NI_MAXHOST];
+    if (::getnameinfo(reinterpret_cast<const sockaddr*>(&loopback), sizeof loopback, host,
+                      sizeof host, nullptr, 0, NI_NAMEREQD) != 0) {
+        GTEST_SKIP() << "this machine gives 127.0.0.1 no name (none in its hosts file)";
+    }
     const InetAddress address(80, "127.0.0.1");
     EXPECT_EQ(address.getHostName(false), "127.0.0.1");
     const std::string name = address.getHostName(true);  // from the hosts file

@@ -17,7 +17,12 @@ TEST(VqlogCli, HelpForEveryCommandAndUsageErrorsExitTwo) {
     }
 
     EXPECT_EQ(vqlog({}).exit_code, 2);
-    EXPECT_EQ(vqlog({"frobnicate"}).exit_code, 2);
+    ProcessResult version = vqlog({"--version"});
+    EXPECT_EQ(version.exit_code, 0);
+    EXPECT_EQ(version.out, "vqlog " VQ_CORELOG_VERSION "\n");
+    ProcessResult unknown = vqlog({"frobnicate", "x"});
+    EXPECT_EQ(unknown.exit_code, 2);
+    EXPECT_EQ(unknown.err.substr(0, unknown.err.find(';')), "vqlog: unknown command 'frobnicate'");
     EXPECT_EQ(vqlog({"print"}).exit_code, 2);  // the path is required
     EXPECT_EQ(vqlog({"export", "x", "--format", "xml"}).exit_code, 2);
 
