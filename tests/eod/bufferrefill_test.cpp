@@ -170,6 +170,35 @@ TEST_F(UnannouncedBytes, WhatFollowsARecordNeverChangesHowItReads) {
     }
 }
 
+TEST_F(UnannouncedBytes, ATailArrivingInPiecesIsNotDecodedAgainForEachPiece) {
+    // 255 frames with an under-counted record each, in one frame: 4080 bytes follow its
+    // announced end. They arrive 16 bytes at a time; the frame client decodes again only once
+    // the bytes that the last attempt found missing are there.
+    EngineOutputData outer;
+    for (unsigned int i = 0; i < 255; ++i) {
+        outer.addSubObject(frameWith(i, {static_cast<std::int32_t>(i)}));
+    }
+    const ByteBuffer stream = serialized(outer);
+    const std::size_t announced = outer.numTotalBytes();
+    ASSERT_EQ(stream.size(), announced + 255 * 16);
+    int attempts = 0;
+    std::size_t wait_for = 0;
+    bool incomplete = true;
+    boost::shared_ptr<Serializable> object;
+    for (std::size_t length = announced; incomplete && length <= stream.size(); length += 16) {
+        if (length < wait_for) {
+            continue;
+        }
+        const ByteBuffer arrived(stream.begin(), stream.begin() + static_cast<long>(length));
+        int pos = 0;
+        ++attempts;
+        object = vq::eod::detail::newObjectIfComplete(arrived, pos, incomplete, &wait_for);
+    }
+    ASSERT_TRUE(object);
+    EXPECT_EQ(boost::static_pointer_cast<EngineOutputData>(object)->numSubObjects(), 255);
+    EXPECT_LE(attempts, 8) << "one per piece would be 256";
+}
+
 TEST_F(UnannouncedBytes, ARecordReadInPiecesGetsTheVerdictOfTheWholeStream) {
     // A stream the frame client's fuzz target found (input: a byte giving the number of piece
     // sizes, the sizes, the stream): a damaged frame holding labelled records, one of whose
