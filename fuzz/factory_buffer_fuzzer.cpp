@@ -8,18 +8,19 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     using vq::eod::SerializableFactory;
     const vq::eod::ByteBuffer buffer(data, data + size);
 
-    // With status: an incomplete or mis-sized object gives null and leaves the position where it
-    // was; damage found inside a record still raises SerializableError, and nothing else may
-    // escape. A reader that steps over each byte it could not read still ends.
+    // With status: every damage is reported in the status word, never raised; an incomplete or
+    // damaged object gives null and leaves the position where it was. A reader that steps over
+    // each byte it could not read still ends.
     int pos = 0;
     while (pos < static_cast<int>(buffer.size())) {
         unsigned int status = 0;
         const int before = pos;
-        boost::shared_ptr<vq::eod::Serializable> object;
-        try {
-            object = SerializableFactory::newObjectWithStatus(buffer, pos, status);
-        } catch (const vq::eod::SerializableError&) {
-            pos = before;
+        boost::shared_ptr<vq::eod::Serializable> object =
+            SerializableFactory::newObjectWithStatus(buffer, pos, status);
+        if (!object &&
+            (status & (vq::eod::status::INSUFFICIENT_DATA | vq::eod::status::SIZE_MISMATCH)) != 0 &&
+            pos != before) {
+            vqfuzz::fail("a failed read moved the read position");
         }
         if (pos < before || pos > static_cast<int>(buffer.size())) {
             vqfuzz::fail("read position outside the buffer");

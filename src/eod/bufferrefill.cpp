@@ -36,6 +36,11 @@ bool requestBytes(const ByteBuffer& buffer, std::size_t end) {
     return refill->fill(end);
 }
 
+bool refillStarved(const ByteBuffer& buffer) {
+    const BufferRefill* refill = installed;
+    return refill != nullptr && refill->_buffer == &buffer && refill->starved();
+}
+
 void allowUnannouncedBytes(const ByteBuffer& buffer, unsigned int count) {
     BufferRefill* refill = installed;
     if (refill != nullptr && refill->_buffer == &buffer) {
@@ -72,7 +77,7 @@ bool ArrivedBytesRefill::fill(std::size_t end) {
 }
 
 boost::shared_ptr<Serializable> newObjectIfComplete(const ByteBuffer& buffer, int& read_pos,
-                                                    bool& incomplete) {
+                                                    bool& incomplete, std::size_t* wait_for) {
     incomplete = false;
     if (!SerializableFactory::canDeserialize(buffer, read_pos)) {
         incomplete = true;
@@ -94,6 +99,10 @@ boost::shared_ptr<Serializable> newObjectIfComplete(const ByteBuffer& buffer, in
         // elsewhere, had they been there: only a read that had every byte it asked for decides.
         if (refill.shortfall()) {
             incomplete = true;
+            if (wait_for != nullptr) {
+                // The record holds at least the unannounced bytes of the records met so far.
+                *wait_for = refill.limit();
+            }
             return boost::shared_ptr<Serializable>();
         }
         throw;

@@ -25,6 +25,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include "vq/eod/recordheader.h"
 #include "vq/eod/serializable.h"
 
 namespace vq::eod::detail {
@@ -43,6 +44,8 @@ public:
     std::size_t limit() const { return _announced_end + _allowance; }
     // Whether a read asked for bytes beyond limit(): the data is damaged.
     bool overrun() const { return _overrun; }
+    // Whether a read asked for bytes within limit() that did not come (yet).
+    virtual bool starved() const = 0;
 
 protected:
     // Makes the buffer hold at least `end` bytes (end <= limit()); returns whether it does.
@@ -51,6 +54,7 @@ protected:
 private:
     friend bool requestBytes(const ByteBuffer& buffer, std::size_t end);
     friend void allowUnannouncedBytes(const ByteBuffer& buffer, unsigned int count);
+    friend bool refillStarved(const ByteBuffer& buffer);
 
     const ByteBuffer* _buffer;
     std::size_t _announced_end;
@@ -58,6 +62,9 @@ private:
     bool _overrun;
     BufferRefill* _previous;
 };
+
+// Whether the refill installed for `buffer` has been asked for bytes that did not come.
+bool refillStarved(const ByteBuffer& buffer);
 
 // Asks the refill installed for `buffer`, if any, to make it hold `end` bytes.
 bool requestBytes(const ByteBuffer& buffer, std::size_t end);
@@ -70,12 +77,25 @@ inline bool ensureAvailable(const ByteBuffer& buffer, std::size_t end) {
 // Called when a record starts reading: lets the refill of `buffer` grant `count` more bytes.
 void allowUnannouncedBytes(const ByteBuffer& buffer, unsigned int count);
 
+// During a whole-object read of `buffer`: where the data of the innermost object being read
+// ends, its own unannounced bytes and those of the records read inside it so far included. A
+// sub-object must end there. SIZE_MAX when no object of `buffer` is being read.
+std::size_t enclosingDataEnd(const ByteBuffer& buffer);
+
+// Parses the header of the record at `pos` and whether the whole record, as announced, is in
+// `buffer` (asking its refill) and inside enclosingDataEnd(buffer); false when it is not.
+bool readRecordHeader(const ByteBuffer& buffer, int pos, RecordHeader& header);
+
+// Objects and headers decoded on this thread so far: a measure of decoding work for tests.
+VQ_EOD_API unsigned long long& decodeWork();
+
 // Reads granted bytes from a stream, exactly as many as asked for.
 class StreamRefill : public BufferRefill {
 public:
     StreamRefill(std::istream& stream, ByteBuffer& buffer, std::size_t announced_end);
     // Whether the stream ended before a granted request was met: the object is truncated.
     bool exhausted() const { return _exhausted; }
+    bool starved() const override { return _exhausted; }
 
 protected:
     bool fill(std::size_t end) override;
@@ -95,6 +115,7 @@ public:
     ArrivedBytesRefill(const ByteBuffer& source, std::size_t offset, ByteBuffer& copy);
     // Whether a read asked for bytes beyond those that have arrived but within limit().
     bool shortfall() const { return _shortfall; }
+    bool starved() const override { return _shortfall; }
 
 protected:
     bool fill(std::size_t end) override;
@@ -114,7 +135,11 @@ private:
 // record, or nothing yet) never changes the outcome: a read past the object's end plus its
 // unannounced bytes is damage however many bytes have arrived, and a read that asked for bytes
 // that have not arrived yet is incomplete, whatever else went wrong in it.
+// When it is incomplete for want of bytes beyond its announced end, `wait_for` (if given) gets
+// how many bytes from read_pos the record needs at least: decoding it again before they are
+// there would stop at the same place.
 VQ_EOD_API boost::shared_ptr<Serializable> newObjectIfComplete(const ByteBuffer& buffer,
-                                                               int& read_pos, bool& incomplete);
+                                                               int& read_pos, bool& incomplete,
+                                                               std::size_t* wait_for = nullptr);
 
 }  // namespace vq::eod::detail

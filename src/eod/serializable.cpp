@@ -1,10 +1,13 @@
 #include "vq/eod/serializable.h"
 
 #include <algorithm>
+#include <cstdint>
+#include <cstring>
 #include <ostream>
 
 #include "eod/bufferrefill_internal.h"
 #include "eod/precondition_internal.h"
+#include "vq/eod/recordheader.h"
 #include "vq/eod/serializableerror.h"
 
 namespace vq::eod {
@@ -13,23 +16,51 @@ VQ_EOD_DEFINE_POOL_ALLOCATION(Serializable)
 
 namespace {
 
-// Bytes that the sub-objects read inside the object being read consumed beyond their announced
-// sizes, and the announced end of that object's data.
-thread_local unsigned long long unannounced_inside = 0;
+// The whole-object read running on this thread, innermost first: the buffer it reads, the
+// announced end of its data, the bytes of its own data that its size does not count, and the
+// bytes that the sub-objects read inside it consumed beyond their announced sizes.
+thread_local const ByteBuffer* reading_buffer = nullptr;
 thread_local int announced_data_end = -1;
+thread_local unsigned int own_unannounced = 0;
+thread_local unsigned long long unannounced_inside = 0;
+// How many more objects the outermost read on this thread may decode, and the work counter.
+thread_local unsigned long long objects_left = 0;
+thread_local unsigned long long decode_work = 0;
 
 // Collects what the objects read inside one whole-object read consumed beyond their announced
-// sizes, and hands that object's own excess on to the read around it.
+// sizes, and hands that object's own excess on to the read around it. The outermost read of a
+// buffer sets the object budget of the whole read; every read takes one object from it.
 class ReadScope {
 public:
-    explicit ReadScope(int data_end)
-        : _outer_unannounced(unannounced_inside), _outer_end(announced_data_end) {
+    ReadScope(const ByteBuffer& buffer, int data_end, unsigned int own, unsigned int data_size)
+        : _outer_buffer(reading_buffer),
+          _outer_unannounced(unannounced_inside),
+          _outer_end(announced_data_end),
+          _outer_own(own_unannounced),
+          _outer_objects_left(objects_left) {
+        if (reading_buffer != &buffer) {
+            objects_left = Serializable::MAX_OBJECTS_PER_READ_BASE +
+                           data_size / Serializable::MIN_BYTES_PER_OBJECT;
+        }
+        if (objects_left == 0) {
+            throw SerializableError(
+                "Serializable::unSerialize() - more objects than the size of the record allows.");
+        }
+        --objects_left;
+        ++decode_work;
+        reading_buffer = &buffer;
         unannounced_inside = 0;
         announced_data_end = data_end;
+        own_unannounced = own;
     }
     ~ReadScope() {
+        if (_outer_buffer != reading_buffer) {
+            objects_left = _outer_objects_left;
+        }
+        reading_buffer = _outer_buffer;
         unannounced_inside = _outer_unannounced + _excess;
         announced_data_end = _outer_end;
+        own_unannounced = _outer_own;
     }
     ReadScope(const ReadScope&) = delete;
     ReadScope& operator=(const ReadScope&) = delete;
@@ -38,12 +69,49 @@ public:
     void setExcess(unsigned long long excess) { _excess = excess; }
 
 private:
+    const ByteBuffer* _outer_buffer;
     unsigned long long _outer_unannounced;
     int _outer_end;
+    unsigned int _outer_own;
+    unsigned long long _outer_objects_left;
     unsigned long long _excess = 0;
 };
 
 }  // namespace
+
+std::size_t detail::enclosingDataEnd(const ByteBuffer& buffer) {
+    if (reading_buffer != &buffer || announced_data_end < 0) {
+        return SIZE_MAX;
+    }
+    return static_cast<std::size_t>(announced_data_end) + own_unannounced + unannounced_inside;
+}
+
+unsigned long long& detail::decodeWork() {
+    return decode_work;
+}
+
+bool detail::readRecordHeader(const ByteBuffer& buffer, int pos, RecordHeader& header) {
+    ++decode_work;
+    const std::size_t start = static_cast<std::size_t>(pos);
+    const std::size_t limit = enclosingDataEnd(buffer);
+    auto within = [&](std::size_t count) {
+        return count <= limit - std::min(limit, start) && start + count <= INT_MAX &&
+               ensureAvailable(buffer, start + count);
+    };
+    std::size_t have = RecordHeader::SHORT_HEADER_BYTES;
+    if (!within(have)) {
+        return false;
+    }
+    RecordExtent extent = parseRecordHeader(buffer.data() + start, have, header);
+    if (extent == RecordExtent::HEADER_INCOMPLETE) {
+        have = RecordHeader::LONG_HEADER_BYTES;
+        if (!within(have)) {
+            return false;
+        }
+        extent = parseRecordHeader(buffer.data() + start, have, header);
+    }
+    return extent == RecordExtent::COMPLETE || within(header.totalBytes());
+}
 
 Serializable::~Serializable() = default;
 
@@ -99,7 +167,7 @@ bool Serializable::unSerializeWithStatus(const ByteBuffer& buffer, int& read_pos
 
 // Reads header and data of one object of this class. Without a status word an incomplete object
 // gives false and a size mismatch raises; with one, both are reported there. read_pos moves only
-// on success.
+// on success, so never when the data inside the object is incomplete or mis-sized either.
 bool Serializable::readWholeObject(const ByteBuffer& buffer, int& read_pos, unsigned int* status) {
     VQ_REQUIRE(read_pos >= 0, "negative read_pos");
     auto incomplete = [status] {
@@ -121,16 +189,21 @@ bool Serializable::readWholeObject(const ByteBuffer& buffer, int& read_pos, unsi
         return incomplete();
     }
     const int data_start = pos;
-    const unsigned int own_unannounced = numUnannouncedDataBytes();
-    detail::allowUnannouncedBytes(buffer, own_unannounced);
-    ReadScope scope(data_start + static_cast<int>(data_size));
+    const unsigned int own = numUnannouncedDataBytes();
+    detail::allowUnannouncedBytes(buffer, own);
+    ReadScope scope(buffer, data_start + static_cast<int>(data_size), own, data_size);
+    unsigned int inner_status = 0;
     if (status != nullptr) {
-        readFromBufferWithStatus(buffer, pos, *status);
+        readFromBufferWithStatus(buffer, pos, inner_status);
+        *status |= inner_status;
+        if ((inner_status & (status::INSUFFICIENT_DATA | status::SIZE_MISMATCH)) != 0) {
+            return false;
+        }
     } else {
         readFromBuffer(buffer, pos);
     }
     const unsigned long long consumed = static_cast<unsigned long long>(pos - data_start);
-    if (consumed != data_size + own_unannounced + scope.inside()) {
+    if (consumed != data_size + own + scope.inside()) {
         if (status == nullptr) {
             throw SerializableError("Serializable::unSerialize() - data_size in header wrong.");
         }
@@ -177,27 +250,42 @@ void Serializable::writeDataSizeHeader(ByteBuffer& buffer, unsigned int data_siz
     }
 }
 
+// Steps: fewer than 2 bytes after read_pos give false; the position is then checked (negative
+// raises) and the size read; a cookie without its 4 bytes gives false after the cookie; data
+// beyond the buffer (or beyond a signed 32-bit position) gives false after the header.
 bool Serializable::readDataSizeHeader(const ByteBuffer& buffer, int& read_pos,
                                       unsigned int* data_size) {
-    if (read_pos < 0 || !detail::ensureAvailable(buffer, static_cast<std::size_t>(read_pos) + 2)) {
-        return false;
-    }
-    unsigned short short_size = 0;
-    readValue(buffer, read_pos, short_size);
-    unsigned int size = short_size;
-    if (short_size == extendedHeaderSizeMagicCookie()) {
-        if (!detail::ensureAvailable(buffer, static_cast<std::size_t>(read_pos) + 4)) {
+    if (read_pos < 0) {
+        if (static_cast<long long>(buffer.size()) - read_pos < 2) {
             return false;
         }
-        readValue(buffer, read_pos, size);
+        throwNegativeReadPos();
     }
+    const std::size_t start = static_cast<std::size_t>(read_pos);
+    if (!detail::ensureAvailable(buffer, start + 2)) {
+        return false;
+    }
+    // The size bytes behind a stand-in object ID, for the one header parser.
+    unsigned char header_bytes[RecordHeader::LONG_HEADER_BYTES] = {};
+    std::size_t size_bytes = 2;
+    if (buffer[start] == 0xFF && buffer[start + 1] == 0xFF) {
+        if (!detail::ensureAvailable(buffer, start + 6)) {
+            read_pos += 2;
+            return false;
+        }
+        size_bytes = 6;
+    }
+    std::memcpy(header_bytes + 1, buffer.data() + start, size_bytes);
+    RecordHeader header;
+    parseRecordHeader(header_bytes, size_bytes + 1, header);
+    read_pos += static_cast<int>(size_bytes);
     // A position past the data must stay addressable by the signed 32-bit read position.
-    const unsigned long long end = static_cast<unsigned long long>(read_pos) + size;
+    const unsigned long long end = static_cast<unsigned long long>(read_pos) + header.data_size;
     if (end > INT_MAX || !detail::ensureAvailable(buffer, static_cast<std::size_t>(end))) {
         return false;
     }
     if (data_size != nullptr) {
-        *data_size = size;
+        *data_size = header.data_size;
     }
     return true;
 }

@@ -147,9 +147,11 @@ void SerializableComposite::readSubObjects(const ByteBuffer& buffer, int& read_p
         if (object && object->serializeEnabled()) {
             insertSubObject(object);
         } else if (!object && read_pos == before) {
-            // An incomplete or mis-sized sub-object leaves the position where it was; reading
-            // the same bytes again would give the same result for every remaining count, and
-            // nested composites would multiply those repeats. The status word already says so.
+            // A damaged sub-object leaves the position where it was and makes this composite
+            // damaged too: reading the same bytes again for every remaining count would only
+            // repeat the result, and nested composites would multiply those repeats. The status
+            // word already says so. A sub-object never reaches beyond this composite's data, so
+            // every byte is decoded once for each object that encloses it.
             break;
         }
     }

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <array>
+#include <climits>
 #include <sstream>
 #include <string>
 #include <typeinfo>
@@ -10,6 +11,7 @@
 #include "eod/builtins_internal.h"
 #include "eod/precondition_internal.h"
 #include "eod/serializablefactory_internal.h"
+#include "vq/eod/recordheader.h"
 #include "vq/eod/serializableerror.h"
 
 namespace vq::eod {
@@ -59,19 +61,22 @@ const bool load_time_registration = (registry(), true);
 
 constexpr std::size_t STREAM_CHUNK_BYTES = 65536;
 
-// Reads the 2-byte size, or the cookie and the 4-byte size, big-endian.
-bool readStreamSize(std::istream& stream, unsigned int& size) {
-    unsigned char bytes[4];
-    if (!stream.read(reinterpret_cast<char*>(bytes), 2)) {
+// Reads the 2-byte size, or the cookie and the 4-byte size, big-endian, of the record whose ID
+// has been read.
+bool readStreamSize(std::istream& stream, char object_id, unsigned int& size) {
+    unsigned char bytes[RecordHeader::LONG_HEADER_BYTES] = {static_cast<unsigned char>(object_id)};
+    if (!stream.read(reinterpret_cast<char*>(bytes) + 1, 2)) {
         return false;
     }
-    size = byteorder::load<unsigned short>(bytes);
-    if (size == Serializable::extendedHeaderSizeMagicCookie()) {
-        if (!stream.read(reinterpret_cast<char*>(bytes), 4)) {
+    RecordHeader header;
+    if (parseRecordHeader(bytes, RecordHeader::SHORT_HEADER_BYTES, header) ==
+        RecordExtent::HEADER_INCOMPLETE) {
+        if (!stream.read(reinterpret_cast<char*>(bytes) + RecordHeader::SHORT_HEADER_BYTES, 4)) {
             return false;
         }
-        size = byteorder::load<unsigned int>(bytes);
+        parseRecordHeader(bytes, RecordHeader::LONG_HEADER_BYTES, header);
     }
+    size = header.data_size;
     return true;
 }
 
@@ -164,22 +169,27 @@ boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(char ob
 
 // ---- buffers ---------------------------------------------------------------------------------
 
-boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(const ByteBuffer& buffer,
-                                                                         int& read_pos,
-                                                                         unsigned int& status) {
+namespace {
+
+// Set while newObject(buffer) runs on this thread: the damage of the objects nested in the one it
+// reads then passes through the status forms, so that newObject raises it as it is.
+thread_local bool raise_damage = false;
+
+// Reads one whole object at read_pos: incomplete and mis-sized objects are reported in `status`
+// (read_pos unchanged), unknown ones skipped; any other damage raises.
+boost::shared_ptr<Serializable> readObject(const ByteBuffer& buffer, int& read_pos,
+                                           unsigned int& status) {
     VQ_REQUIRE(read_pos >= 0, "negative read_pos");
-    int data_pos = read_pos + 1;
-    unsigned int data_size = 0;
-    if (!detail::ensureAvailable(buffer, static_cast<std::size_t>(read_pos) + 1) ||
-        !Serializable::readDataSizeHeader(buffer, data_pos, &data_size)) {
+    RecordHeader header;
+    if (!detail::readRecordHeader(buffer, read_pos, header)) {
         status |= status::INSUFFICIENT_DATA;
         return boost::shared_ptr<Serializable>();
     }
     boost::shared_ptr<Serializable> object =
-        newObjectWithStatus(static_cast<char>(buffer[read_pos]), status);
+        SerializableFactory::newObjectWithStatus(header.object_id, status);
     if (!object) {
         // Forward compatibility: objects of classes this reader does not know are passed over.
-        read_pos = data_pos + static_cast<int>(data_size);
+        read_pos += static_cast<int>(header.totalBytes());
         return object;
     }
     object->unSerializeWithStatus(buffer, read_pos, status);
@@ -189,10 +199,38 @@ boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(const B
     return object;
 }
 
+}  // namespace
+
+// Every damage of the object is reported, never raised: what readObject raises (a field read
+// past the end, a duplicate sub-object, nesting too deep) is the size-mismatch bit here.
+boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(const ByteBuffer& buffer,
+                                                                         int& read_pos,
+                                                                         unsigned int& status) {
+    try {
+        return readObject(buffer, read_pos, status);
+    } catch (const SerializableError&) {
+        if (raise_damage) {
+            throw;
+        }
+        // Bytes that a stream or a socket did not deliver make it incomplete, not damaged.
+        status |= detail::refillStarved(buffer) ? status::INSUFFICIENT_DATA : status::SIZE_MISMATCH;
+        return boost::shared_ptr<Serializable>();
+    }
+}
+
 boost::shared_ptr<Serializable> SerializableFactory::newObject(const ByteBuffer& buffer,
                                                                int& read_pos) {
     unsigned int status = 0;
-    boost::shared_ptr<Serializable> object = newObjectWithStatus(buffer, read_pos, status);
+    const bool outer_raise_damage = raise_damage;
+    raise_damage = true;
+    boost::shared_ptr<Serializable> object;
+    try {
+        object = readObject(buffer, read_pos, status);
+    } catch (...) {
+        raise_damage = outer_raise_damage;
+        throw;
+    }
+    raise_damage = outer_raise_damage;
     if ((status & status::INSUFFICIENT_DATA) != 0) {
         throw SerializableError("SerializableFactory::newObject - insufficient data in buffer");
     }
@@ -207,8 +245,10 @@ bool SerializableFactory::canDeserialize(const ByteBuffer& buffer, int pos) {
     if (static_cast<std::size_t>(pos) >= buffer.size()) {
         return false;
     }
-    int header_pos = pos + 1;
-    return Serializable::readDataSizeHeader(buffer, header_pos, nullptr);
+    RecordHeader header;
+    return parseRecordHeader(buffer.data() + pos, buffer.size() - static_cast<std::size_t>(pos),
+                             header) == RecordExtent::COMPLETE &&
+           pos + header.totalBytes() <= INT_MAX;
 }
 
 // ---- streams ---------------------------------------------------------------------------------
@@ -226,7 +266,7 @@ boost::shared_ptr<Serializable> SerializableFactory::newObject(std::istream& str
             "from stream");
     }
     unsigned int data_size = 0;
-    if (!readStreamSize(stream, data_size)) {
+    if (!readStreamSize(stream, object_id, data_size)) {
         throw SerializableError(
             "SerializableFactory::newObject - An error occurred when trying to read object size "
             "from stream");
@@ -273,22 +313,12 @@ boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(std::is
 boost::shared_ptr<Serializable> detail::newObjectWithStatus(std::istream& stream,
                                                             unsigned int& status,
                                                             ByteBuffer& buffer) {
-    // The object ID and the short size in one read; the long size only after the cookie.
-    unsigned char header[3];
+    char object_id = 0;
     unsigned int data_size = 0;
-    if (isEndOfFile(stream) || !stream.read(reinterpret_cast<char*>(header), sizeof header)) {
+    if (isEndOfFile(stream) || !stream.read(&object_id, 1) ||
+        !readStreamSize(stream, object_id, data_size)) {
         status |= status::INSUFFICIENT_DATA;
         return boost::shared_ptr<Serializable>();
-    }
-    const char object_id = static_cast<char>(header[0]);
-    data_size = byteorder::load<unsigned short>(header + 1);
-    if (data_size == Serializable::extendedHeaderSizeMagicCookie()) {
-        unsigned char size[4];
-        if (!stream.read(reinterpret_cast<char*>(size), sizeof size)) {
-            status |= status::INSUFFICIENT_DATA;
-            return boost::shared_ptr<Serializable>();
-        }
-        data_size = byteorder::load<unsigned int>(size);
     }
     boost::shared_ptr<Serializable> object =
         SerializableFactory::newObjectWithStatus(object_id, status);
@@ -309,12 +339,16 @@ boost::shared_ptr<Serializable> detail::newObjectWithStatus(std::istream& stream
     }
     detail::StreamRefill refill(stream, buffer, buffer.size());
     int read_pos = 0;
+    // Reads that failed for want of bytes are reported; other damage of the object passes on to
+    // the caller, as it does from a file reader.
     try {
         object->unSerializeWithStatus(buffer, read_pos, status);
     } catch (const SerializableError&) {
         if (!refill.exhausted()) {
             throw;
         }
+    }
+    if (refill.exhausted()) {
         status |= status::INSUFFICIENT_DATA;  // truncated in its unannounced bytes
     }
     if (buffer.capacity() > KEPT_SCRATCH_BYTES) {

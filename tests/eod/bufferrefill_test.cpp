@@ -170,23 +170,60 @@ TEST_F(UnannouncedBytes, WhatFollowsARecordNeverChangesHowItReads) {
     }
 }
 
+TEST_F(UnannouncedBytes, ATailArrivingInPiecesIsNotDecodedAgainForEachPiece) {
+    // 255 frames with an under-counted record each, in one frame: 4080 bytes follow its
+    // announced end. They arrive 16 bytes at a time; the frame client decodes again only once
+    // the bytes that the last attempt found missing are there.
+    EngineOutputData outer;
+    for (unsigned int i = 0; i < 255; ++i) {
+        outer.addSubObject(frameWith(i, {static_cast<std::int32_t>(i)}));
+    }
+    const ByteBuffer stream = serialized(outer);
+    const std::size_t announced = outer.numTotalBytes();
+    ASSERT_EQ(stream.size(), announced + 255 * 16);
+    int attempts = 0;
+    std::size_t wait_for = 0;
+    bool incomplete = true;
+    boost::shared_ptr<Serializable> object;
+    for (std::size_t length = announced; incomplete && length <= stream.size(); length += 16) {
+        if (length < wait_for) {
+            continue;
+        }
+        const ByteBuffer arrived(stream.begin(), stream.begin() + static_cast<long>(length));
+        int pos = 0;
+        ++attempts;
+        object = vq::eod::detail::newObjectIfComplete(arrived, pos, incomplete, &wait_for);
+    }
+    ASSERT_TRUE(object);
+    EXPECT_EQ(boost::static_pointer_cast<EngineOutputData>(object)->numSubObjects(), 255);
+    EXPECT_LE(attempts, 8) << "one per piece would be 256";
+}
+
 TEST_F(UnannouncedBytes, ARecordReadInPiecesGetsTheVerdictOfTheWholeStream) {
     // A stream the frame client's fuzz target found (input: a byte giving the number of piece
-    // sizes, the sizes, the stream): a damaged frame holding labelled records, whose read stopped
-    // at bytes still to come and then also ran past the frame. It was refused as damage when its
-    // bytes stopped in some places, and read as incomplete in others. Now a read that asked for
-    // bytes still to come never decides: whatever has arrived, the verdict is that of the whole
-    // stream, which here lacks the frame's last bytes.
+    // sizes, the sizes, the stream): a damaged frame holding labelled records, one of whose
+    // sub-objects announces more than the frame around it holds. Until the frame's announced bytes
+    // are all there it is incomplete; from then on it is damaged, however many bytes follow,
+    // because no sub-object may reach beyond the data of the object that holds it.
     const ByteBuffer input = vqtest::readFile(
         std::string(VQ_FUZZ_REGRESSIONS) + "/tcp_client/read_stops_at_missing_bytes_then_overruns");
     ASSERT_GT(input.size(), 13u);
     const ByteBuffer stream(input.begin() + 1 + (input[0] & 0x0F), input.end());
+    const std::size_t frame_end = 9 + 3 + 0x01cc;
     for (std::size_t length = 9; length <= stream.size(); ++length) {
         const ByteBuffer arrived(stream.begin(), stream.begin() + static_cast<long>(length));
         int pos = 9;  // three empty records of ID 0 come first
         bool incomplete = false;
-        EXPECT_NO_THROW(vq::eod::detail::newObjectIfComplete(arrived, pos, incomplete)) << length;
-        EXPECT_TRUE(incomplete) << length;
+        if (length < frame_end) {
+            EXPECT_NO_THROW(vq::eod::detail::newObjectIfComplete(arrived, pos, incomplete))
+                << length;
+            EXPECT_TRUE(incomplete) << length;
+        } else {
+            EXPECT_SERIALIZABLE_ERROR(
+                vq::eod::detail::newObjectIfComplete(arrived, pos, incomplete),
+                "SerializableFactory::newObject - insufficient data in buffer");
+            EXPECT_FALSE(incomplete) << length;
+        }
         EXPECT_EQ(pos, 9) << length;
     }
 }

@@ -91,6 +91,13 @@ TEST(SerializableHeader, ReadDataSizeHeaderReportsIncompleteObjects) {
     huge.resize(huge.size() + 20);
     pos = 0;
     EXPECT_FALSE(Serializable::readDataSizeHeader(huge, pos, nullptr));
+    // A negative position is checked before reading: misuse when two bytes follow it, false
+    // when they do not.
+    pos = -1;
+    EXPECT_PRECONDITION(Serializable::readDataSizeHeader(bytes("00 01 AA"), pos, &size),
+                        "src/eod/serializable.cpp", "read_pos is negative");
+    EXPECT_FALSE(Serializable::readDataSizeHeader(ByteBuffer(), pos, &size));
+    EXPECT_EQ(pos, -1);
 }
 
 TEST(SerializablePrimitives, EncodingsAreBigEndian) {

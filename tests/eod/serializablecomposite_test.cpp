@@ -234,20 +234,6 @@ TEST_F(SerializableComposite, CopiesAreDeep) {
     EXPECT_EQ(assigned.numSubObjects(), 1);
 }
 
-TEST_F(SerializableComposite, DamagedSubObjectsAreNotReadAgainAndAgain) {
-    // Frames whose count bytes announce 64 and 252 sub-objects that are all damaged: each damaged
-    // sub-object stops its composite's loop instead of being re-read count times per level.
-    const ByteBuffer buffer = bytes(
-        "09 00 06 01 00 00 00 07 FC 09 00 18 01 FF FF FF FF 40 09 00 06 01 00 00 00 07 FC 09 00 "
-        "18 01 FF FF FF FF 40 09 00 06 01 00 00 F2 F2 F2 F2 00 0F 00 FF 00 00 F2 F2 F2 F2 00 0F "
-        "00 FF 00 00 24 00");
-    int pos = 9;
-    unsigned int status = 0;
-    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(buffer, pos, status));
-    EXPECT_NE(status & vq::eod::status::SIZE_MISMATCH, 0u);
-    EXPECT_EQ(pos, 9);
-}
-
 TEST_F(SerializableComposite, DeepNestingIsRefused) {
     // Frames nested 70 deep, each the only sub-object of the one around it.
     ByteBuffer buffer = bytes("09 00 06 01 00 00 00 00 00");

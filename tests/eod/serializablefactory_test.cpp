@@ -9,6 +9,7 @@
 
 #include <boost/make_shared.hpp>
 
+#include "eod/bufferrefill_internal.h"
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/eyeclosureoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
@@ -114,6 +115,107 @@ TEST_F(SerializableFactoryTest, IncompleteAndDamagedObjects) {
     pos = -1;
     EXPECT_PRECONDITION(SerializableFactory::newObject(good, pos),
                         "src/eod/serializablefactory.cpp", "negative read_pos");
+}
+
+// A frame (enabled, number 7) holding `subs`, with `count` as its sub-object count.
+ByteBuffer frameOf(const std::vector<ByteBuffer>& subs, unsigned char count) {
+    ByteBuffer data = bytes("01 00 00 00 07");
+    data.push_back(count);
+    for (const ByteBuffer& sub : subs) {
+        data.insert(data.end(), sub.begin(), sub.end());
+    }
+    ByteBuffer frame;
+    Serializable::writeHeader(frame, EngineOutputData::THIS_OBJECT_ID,
+                              static_cast<unsigned int>(data.size()));
+    frame.insert(frame.end(), data.begin(), data.end());
+    return frame;
+}
+ByteBuffer frameOf(const std::vector<ByteBuffer>& subs) {
+    return frameOf(subs, static_cast<unsigned char>(subs.size()));
+}
+ByteBuffer repeated(const ByteBuffer& piece, std::size_t times) {
+    ByteBuffer all;
+    for (std::size_t i = 0; i < times; ++i) {
+        all.insert(all.end(), piece.begin(), piece.end());
+    }
+    return all;
+}
+
+TEST_F(SerializableFactoryTest, DamageKeepsThePositionAndTheStatusFormReportsIt) {
+    const ByteBuffer record_a = vqtest::serialized(TestRecord(vqtest::TEST_RECORD_A, 4));
+    const ByteBuffer cut_a(record_a.begin(), record_a.end() - 1);
+    ByteBuffer short_a = cut_a;  // announces one byte less than it reads
+    short_a[2] = static_cast<unsigned char>(short_a[2] - 1);
+    ByteBuffer deep = frameOf({});
+    for (int i = 0; i < vq::eod::SerializableComposite::MAX_NESTING_DEPTH; ++i) {
+        deep = frameOf({deep});
+    }
+    const ByteBuffer empty = frameOf({});
+    const ByteBuffer dense =
+        frameOf(std::vector<ByteBuffer>(255, frameOf(std::vector<ByteBuffer>(255, empty))));
+    const struct {
+        const char* name;
+        ByteBuffer input;
+        const char* message;  // raised by newObject
+        unsigned int status;  // reported by newObjectWithStatus
+    } cases[] = {
+        {"count beyond the frame", bytes("09 00 06 01 00 00 00 07 01"),
+         "SerializableFactory::newObject - insufficient data in buffer", status::INSUFFICIENT_DATA},
+        {"sub-object beyond the frame", frameOf({empty}, 2),
+         "SerializableFactory::newObject - insufficient data in buffer", status::INSUFFICIENT_DATA},
+        {"duplicate", frameOf({record_a, record_a}),
+         "SerializableComposite::addSubObject - Sub-object already exists in this composite",
+         status::SIZE_MISMATCH},
+        {"nested too deeply", deep,
+         "SerializableComposite::readFromBuffer() - sub-objects nested too deeply.",
+         status::SIZE_MISMATCH},
+        {"record longer than announced", frameOf({short_a}),
+         "SerializableFactory::newObject - could not unSerialize object", status::SIZE_MISMATCH},
+        {"more objects than bytes", dense,
+         "Serializable::unSerialize() - more objects than the size of the record allows.",
+         status::SIZE_MISMATCH},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        int pos = 0;
+        EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(c.input, pos), c.message);
+        EXPECT_EQ(pos, 0);
+        unsigned int st = 0;
+        EXPECT_FALSE(SerializableFactory::newObjectWithStatus(c.input, pos, st));
+        EXPECT_EQ(st, c.status);
+        EXPECT_EQ(pos, 0);
+    }
+    // Just within the limits, the same shapes read.
+    int pos = 0;
+    EXPECT_TRUE(SerializableFactory::newObject(frameOf(std::vector<ByteBuffer>(255, empty)), pos));
+}
+
+TEST_F(SerializableFactoryTest, DecodeWorkIsLinearInTheInput) {
+    // A frame whose count announces more sub-objects than it holds, followed by a frame that
+    // does the same: each one used to be read again by every frame before it.
+    const ByteBuffer lying = bytes("09 00 06 01 00 00 00 07 FC 09 00 18 01 FF FF FF FF 40");
+    for (std::size_t k : {8, 64, 512, 2000}) {
+        // Frames nested 60 deep, each holding k / 8 empty frames, then the next level, and
+        // announcing one sub-object more than that.
+        const ByteBuffer empties = repeated(frameOf({}), k / 8);
+        const auto count = static_cast<unsigned char>(k / 8 + 2);
+        ByteBuffer nested = frameOf({empties}, count);
+        for (int depth = 0; depth < 60; ++depth) {
+            nested = frameOf({empties, nested}, count);
+        }
+        for (const ByteBuffer& input : {repeated(lying, k), nested}) {
+            SCOPED_TRACE(input.size());
+            unsigned long long& work = vq::eod::detail::decodeWork();
+            const unsigned long long before = work;
+            int pos = 0;
+            unsigned int st = 0;
+            EXPECT_FALSE(SerializableFactory::newObjectWithStatus(input, pos, st));
+            EXPECT_NE(st & (status::INSUFFICIENT_DATA | status::SIZE_MISMATCH), 0u);
+            EXPECT_THROW(SerializableFactory::newObject(input, pos), vq::eod::SerializableError);
+            EXPECT_EQ(pos, 0);
+            EXPECT_LE(work - before, 2 * input.size() / 3);
+        }
+    }
 }
 
 TEST_F(SerializableFactoryTest, CanDeserializeNeedsHeaderAndData) {

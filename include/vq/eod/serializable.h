@@ -53,6 +53,12 @@ class VQ_EOD_API Serializable {
 public:
     // The object ID that no class uses: "no object".
     static constexpr char ERROR_ID = 0;
+    // Memory bound of a read: one whole-object read, with everything nested in it, decodes at
+    // most MAX_OBJECTS_PER_READ_BASE objects plus one per MIN_BYTES_PER_OBJECT bytes of the
+    // outermost object's announced size; a denser object is refused as damaged ("more objects
+    // than the size of the record allows.").
+    static constexpr unsigned int MAX_OBJECTS_PER_READ_BASE = 4096;
+    static constexpr unsigned int MIN_BYTES_PER_OBJECT = 64;
 
     Serializable() = default;
     Serializable(const Serializable&) = default;

@@ -47,8 +47,11 @@ public:
     // data in buffer" for an incomplete object (read_pos unchanged) and "SerializableFactory::
     // newObject - could not unSerialize object" for one whose data does not match its size.
     static boost::shared_ptr<Serializable> newObject(const ByteBuffer& buffer, int& read_pos);
-    // The same, reporting through status; read_pos is unchanged for an incomplete object and for
-    // one whose size did not match.
+    // The same, reporting every failure through status instead of raising SerializableError:
+    // bit 4 for an incomplete object (also one of its sub-objects reaching beyond the data that
+    // holds it), bit 8 for any other damage (a size that does not match, a field read past the
+    // object's end, a duplicate sub-object, nesting too deep, more objects than the size allows).
+    // read_pos is unchanged whenever the object is null for a reason other than its unknown ID.
     static boost::shared_ptr<Serializable> newObjectWithStatus(const ByteBuffer& buffer,
                                                                int& read_pos, unsigned int& status);
 
@@ -58,8 +61,11 @@ public:
     // and for a damaged object; an unknown object is skipped and gives null, also when the end of
     // the stream cuts it short.
     static boost::shared_ptr<Serializable> newObject(std::istream& stream);
-    // The same, reporting every failure through status (bit 4 for end of file and failed reads)
-    // and returning null.
+    // The same, reporting the failures of reading through status and returning null: bit 4 for
+    // end of file, a failed read of the ID, size or data (the bytes that labelled records hold
+    // beyond their size included) and a failed skip; bit 8 for a size mismatch and for damage
+    // inside a sub-object. Damage of the object's own contents (a duplicate sub-object, a field
+    // read past its end) raises SerializableError as newObject does; file readers pass it on.
     static boost::shared_ptr<Serializable> newObjectWithStatus(std::istream& stream,
                                                                unsigned int& status);
 

@@ -4,7 +4,7 @@
 
 #include "eod/bufferrefill_internal.h"
 #include "eod/precondition_internal.h"
-#include "vq/eod/byteorder.h"
+#include "vq/eod/recordheader.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
 
@@ -17,6 +17,7 @@ EngineOutputDataTcpClient::~EngineOutputDataTcpClient() = default;
 void EngineOutputDataTcpClient::connect(const InetAddress& server) {
     _pending.clear();
     _pending_pos = 0;
+    _wait_for = 0;
     _socket.open();
     _socket.connect(server);
 }
@@ -24,6 +25,7 @@ void EngineOutputDataTcpClient::connect(const InetAddress& server) {
 void EngineOutputDataTcpClient::disconnect() {
     _pending.clear();
     _pending_pos = 0;
+    _wait_for = 0;
     _socket.close();
 }
 
@@ -43,10 +45,12 @@ boost::shared_ptr<EngineOutputData> EngineOutputDataTcpClient::receive(int timeo
         // error leaves _pending_pos where it was: the bytes stay pending.
         bool incomplete = true;
         boost::shared_ptr<Serializable> object;
-        if (static_cast<std::size_t>(_pending_pos) < _pending.size()) {
+        const std::size_t available = _pending.size() - static_cast<std::size_t>(_pending_pos);
+        if (available > 0 && available >= _wait_for) {
             refuseOversizeRecord();
             int read_pos = _pending_pos;
-            object = detail::newObjectIfComplete(_pending, read_pos, incomplete);
+            _wait_for = 0;
+            object = detail::newObjectIfComplete(_pending, read_pos, incomplete, &_wait_for);
             if (!incomplete) {
                 _pending_pos = read_pos;
             }
@@ -72,17 +76,12 @@ boost::shared_ptr<EngineOutputData> EngineOutputDataTcpClient::receive(int timeo
 // any of its data is waited for.
 void EngineOutputDataTcpClient::refuseOversizeRecord() const {
     const std::size_t available = _pending.size() - static_cast<std::size_t>(_pending_pos);
-    if (available < Serializable::minHeaderBytes()) {
+    RecordHeader header;
+    if (parseRecordHeader(_pending.data() + _pending_pos, available, header) ==
+        RecordExtent::HEADER_INCOMPLETE) {
         return;
     }
-    const unsigned char* const size_bytes = _pending.data() + _pending_pos + 1;
-    unsigned int data_size = byteorder::load<unsigned short>(size_bytes);
-    if (data_size == Serializable::extendedHeaderSizeMagicCookie()) {
-        if (available < Serializable::numHeaderBytes(data_size)) {
-            return;
-        }
-        data_size = byteorder::load<unsigned int>(size_bytes + 2);
-    }
+    const std::uint32_t data_size = header.data_size;
     if (data_size > MAX_RECORD_BYTES) {
         throw SerializableError("EngineOutputDataTcpClient::receive - record of " +
                                 std::to_string(data_size) +

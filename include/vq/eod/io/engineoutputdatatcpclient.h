@@ -22,10 +22,13 @@
 // Hostile or broken streams: a record whose header announces more than MAX_RECORD_BYTES of data
 // is refused with SerializableError as soon as its header is there, so a client never buffers
 // more than one record of at most that size plus one read, and while it decodes the record a
-// copy of it (what follows a record never changes how it reads). Decoding errors of the factory
-// (SerializableError, for example "SerializableFactory::newObject - could not unSerialize
-// object") pass through receive() with the pending bytes left as they were: the stream has then
-// lost its framing, and every later receive() raises the same error, so the caller should
+// copy of it (what follows a record never changes how it reads), and the objects decoded from it,
+// which are bounded as for every read (Serializable::MAX_OBJECTS_PER_READ_BASE). A record whose
+// labelled records hold bytes beyond its announced size is decoded again only once at least the
+// bytes its last attempt found it needs have arrived, not for every piece of its tail. Decoding
+// errors of the factory (SerializableError, for example "SerializableFactory::newObject - could not
+// unSerialize object") pass through receive() with the pending bytes left as they were: the stream
+// has then lost its framing, and every later receive() raises the same error, so the caller should
 // disconnect() (and connect() again when it wants more frames).
 //
 // Not locked: one thread uses a client at a time.
@@ -80,7 +83,9 @@ private:
 
     ByteBuffer _pending;  // received bytes; those before _pending_pos are consumed
     int _pending_pos;     // start of the first record not yet decoded
-    TcpSocket _socket;    // closed while disconnected
+    // Bytes from _pending_pos that the record there needs at least before it is decoded again.
+    std::size_t _wait_for = 0;
+    TcpSocket _socket;  // closed while disconnected
 };
 
 }  // namespace vq::eod::io
