@@ -15,9 +15,46 @@ namespace vq::eod::io::detail {
 namespace {
 
 // Frames are transposed in blocks of this many, so that the rows being read stay in cache.
-constexpr std::size_t BLOCK_FRAMES = 64;
+constexpr std::size_t BLOCK_FRAMES = 32;
 // The smallest frame: record header, flag byte, frame number, sub-object count.
 constexpr std::size_t MIN_FRAME_BYTES = RecordHeader::SHORT_HEADER_BYTES + 6;
+
+// The second differences of row i of `rows` (rows of `length` bytes), modulo 256.
+void secondDifferences(const unsigned char* rows, std::size_t i, std::size_t length,
+                       unsigned char* out) {
+    const unsigned char* x = rows + i * length;
+    if (i == 0) {
+        std::memcpy(out, x, length);
+    } else if (i == 1) {
+        for (std::size_t j = 0; j < length; ++j) {
+            out[j] = static_cast<unsigned char>(x[j] - (x - length)[j]);
+        }
+    } else {
+        const unsigned char* x1 = x - length;
+        const unsigned char* x2 = x1 - length;
+        for (std::size_t j = 0; j < length; ++j) {
+            out[j] = static_cast<unsigned char>(x[j] - 2 * x1[j] + x2[j]);
+        }
+    }
+}
+
+// Row i of `rows` from its second differences and the rows before it.
+void integrate(unsigned char* rows, std::size_t i, std::size_t length, const unsigned char* d) {
+    unsigned char* x = rows + i * length;
+    if (i == 0) {
+        std::memcpy(x, d, length);
+    } else if (i == 1) {
+        for (std::size_t j = 0; j < length; ++j) {
+            x[j] = static_cast<unsigned char>(d[j] + (x - length)[j]);
+        }
+    } else {
+        const unsigned char* x1 = x - length;
+        const unsigned char* x2 = x1 - length;
+        for (std::size_t j = 0; j < length; ++j) {
+            x[j] = static_cast<unsigned char>(d[j] + 2 * x1[j] - x2[j]);
+        }
+    }
+}
 
 }  // namespace
 
@@ -139,24 +176,24 @@ void encodeColumns(const ByteBuffer& frames, const std::vector<std::uint32_t>& l
         putU32(at + 4, run.second);
         at += 8;
     }
-    // Each run: column j holds byte j of every frame, as second differences down the run.
+    // Each run: column j holds byte j of every frame, as second differences down the run. The
+    // differences of a block of frames are made row by row, then the block is transposed.
     const unsigned char* row = frames.data();
+    ByteBuffer block;
     for (const auto& run : runs) {
         const std::size_t length = run.first;
         const std::size_t count = run.second;
-        for (std::size_t block = 0; block < count; block += BLOCK_FRAMES) {
-            const std::size_t end = std::min(count, block + BLOCK_FRAMES);
+        block.resize(BLOCK_FRAMES * length);
+        for (std::size_t first = 0; first < count; first += BLOCK_FRAMES) {
+            const std::size_t rows = std::min(count - first, BLOCK_FRAMES);
+            for (std::size_t b = 0; b < rows; ++b) {
+                secondDifferences(row, first + b, length, block.data() + b * length);
+            }
             for (std::size_t j = 0; j < length; ++j) {
-                unsigned char* column = at + j * count;
-                for (std::size_t i = block; i < end; ++i) {
-                    const unsigned char* x = row + i * length + j;
-                    unsigned char d = x[0];
-                    if (i >= 2) {
-                        d = static_cast<unsigned char>(x[0] - 2 * x[-length] + x[-2 * length]);
-                    } else if (i == 1) {
-                        d = static_cast<unsigned char>(x[0] - x[-length]);
-                    }
-                    column[i] = d;
+                unsigned char* column = at + j * count + first;
+                const unsigned char* from = block.data() + j;
+                for (std::size_t b = 0; b < rows; ++b) {
+                    column[b] = from[b * length];
                 }
             }
         }
@@ -198,6 +235,7 @@ bool decodeColumns(const unsigned char* data, std::size_t size, std::uint32_t ex
     const unsigned char* in = data + table;
     unsigned char* row = frames.data();
     std::size_t offset = 0;
+    ByteBuffer block;
     for (std::uint64_t r = 0; r < run_count; ++r) {
         const std::size_t length = getU32(data + 4 + 8 * r);
         const std::size_t count = getU32(data + 8 + 8 * r);
@@ -205,20 +243,18 @@ bool decodeColumns(const unsigned char* data, std::size_t size, std::uint32_t ex
             offsets.push_back(offset);
             offset += length;
         }
-        for (std::size_t block = 0; block < count; block += BLOCK_FRAMES) {
-            const std::size_t end = std::min(count, block + BLOCK_FRAMES);
+        block.resize(BLOCK_FRAMES * length);
+        for (std::size_t first = 0; first < count; first += BLOCK_FRAMES) {
+            const std::size_t rows = std::min(count - first, BLOCK_FRAMES);
             for (std::size_t j = 0; j < length; ++j) {
-                const unsigned char* column = in + j * count;
-                for (std::size_t i = block; i < end; ++i) {
-                    unsigned char* x = row + i * length + j;
-                    unsigned char value = column[i];
-                    if (i >= 2) {
-                        value = static_cast<unsigned char>(value + 2 * x[-length] - x[-2 * length]);
-                    } else if (i == 1) {
-                        value = static_cast<unsigned char>(value + x[-length]);
-                    }
-                    x[0] = value;
+                const unsigned char* column = in + j * count + first;
+                unsigned char* to = block.data() + j;
+                for (std::size_t b = 0; b < rows; ++b) {
+                    to[b * length] = column[b];
                 }
+            }
+            for (std::size_t b = 0; b < rows; ++b) {
+                integrate(row, first + b, length, block.data() + b * length);
             }
         }
         row += length * count;
