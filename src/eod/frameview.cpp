@@ -179,6 +179,9 @@ ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int dep
             if (_size - p < 1) {
                 return ViewStatus::TRUNCATED;
             }
+            if (_data[p] > 2) {
+                return ViewStatus::MALFORMED;  // not an eye; the record objects refuse it
+            }
             ++p;
         }
         bool ordered = true;

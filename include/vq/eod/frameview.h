@@ -60,7 +60,7 @@ enum class ViewStatus : unsigned char {
     NOT_A_FRAME,    // the first record's object ID is not 0x09
     SIZE_MISMATCH,  // a record's fields and sub-records do not fill its announced size exactly
     MALFORMED,      // a field not in the form writers give it (a V1 intersection name that is
-                    // not 7 characters and a 0 byte)
+                    // not 7 characters and a 0 byte, a V4 eye byte above 2)
     TOO_DEEP,       // records nested deeper than SerializableComposite::MAX_NESTING_DEPTH
     TOO_MANY,       // more records than FrameView::MAX_RECORDS
 };

@@ -444,7 +444,7 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         const GazeView v(*p.gaze);
         for (int eye = 0; eye < 2; ++eye) {
             const std::size_t at = F_GAZE + 6 * static_cast<std::size_t>(eye);
-            out.put<std::int8_t>(at, static_cast<std::int8_t>(v.gazeQualityLevel(eye)));
+            out.put<std::int32_t>(at, v.gazeQualityLevel(eye));
             out.putAll(at + 1, v.eyeballCentre(eye));
             out.putAll(at + 4, v.gazeRotation(eye));
         }
@@ -465,8 +465,20 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         out.absent(F_TRACKER, 1);
     }
 
+    // The label of the lowest index (the first such label), as the record objects pick it.
     LabelledIntersection hit;
-    if (p.target != nullptr && LabelledIntersectionView(*p.target).next(hit)) {
+    bool found = false;
+    if (p.target != nullptr) {
+        LabelledIntersectionView labels(*p.target);
+        LabelledIntersection each;
+        while (labels.next(each)) {
+            if (!found || each.index < hit.index) {
+                hit = each;
+                found = true;
+            }
+        }
+    }
+    if (found) {
         out.putText(F_TARGET, hit.label);
         out.putAll(F_TARGET + 1, hit.world);
         if (hit.has_plane) {
