@@ -11,7 +11,7 @@ constexpr std::size_t LABELLED_UNANNOUNCED = 16;
 enum : int { NOT_DECODED = -1, LABELLED = -2, LABELLED_WITH_EYE = -3 };
 
 // The bytes of a decoded kind's fields, or one of the values above.
-int fieldBytes(char id) {
+int fieldBytesOf(char id) {
     switch (id) {
         case object_id::ENGINE_OUTPUT_DATA:
         case object_id::ENGINE_STATE_OUTPUT_DATA:
@@ -53,6 +53,21 @@ int fieldBytes(char id) {
         default:
             return NOT_DECODED;
     }
+}
+
+struct FieldTable {
+    signed char bytes[256];
+    FieldTable() {
+        for (int i = 0; i < 256; ++i) {
+            const int n = fieldBytesOf(static_cast<char>(i));
+            bytes[i] = static_cast<signed char>(n > 127 ? 127 : n);  // none is above 127
+        }
+    }
+};
+
+int fieldBytes(char id) {
+    static const FieldTable table;
+    return table.bytes[static_cast<unsigned char>(id)];
 }
 
 // Kinds of which one parent may hold several.
@@ -114,7 +129,8 @@ ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcep
         return _status = ViewStatus::NOT_A_FRAME;
     }
     std::uint64_t unannounced = 0;
-    _status = walk(0, 0, -1, 0, unannounced);
+    std::size_t held = 0;
+    _status = walk(0, -1, 0, held, unannounced);
     if (_status == ViewStatus::OK) {
         _frame_num = byteorder::load<std::uint32_t>(_data + header.header_bytes + 1);
     }
@@ -122,11 +138,10 @@ ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcep
 }
 
 // Checks the record whose header is at `pos`, enters it in the index (unless it is the frame,
-// at depth 0), and its sub-records. On OK, `pos` ... `end` is what the record holds and
-// `unannounced` what it holds beyond its announced size.
-ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int depth,
+// at depth 0), and its sub-records. On OK, `held` is the bytes the record takes, header
+// included, and `unannounced` what it holds beyond its announced size.
+ViewStatus FrameView::walk(std::size_t pos, int parent, int depth, std::size_t& held,
                            std::uint64_t& unannounced) noexcept {
-    (void)end;
     RecordHeader header;
     const RecordExtent extent = parseRecordHeader(_data + pos, _size - pos, header);
     if (extent != RecordExtent::COMPLETE) {
@@ -152,8 +167,9 @@ ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int dep
         // Skipped by its size; the record objects judge it.
         _exact = false;
         unannounced = 0;
+        held = header.header_bytes + static_cast<std::size_t>(header.data_size);
         if (depth == 0) {
-            _bytes = start + header.data_size;
+            _bytes = held;
         }
         return ViewStatus::OK;
     }
@@ -205,7 +221,8 @@ ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int dep
     for (unsigned int i = 0; i < count; ++i) {
         const std::size_t first = _count;
         std::uint64_t sub_unannounced = 0;
-        const ViewStatus status = walk(p, 0, index, depth + 1, sub_unannounced);
+        std::size_t sub_held = 0;
+        const ViewStatus status = walk(p, index, depth + 1, sub_held, sub_unannounced);
         if (status != ViewStatus::OK) {
             return status;
         }
@@ -215,9 +232,7 @@ ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int dep
             _exact = false;  // the objects sort their sub-records, and refuse some repeats
         }
         previous = id;
-        RecordHeader sub_header;
-        parseRecordHeader(_data + p, _size - p, sub_header);
-        p += sub_header.header_bytes + sub.size;
+        p += sub_held;
         inside += sub_unannounced;
     }
     const std::uint64_t consumed = p - start;
@@ -225,6 +240,7 @@ ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int dep
         return ViewStatus::SIZE_MISMATCH;
     }
     unannounced = own_unannounced + inside;
+    held = p - pos;
     if (index >= 0) {
         _records[static_cast<std::size_t>(index)].size = static_cast<std::uint32_t>(consumed);
     }

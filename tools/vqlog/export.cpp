@@ -17,9 +17,9 @@ namespace vqlog {
 
 namespace {
 
-using vq::eod::io::Column;
 using vq::eod::ColumnType;
 using vq::eod::Table;
+using vq::eod::io::Column;
 using vq::eod::io::ColumnBatch;
 using vq::eod::io::ColumnReader;
 using vq::eod::io::ColumnReaderOptions;
@@ -212,6 +212,7 @@ int exportFrames(const ExportOptions& options) {
     }
     ColumnReaderOptions read;
     read.table = table;
+    read.batch_rows = 4096;  // the batch and its text: a few MB whatever the recording's length
     read.kinds = selection.kinds;
     read.first_frame = selection.from;
     read.last_frame = selection.to;

@@ -118,7 +118,7 @@ public:
     }
 
 private:
-    ViewStatus walk(std::size_t pos, std::size_t end, int parent, int depth,
+    ViewStatus walk(std::size_t pos, int parent, int depth, std::size_t& held,
                     std::uint64_t& unannounced) noexcept;
 
     const unsigned char* _data = nullptr;
