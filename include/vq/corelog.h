@@ -46,6 +46,7 @@
 #include "vq/eod/io/compressedframefileerror.h"
 #include "vq/eod/io/compressedframefilereader.h"
 #include "vq/eod/io/compressedframefilewriter.h"
+#include "vq/eod/io/compressedframesource.h"
 #include "vq/eod/io/datagramsocket.h"
 #include "vq/eod/io/engineoutputdatafileerror.h"
 #include "vq/eod/io/engineoutputdatafilereader.h"
