@@ -6,10 +6,10 @@
 // DIR`, then `vqlog convert DIR RECORDING.vql`). Its frames are read into memory once; then, in
 // the same run, they are written as a single-file log (the baseline) and as a compressed file at
 // the default level, each timed from memory to a closed file, and read back from the compressed
-// file as frames, as frame bytes and into columns (ColumnReader), against the single file. For seeking, the recording is written again and again,
-// renumbered and shifted in time, into one compressed file of SEEK_FILE_MB MiB (1024 by
-// default; 0: no seeks), and random frame numbers and times are sought in it. Times are CPU
-// times of the process.
+// file as frames, as frame bytes and into columns (ColumnReader), against the single file. For
+// seeking, the recording is written again and again, renumbered and shifted in time, into one
+// compressed file of SEEK_FILE_MB MiB (1024 by default; 0: no seeks), and random frame numbers and
+// times are sought in it. Times are CPU times of the process.
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -148,12 +148,13 @@ int main(int argc, char** argv) {
         start = Clock::now();
         const std::uint64_t plain_rows = columns(std::make_unique<io::ColumnReader>(plain_path));
         const double plain_column_seconds = secondsSince(start);
-        std::printf("columns: compressed %.0f frames/s, single file %.0f frames/s (ratio %.2f; "
-                    "%llu and %llu rows)\n",
-                    count / packed_column_seconds, count / plain_column_seconds,
-                    plain_column_seconds / packed_column_seconds,
-                    static_cast<unsigned long long>(packed_rows),
-                    static_cast<unsigned long long>(plain_rows));
+        std::printf(
+            "columns: compressed %.0f frames/s, single file %.0f frames/s (ratio %.2f; "
+            "%llu and %llu rows)\n",
+            count / packed_column_seconds, count / plain_column_seconds,
+            plain_column_seconds / packed_column_seconds,
+            static_cast<unsigned long long>(packed_rows),
+            static_cast<unsigned long long>(plain_rows));
         std::printf(
             "read: frame bytes %.0f frames/s (%.0f MB/s), frames %.0f frames/s, "
             "single-file frames %.0f frames/s (%zu frames, %llu bytes)\n",

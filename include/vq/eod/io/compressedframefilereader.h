@@ -85,7 +85,8 @@ public:
     Summary summary() const;
     // The damage found so far, one message each (as raised by the reads).
     std::vector<std::string> damage() const;
-    // Checks every chunk (both checksums, decompression, frames) and returns all damage.
+    // Checks every chunk (both checksums, decompression, frames) and returns all damage; the next
+    // read starts again at the first frame.
     std::vector<std::string> verify();
 
     // The next frame, or null at the end. Closed is a programming error ("no file is open").

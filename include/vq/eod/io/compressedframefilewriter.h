@@ -60,7 +60,8 @@ public:
     // error ("a file is already open"), and so are options out of range ("compression level
     // out of range", "chunk size out of range", "negative chunk age"). A file that cannot be
     // created raises CompressedFrameFileError "CompressedFrameFileWriter::newFile - could not
-    // open file <path>: <reason>"; the writer stays closed.
+    // open file <path>: <reason>"; the writer stays closed. A file header that cannot be written
+    // raises the write error (see above); the writer then counts as open until closeFile().
     void newFile(const std::string& path, const Options& options);
     void newFile(const std::string& path);
     void newFile(const std::wstring& path, const Options& options);
