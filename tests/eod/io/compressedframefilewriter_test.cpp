@@ -129,8 +129,11 @@ TEST_F(CompressedFrameFileWriterTest, MisuseAndFilesThatCannotBeMade) {
     EXPECT_PRECONDITION(writer.newFile(path), SOURCE, "a file is already open");
     EXPECT_PRECONDITION(writer.writeData(boost::shared_ptr<const vq::eod::EngineOutputData>()),
                         SOURCE, "frame is NULL");
-    // A full device refuses the file header already.
+    // A file without frames: header and footer, nothing to read.
     writer.closeFile();
+    EXPECT_EQ(readBackTimed(path), "");
+    EXPECT_EQ(std::filesystem::file_size(path), 32u + 12 + 34 + 8 + 16);
+    // A full device refuses the file header already.
     EXPECT_ERROR_MESSAGE(writer.newFile("/dev/full"), CompressedFrameFileError,
                          "CompressedFrameFileWriter - could not write /dev/full: No space left "
                          "on device");
