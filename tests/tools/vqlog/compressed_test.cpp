@@ -93,4 +93,20 @@ TEST(VqlogCompressed, CheckNamesTheDamagedChunkAndRecoverKeepsEveryOther) {
                                  ", 1 damaged part left out\n");
 }
 
+TEST(VqlogCompressed, ServeFromACompressedFileAndRecordIntoOne) {
+    TempDir dir;
+    writeRecording(dir / "in.vql", timedFrames(50), false);
+    ASSERT_EQ(vqlog({"convert", "--compress", dir / "in.vql", dir / "in.vqz"}).exit_code, 0);
+    ChildProcess serve(
+        {VQLOG_PATH, "serve", dir / "in.vqz", "--port", "0", "--wait", "1", "--rate", "max"});
+    const std::string line = serve.readLine(10000);
+    const std::string address = "127.0.0.1:" + line.substr(line.rfind(':') + 1);
+    const ProcessResult record = vqlog({"record", "--connect", address, "--compress", dir / "out"});
+    EXPECT_EQ(record.exit_code, 0) << record.err;
+    EXPECT_EQ(record.out, "vqlog record: 50 frames (0..49) into 1 file in " + (dir / "out") + "\n");
+    EXPECT_EQ(serve.wait(10000).exit_code, 0);
+    ASSERT_EQ(vqlog({"convert", dir / "out", dir / "back.vql"}).exit_code, 0);
+    EXPECT_EQ(readFile(dir / "back.vql"), readFile(dir / "in.vql"));
+}
+
 }  // namespace
