@@ -10,6 +10,7 @@
 #include <cerrno>
 #include <cstring>
 
+#include "eod/io/paths_internal.h"
 #include "eod/precondition_internal.h"
 #include "eod/utils/geomutils_internal.h"
 #include "vq/eod/engineoutputdata.h"
@@ -886,8 +887,8 @@ ColumnReader::ColumnReader(const std::string& path, ColumnReaderOptions options)
     if (_state->per_kind) {
         reader.openFiles(path);
         for (const std::wstring& file :
-             EngineOutputDataFileReader::logFilesInDir(std::wstring(path.begin(), path.end()))) {
-            files.emplace_back(file.begin(), file.end());
+             EngineOutputDataFileReader::logFilesInDir(detail::widenPath(path))) {
+            files.push_back(detail::narrowPath(file));
         }
     } else {
         reader.openFile(path);
