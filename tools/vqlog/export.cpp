@@ -4,6 +4,7 @@
 #include <charconv>
 #include <cmath>
 #include <cstdio>
+#include <cstring>
 #include <ctime>
 #include <fstream>
 #include <iostream>
@@ -34,17 +35,48 @@ struct ExportOptions {
     SelectionOptions select;
 };
 
+// The text of a batch: appends without a length check per character (room is made per cell).
+class TextBuffer {
+public:
+    static constexpr std::size_t CELL_ROOM = 64;  // the longest number, timestamp or keyword
+
+    void room(std::size_t bytes) {
+        if (_bytes.size() - _used < bytes) {
+            _bytes.resize(std::max(2 * _bytes.size(), _used + bytes + (1 << 16)));
+        }
+    }
+    char* end() { return _bytes.data() + _used; }
+    void advance(char* to) { _used = static_cast<std::size_t>(to - _bytes.data()); }
+    TextBuffer& operator+=(char c) {
+        room(1);
+        _bytes[_used++] = c;
+        return *this;
+    }
+    TextBuffer& operator+=(std::string_view text) {
+        room(text.size());
+        std::memcpy(end(), text.data(), text.size());
+        _used += text.size();
+        return *this;
+    }
+    const char* data() const { return _bytes.data(); }
+    std::size_t size() const { return _used; }
+    void clear() { _used = 0; }
+
+private:
+    std::vector<char> _bytes;
+    std::size_t _used = 0;
+};
+
 template <typename T>
-void appendNumber(std::string& out, T value) {
-    char text[64];
-    const auto result = std::to_chars(text, text + sizeof text, value);
-    out.append(text, result.ptr);
+void appendNumber(TextBuffer& out, T value) {
+    out.room(TextBuffer::CELL_ROOM);
+    out.advance(std::to_chars(out.end(), out.end() + TextBuffer::CELL_ROOM, value).ptr);
 }
 
 // A float or double as the shortest text that reads back as it; not finite: "NaN", "Inf",
 // "-Inf" in CSV, null in JSON.
 template <typename T>
-void appendReal(std::string& out, T value, bool csv) {
+void appendReal(TextBuffer& out, T value, bool csv) {
     if (std::isfinite(value)) {
         appendNumber(out, value);
     } else if (!csv) {
@@ -56,25 +88,38 @@ void appendReal(std::string& out, T value, bool csv) {
     }
 }
 
-// 2023-11-14T22:13:20.000Z
-void appendTimestamp(std::string& out, std::int64_t ns) {
+// 2023-11-14T22:13:20.000Z; the date and time of the last second met are kept, since
+// neighbouring frames share them.
+void appendTimestamp(TextBuffer& out, std::int64_t ns) {
+    static std::int64_t last_second = std::numeric_limits<std::int64_t>::min();
+    static char second_text[48];
     std::int64_t seconds = ns / 1000000000;
     std::int64_t rest = ns % 1000000000;
     if (rest < 0) {
         rest += 1000000000;
         --seconds;
     }
-    const std::time_t t = static_cast<std::time_t>(seconds);
-    std::tm utc{};
-    gmtime_r(&t, &utc);
-    char text[64];
-    std::snprintf(text, sizeof text, "%04d-%02d-%02dT%02d:%02d:%02d.%03dZ", utc.tm_year + 1900,
-                  utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min, utc.tm_sec,
-                  static_cast<int>(rest / 1000000));
-    out += text;
+    if (seconds != last_second) {
+        const std::time_t t = static_cast<std::time_t>(seconds);
+        std::tm utc{};
+        gmtime_r(&t, &utc);
+        std::snprintf(second_text, sizeof second_text, "%04d-%02d-%02dT%02d:%02d:%02d",
+                      utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min,
+                      utc.tm_sec);
+        last_second = seconds;
+    }
+    out += std::string_view(second_text);
+    const int millis = static_cast<int>(rest / 1000000);
+    const char fraction[6] = {'.',
+                              static_cast<char>('0' + millis / 100),
+                              static_cast<char>('0' + millis / 10 % 10),
+                              static_cast<char>('0' + millis % 10),
+                              'Z',
+                              0};
+    out += std::string_view(fraction, 5);
 }
 
-void appendCsvText(std::string& out, std::string_view text) {
+void appendCsvText(TextBuffer& out, std::string_view text) {
     if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
         out += text;
         return;
@@ -89,7 +134,7 @@ void appendCsvText(std::string& out, std::string_view text) {
     out += '"';
 }
 
-void appendJsonText(std::string& out, std::string_view text) {
+void appendJsonText(TextBuffer& out, std::string_view text) {
     out += '"';
     for (char c : text) {
         if (c == '"' || c == '\\') {
@@ -98,7 +143,7 @@ void appendJsonText(std::string& out, std::string_view text) {
         } else if (static_cast<unsigned char>(c) < 0x20) {
             char escaped[8];
             std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
-            out += escaped;
+            out += std::string_view(escaped);
         } else {
             out += c;
         }
@@ -107,7 +152,7 @@ void appendJsonText(std::string& out, std::string_view text) {
 }
 
 // One cell; nothing (CSV) or null (JSON) when the row has no value.
-void appendCell(std::string& out, const Column& column, std::size_t row, bool csv) {
+void appendCell(TextBuffer& out, const Column& column, std::size_t row, bool csv) {
     if (!column.valid(row)) {
         if (!csv) {
             out += "null";
@@ -248,10 +293,11 @@ int exportFrames(const ExportOptions& options) {
     for (std::size_t index : reader.selectedColumns()) {
         names.emplace_back(vq::eod::columns(table)[index].name);
     }
-    std::string text;
+    TextBuffer text;
     if (csv) {
         for (std::size_t i = 0; i < names.size(); ++i) {
-            text += (i > 0 ? "," : "") + names[i];
+            text += std::string_view(i > 0 ? "," : "");
+            text += names[i];
         }
         text += '\n';
     }
@@ -275,7 +321,7 @@ int exportFrames(const ExportOptions& options) {
                 }
                 appendCell(text, batch.column(c), row, csv);
             }
-            text += csv ? "\n" : "}\n";
+            text += std::string_view(csv ? "\n" : "}\n");
         }
         rows += batch.numRows();
         out.write(text.data(), static_cast<std::streamsize>(text.size()));

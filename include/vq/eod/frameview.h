@@ -120,6 +120,12 @@ public:
 private:
     ViewStatus walk(std::size_t pos, int parent, int depth, std::size_t& held,
                     std::uint64_t& unannounced) noexcept;
+#if defined(__GNUC__)
+    __attribute__((always_inline))
+#endif
+    ViewStatus
+    children(std::size_t& p, int index, int depth, unsigned int count,
+             std::uint64_t& inside) noexcept;
 
     const unsigned char* _data = nullptr;
     std::size_t _size = 0;

@@ -6,9 +6,11 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 
+#include "eod/io/paths_internal.h"
 #include "eod/precondition_internal.h"
 #include "eod/utils/geomutils_internal.h"
 #include "vq/eod/engineoutputdata.h"
@@ -291,12 +293,25 @@ public:
             if (c == nullptr) {
                 continue;
             }
-            const std::size_t size = columnTypeSize(c->type());
-            if (size == 0) {
-                auto* offsets = reinterpret_cast<std::uint32_t*>(c->_values.data());
-                offsets[_row + 1] = offsets[_row];
-            } else {
-                std::memset(c->_values.data() + _row * size, 0, size);
+            unsigned char* values = c->_values.data();
+            switch (c->type()) {
+                case ColumnType::STRING: {
+                    auto* offsets = reinterpret_cast<std::uint32_t*>(values);
+                    offsets[_row + 1] = offsets[_row];
+                    break;
+                }
+                case ColumnType::BOOL:
+                case ColumnType::INT8:
+                    values[_row] = 0;
+                    break;
+                case ColumnType::INT32:
+                case ColumnType::UINT32:
+                case ColumnType::FLOAT32:
+                    reinterpret_cast<std::uint32_t*>(values)[_row] = 0;
+                    break;
+                default:
+                    reinterpret_cast<std::uint64_t*>(values)[_row] = 0;
+                    break;
             }
             c->_valid[_row] = 0;
         }
@@ -640,7 +655,8 @@ struct ColumnReader::State {
     bool done = false;
     std::vector<unsigned char> kind_selected = std::vector<unsigned char>(256, 0);
     // Per record of each view: whether the selection keeps it.
-    std::vector<std::vector<unsigned char>> kept;
+    using Keep = std::array<unsigned char, FrameView::MAX_RECORDS>;
+    std::vector<std::unique_ptr<Keep>> kept;
     ColumnFiller filler;
     RecordingSummary* summary = nullptr;  // scanRecording's
     std::vector<unsigned char> seen = std::vector<unsigned char>(256, 0);
@@ -653,7 +669,7 @@ struct ColumnReader::State {
             const FrameView& v = *views[i];
             for (std::size_t r = 0; r < v.numRecords(); ++r) {
                 const char kind = v.record(r).object_id;
-                if (kept[i][r] && kind != id::FACE_SET_OUTPUT_DATA) {
+                if ((*kept[i])[r] && kind != id::FACE_SET_OUTPUT_DATA) {
                     seen[static_cast<unsigned char>(kind)] = 1;
                 }
             }
@@ -674,7 +690,10 @@ struct ColumnReader::State {
         }
         held.assign(count, 0);
         ended.assign(count, 0);
-        kept.assign(count, std::vector<unsigned char>());
+        kept.clear();
+        for (std::size_t i = 0; i < count; ++i) {
+            kept.push_back(std::make_unique<Keep>());
+        }
     }
 
     void switchToObjects() {
@@ -693,8 +712,7 @@ struct ColumnReader::State {
     // Which records of view i the selection keeps, and what they hold.
     void pick(std::size_t i, Picked& p) {
         const FrameView& v = *views[i];
-        std::vector<unsigned char>& keep = kept[i];
-        keep.assign(v.numRecords(), 0);
+        Keep& keep = *kept[i];
         int face = -1;
         int eye = -1;
         int eye_direct = -1;
@@ -869,8 +887,8 @@ ColumnReader::ColumnReader(const std::string& path, ColumnReaderOptions options)
     if (_state->per_kind) {
         reader.openFiles(path);
         for (const std::wstring& file :
-             EngineOutputDataFileReader::logFilesInDir(std::wstring(path.begin(), path.end()))) {
-            files.emplace_back(file.begin(), file.end());
+             EngineOutputDataFileReader::logFilesInDir(detail::widenPath(path))) {
+            files.push_back(detail::narrowPath(file));
         }
     } else {
         reader.openFile(path);
@@ -979,7 +997,7 @@ bool ColumnReader::next(ColumnBatch& batch) {
                     const FrameView& v = *s.views[i];
                     for (std::size_t r = 0; r < v.numRecords(); ++r) {
                         const char kind = v.record(r).object_id;
-                        if (s.kept[i][r] &&
+                        if ((*s.kept[i])[r] &&
                             (gaze ? isGazeIntersection(kind) : isHeadIntersection(kind))) {
                             rows += intersectionRows(v.record(r));
                         }
@@ -1003,7 +1021,7 @@ bool ColumnReader::next(ColumnBatch& batch) {
                         const FrameView& v = *s.views[i];
                         for (std::size_t r = 0; r < v.numRecords(); ++r) {
                             const char kind = v.record(r).object_id;
-                            if (s.kept[i][r] &&
+                            if ((*s.kept[i])[r] &&
                                 (gaze ? isGazeIntersection(kind) : isHeadIntersection(kind))) {
                                 fillIntersections(s.filler, gaze, frame_num, v.record(r));
                             }

@@ -6,9 +6,11 @@
 
 #include <cmath>
 #include <cstring>
+#include <filesystem>
 #include <random>
 
 #include "vq/corelog.h"
+#include "vqtest/logfiles.h"
 #include "vqtest/records.h"
 
 namespace vqtest {
@@ -246,6 +248,66 @@ TEST(ColumnReader, EveryPublishedKindGivesTheValuesOfTheRecordObjects) {
     }
     EXPECT_EQ(readAll(bytes, Table::GAZE_INTERSECTIONS).numRows(), gaze_rows);
     EXPECT_EQ(readAll(bytes, Table::HEAD_INTERSECTIONS).numRows(), head_rows);
+}
+
+// Damaged per-kind recordings: the rows before the error and the error of the record objects.
+TEST(ColumnReader, DamagedRecordingsGiveTheFramesAndTheErrorOfTheRecordObjects) {
+    struct Case {
+        const char* what;
+        std::uintmax_t keep_of_12;  // of the Timing file, in twelfths
+        std::size_t at;             // of the byte changed, in twelfths of the file
+        unsigned char flip;         // XOR into that byte, or 0
+        bool fails;
+    } cases[] = {{"cut short (a writer still writing)", 7, 0, 0, false},
+                 {"a record that is not a frame", 12, 0, 0x03, true},
+                 {"a size byte changed", 12, 6, 0x01, true},
+                 {"intact", 12, 0, 0, false}};
+    for (const Case& c : cases) {
+        TempDir dir;
+        io::EngineOutputDataFileWriter writer;
+        writer.newFiles({object_id::TIMING_OUTPUT_DATA, object_id::INERTIA_OUTPUT_DATA}, dir.path(),
+                        std::string(), 4096);
+        for (unsigned seed = 0; seed < 12; ++seed) {
+            writer.writeData(randomFrame(seed));
+        }
+        writer.closeFiles();
+        const std::string timing = dir / "Timing.vql";
+        std::filesystem::resize_file(timing,
+                                     std::filesystem::file_size(timing) * c.keep_of_12 / 12);
+        if (c.flip != 0) {
+            ByteBuffer bytes = readFile(timing);
+            bytes[bytes.size() * c.at / 12 / 36 * 36 + 2] ^= c.flip;  // 36 bytes a frame
+            writeFile(timing, bytes);
+        }
+        std::vector<std::uint32_t> expected;
+        std::string expected_error;
+        io::EngineOutputDataFileReader objects;
+        objects.openFiles(dir.path());
+        try {
+            while (auto frame = objects.readData()) {
+                expected.push_back(frame->frameNum());
+            }
+        } catch (const EODError& error) {
+            expected_error = error.what();
+        }
+        std::vector<std::uint32_t> got;
+        std::string error_text;
+        ColumnReaderOptions options;
+        options.batch_rows = 2;
+        try {
+            ColumnReader reader(dir.path(), options);
+            ColumnBatch batch;
+            while (reader.next(batch)) {
+                const std::uint32_t* numbers = batch.column(0).values<std::uint32_t>();
+                got.insert(got.end(), numbers, numbers + batch.numRows());
+            }
+        } catch (const EODError& error) {
+            error_text = error.what();
+        }
+        EXPECT_EQ(expected_error.empty(), !c.fails) << c.what;
+        EXPECT_EQ(got, expected) << c.what;
+        EXPECT_EQ(error_text, expected_error) << c.what;
+    }
 }
 
 TEST(FrameView, DamagedFramesAreNeverTakenWhereTheRecordObjectsRefuseThem) {

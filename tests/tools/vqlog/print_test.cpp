@@ -92,6 +92,47 @@ TEST(VqlogExport, CsvAndJsonLinesWithEmptyCellsForMissingRecords) {
 namespace vqtest {
 namespace {
 
+TEST(VqlogExport, TimeRangeTablesAndDamagedFilesAsTheRecordObjectsReadThem) {
+    TempDir dir;
+    writeRecording(dir / "rec", timedFrames(6), true);
+    struct Case {
+        std::vector<std::string> args;
+        std::string rows;  // the output after the header row
+    } cases[] = {
+        {{"--start", "0.03", "--end", "0.07"},
+         "2,0.04,2023-11-14T22:13:20.040Z,0.04,1700000000,40,0.015,-1,1,2\n"
+         "3,0.06,2023-11-14T22:13:20.060Z,0.06,1700000000,60,0.015,-1,,\n"},
+        {{"--table", "head_intersections"}, ""},
+        {{"--kinds", "EngineState", "--from", "3"}, "4,1,2\n"},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::string> args{"export", dir / "rec"};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        ProcessResult out = vqlog(args);
+        EXPECT_EQ(out.exit_code, 0) << c.args[0];
+        EXPECT_EQ(out.out.substr(out.out.find('\n') + 1), c.rows) << c.args[0];
+    }
+
+    // A timing file cut short in its fourth frame: the library's error, met by the first pass
+    // before a row is written (the column reader's rows before an error: columnreader_test).
+    const std::string timing = dir / "rec/Timing.vql";
+    std::filesystem::resize_file(timing, std::filesystem::file_size(timing) * 7 / 12);
+    std::string expected_error;
+    vq::eod::io::EngineOutputDataFileReader reader;
+    reader.openFiles(dir / "rec");
+    try {
+        while (reader.readData()) {
+        }
+    } catch (const std::exception& error) {
+        expected_error = error.what();
+    }
+    ASSERT_FALSE(expected_error.empty());
+    ProcessResult damaged = vqlog({"export", dir / "rec"});
+    EXPECT_EQ(damaged.exit_code, 1);
+    EXPECT_EQ(damaged.out, "");
+    EXPECT_EQ(damaged.err, "vqlog export: " + expected_error + "\n");
+}
+
 TEST(VqlogExport, GpsInSignedDegreesAndTextAndNumbersThatSurviveEveryReader) {
     using namespace vq::eod;
     TempDir dir;

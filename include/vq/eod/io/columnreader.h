@@ -17,7 +17,8 @@
 // the record, and the buffer holds 0 there). The buffers belong to the batch and stay valid until
 // the next call of next() with it; reuse one batch to stream a recording of any length through
 // memory bounded by the batch size (plus the reader's file blocks and the largest frame). In the
-// long tables a frame's rows never straddle two batches unless the frame alone exceeds a batch.
+// long tables a frame's rows never straddle two batches: a frame whose rows do not fit starts the
+// next batch, and a frame that alone has more rows than batch_rows makes its batch that large.
 //
 // Files are mapped into memory and read front to back, every length checked against the bytes
 // the file holds; the pages behind the read position are given back every BLOCK_BYTES, so
