@@ -4,6 +4,7 @@
 #include <iostream>
 
 #include "vqlog/commands.h"
+#include "vqlog/compressed.h"
 #include "vqlog/filestats.h"
 #include "vqlog/kinds.h"
 
@@ -35,6 +36,9 @@ std::string framesText(const FrameNumbers& frames) {
 }
 
 int check(const std::string& path) {
+    if (isCompressedFile(path)) {
+        return checkCompressed(path);
+    }
     std::vector<FileStats> stats;
     std::uint64_t damaged = 0;
     std::uint64_t ranges = 0;
@@ -137,6 +141,9 @@ struct Tally {
 };
 
 int recover(const RecoverOptions& options) {
+    if (isCompressedFile(options.input)) {
+        return recoverCompressed(options.input, options.output);
+    }
     const std::vector<std::string> files = recordingFiles(options.input);
     const bool per_kind = isDirectory(options.input);
     prepareOutput(options.output, per_kind);

@@ -14,6 +14,8 @@ struct ConvertOptions {
     std::string output;
     bool single_file = false;
     bool per_kind = false;
+    bool compress = false;
+    int level = vq::eod::io::CompressedFrameFileWriter::DEFAULT_LEVEL;
     SelectionOptions select;
 };
 
@@ -27,9 +29,12 @@ int convert(const ConvertOptions& options) {
     const Selection selection = options.select.selection();
     FrameSource source(options.input, selection);
     // The other form by default.
-    const bool per_kind = options.per_kind || (!options.single_file && !source.perKind());
+    const bool per_kind =
+        !options.compress &&
+        (options.per_kind || (!options.single_file && !source.perKind() && !source.compressed()));
     prepareOutput(options.output, per_kind);
-    RecordingWriter writer(options.output, per_kind);
+    RecordingWriter writer(options.output, per_kind, 65536,
+                           options.compress ? options.level : RecordingWriter::PLAIN);
     while (FramePtr frame = source.next()) {
         writer.write(*frame);
     }
@@ -41,9 +46,14 @@ int convert(const ConvertOptions& options) {
     }
     const std::size_t files = writer.paths().size();
     std::cout << "vqlog convert: " << writer.framesWritten() << " frames from " << options.input
-              << (source.perKind() ? " (per kind)" : " (single file)") << " to " << options.output
-              << (per_kind ? " (per kind, " : " (single file, ") << files
-              << (files == 1 ? " file, " : " files, ") << bytes << " bytes)\n";
+              << (source.perKind()      ? " (per kind)"
+                  : source.compressed() ? " (compressed)"
+                                        : " (single file)")
+              << " to " << options.output
+              << (per_kind           ? " (per kind, "
+                  : options.compress ? " (compressed, "
+                                     : " (single file, ")
+              << files << (files == 1 ? " file, " : " files, ") << bytes << " bytes)\n";
     if (writer.facesDropped() > 0) {
         std::cerr << "vqlog convert: " << writer.facesDropped()
                   << " frames held more than one face; per-kind logs keep the first face "
@@ -62,7 +72,8 @@ Command addConvert(CLI::App& app) {
         "convert",
         "Convert a per-kind recording directory into one log file of whole frames, or one file "
         "into a per-kind directory (a log file per record kind), keeping the kinds and frames "
-        "selected. Nothing existing is overwritten");
+        "selected; a compressed frame file converts to one log file by default. Nothing existing "
+        "is overwritten");
     command->add_option("input", options->input, "A recording directory or a log file")->required();
     command
         ->add_option("output", options->output,
@@ -70,8 +81,20 @@ Command addConvert(CLI::App& app) {
         ->required();
     auto* single = command->add_flag("--single-file", options->single_file,
                                      "Write one file, whatever the input");
-    command->add_flag("--per-kind", options->per_kind, "Write a directory, whatever the input")
-        ->excludes(single);
+    auto* per_kind =
+        command->add_flag("--per-kind", options->per_kind, "Write a directory, whatever the input")
+            ->excludes(single);
+    auto* compress = command
+                         ->add_flag("--compress", options->compress,
+                                    "Write one compressed frame file (chunks of zstd-compressed, "
+                                    "checksummed frames with an index); a compressed input is "
+                                    "read as any other, so converting it back needs no option")
+                         ->excludes(per_kind);
+    command
+        ->add_option("--level", options->level,
+                     "The zstd level of --compress, -7 (fastest) to 19 (smallest); default 3")
+        ->check(CLI::Range(-7, 19))
+        ->needs(compress);
     options->select.addTo(*command, true);
     return [options] { return convert(*options); };
 }

@@ -3,6 +3,7 @@
 #include <iostream>
 
 #include "vqlog/commands.h"
+#include "vqlog/compressed.h"
 #include "vqlog/filestats.h"
 #include "vqlog/kinds.h"
 #include "vqlog/table.h"
@@ -12,6 +13,9 @@ namespace vqlog {
 namespace {
 
 int info(const std::string& path) {
+    if (isCompressedFile(path)) {
+        return infoCompressed(path);
+    }
     const std::vector<std::string> files = recordingFiles(path);
     std::vector<FileStats> stats;
     std::uint64_t bytes = 0;

@@ -16,6 +16,7 @@ struct RecordOptions {
     std::string connect;
     std::string output;
     bool single_file = false;
+    bool compress = false;
     std::uint64_t count = 0;
 };
 
@@ -24,11 +25,14 @@ constexpr int RECEIVE_WAIT_MILLIS = 100;
 
 int record(const RecordOptions& options) {
     const vq::eod::io::InetAddress server = parseEndPoint(options.connect);
-    prepareOutput(options.output, !options.single_file);
+    const bool per_kind = !options.single_file && !options.compress;
+    prepareOutput(options.output, per_kind);
     catchStopSignals();
     vq::eod::io::EngineOutputDataTcpClient client;
     client.connect(server);
-    RecordingWriter writer(options.output, !options.single_file);
+    RecordingWriter writer(options.output, per_kind, 65536,
+                           options.compress ? vq::eod::io::CompressedFrameFileWriter::DEFAULT_LEVEL
+                                            : RecordingWriter::PLAIN);
     std::cerr << "vqlog record: recording " << options.connect << " into " << options.output
               << " (Ctrl-C stops)\n";
 
@@ -114,6 +118,8 @@ Command addRecord(CLI::App& app) {
                      "file with --single-file")
         ->required();
     command->add_flag("--single-file", options->single_file, "Write whole frames into one file");
+    command->add_flag("--compress", options->compress,
+                      "Write one compressed frame file (a crash loses at most its last second)");
     command->add_option("--count", options->count, "Stop after this many frames");
     return [options] { return record(*options); };
 }

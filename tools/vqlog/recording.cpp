@@ -96,6 +96,13 @@ FrameSource::FrameSource(const std::string& path, Selection selection)
     if (_per_kind) {
         _reader.openFiles(path);
         _files = logFiles(path);
+    } else if (vq::eod::io::CompressedFrameFileReader::isCompressedFrameFile(path)) {
+        _files.push_back(path);
+        _packed = std::make_unique<vq::eod::io::CompressedFrameFileReader>();
+        _packed->open(path);
+        if (_selection.from > 0) {
+            _packed->seekFrame(_selection.from);  // through the index
+        }
     } else {
         std::error_code error;
         if (fs::exists(path, error) && !fs::is_regular_file(path, error)) {
@@ -109,7 +116,7 @@ FrameSource::FrameSource(const std::string& path, Selection selection)
 
 FramePtr FrameSource::next() {
     while (!_done && _delivered < _selection.count) {
-        FramePtr frame = _reader.readData();
+        FramePtr frame = _packed ? _packed->readData() : _reader.readData();
         if (!frame) {
             break;
         }
@@ -154,12 +161,20 @@ void prepareOutput(const std::string& path, bool directory) {
     }
 }
 
-RecordingWriter::RecordingWriter(std::string path, bool per_kind, int buffer_size)
+RecordingWriter::RecordingWriter(std::string path, bool per_kind, int buffer_size,
+                                 int compress_level)
     : _path(std::move(path)), _per_kind(per_kind), _buffer_size(buffer_size) {
     while (_per_kind && _path.size() > 1 && _path.back() == '/') {
         _path.pop_back();
     }
-    if (!_per_kind) {
+    if (compress_level != PLAIN) {
+        vq::eod::io::CompressedFrameFileWriter::Options options;
+        options.level = compress_level;
+        _packed = std::make_unique<vq::eod::io::CompressedFrameFileWriter>();
+        _packed->newFile(_path, options);
+        _paths.push_back(_path);
+        _per_kind = false;
+    } else if (!_per_kind) {
         _single.newFile(_path, _buffer_size);
         _paths.push_back(_path);
     }
@@ -168,6 +183,11 @@ RecordingWriter::RecordingWriter(std::string path, bool per_kind, int buffer_siz
 RecordingWriter::~RecordingWriter() = default;
 
 void RecordingWriter::write(const EngineOutputData& frame) {
+    if (_packed) {
+        _packed->writeData(frame);
+        ++_frames;
+        return;
+    }
     if (!_per_kind) {
         _single.writeData(frame);
         ++_frames;
@@ -218,6 +238,15 @@ void RecordingWriter::close() {
         }
     };
     closeOne(_single);
+    if (_packed) {
+        try {
+            _packed->closeFile();
+        } catch (...) {
+            if (!first_error) {
+                first_error = std::current_exception();
+            }
+        }
+    }
     for (auto& entry : _writers) {
         closeOne(*entry.second);
     }

@@ -2,7 +2,8 @@
 //
 // A recording is either one record file of whole frames (single file) or a directory of
 // per-kind log files, which the library's reader merges back into frames by frame number. vqlog
-// takes a directory for the second and anything else for the first.
+// takes a directory for the second and anything else for the first. A single file may also be a
+// compressed frame file, recognised by its magic number whatever its name.
 #pragma once
 
 #include <cstdint>
@@ -52,6 +53,7 @@ public:
     explicit FrameSource(const std::string& path, Selection selection = Selection());
 
     bool perKind() const { return _per_kind; }
+    bool compressed() const { return _packed != nullptr; }
     // The log files of a directory, or the one file.
     const std::vector<std::string>& files() const { return _files; }
 
@@ -60,6 +62,7 @@ public:
 
 private:
     vq::eod::io::EngineOutputDataFileReader _reader;
+    std::unique_ptr<vq::eod::io::CompressedFrameFileReader> _packed;  // a compressed file
     Selection _selection;
     bool _per_kind;
     std::vector<std::string> _files;
@@ -80,8 +83,11 @@ void prepareOutput(const std::string& path, bool directory);
 // facesDropped() counts so that callers can say so.
 class RecordingWriter {
 public:
-    // `buffer_size` bytes of buffer per file.
-    RecordingWriter(std::string path, bool per_kind, int buffer_size = 65536);
+    // `buffer_size` bytes of buffer per file. A compression level writes one compressed frame
+    // file at that zstd level (single file only).
+    static constexpr int PLAIN = -100;
+    RecordingWriter(std::string path, bool per_kind, int buffer_size = 65536,
+                    int compress_level = PLAIN);
     ~RecordingWriter();
     RecordingWriter(const RecordingWriter&) = delete;
     RecordingWriter& operator=(const RecordingWriter&) = delete;
@@ -100,6 +106,7 @@ private:
     bool _per_kind;
     int _buffer_size;
     vq::eod::io::EngineOutputDataFileWriter _single;
+    std::unique_ptr<vq::eod::io::CompressedFrameFileWriter> _packed;
     std::map<char, std::unique_ptr<vq::eod::io::EngineOutputDataFileWriter>,
              vq::eod::object_id::Less>
         _writers;

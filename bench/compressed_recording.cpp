@@ -1,0 +1,235 @@
+// Compressed frame files against a real recording: size, writing, reading and seeking.
+//
+//   vq_corelog_compressed RECORDING.vql [SEEK_FILE_MB]
+//
+// RECORDING.vql is a single-file recording (`vqlog demo --fast --seconds 600 --rate 360 --out
+// DIR`, then `vqlog convert DIR RECORDING.vql`). Its frames are read into memory once; then, in
+// the same run, they are written as a single-file log (the baseline) and as a compressed file at
+// the default level, each timed from memory to a closed file, and read back from the compressed
+// file as frames, as frame bytes and into columns (ColumnReader), against the single file. For
+// seeking, the recording is written again and again, renumbered and shifted in time, into one
+// compressed file of SEEK_FILE_MB MiB (1024 by default; 0: no seeks), and random frame numbers and
+// times are sought in it. Times are CPU times of the process.
+#include <sys/stat.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <ctime>
+#include <random>
+#include <string>
+#include <vector>
+
+#include "vq/corelog.h"
+
+namespace {
+
+using namespace vq::eod;
+
+// Time is the process's CPU time, so that other programs on a busy machine count for little.
+struct Clock {
+    using time_point = double;
+    static double now() {
+        timespec now{};
+        ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
+        return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+    }
+};
+
+double secondsSince(double start) {
+    return Clock::now() - start;
+}
+
+std::uint64_t fileSize(const std::string& path) {
+    struct stat status {};
+    return ::stat(path.c_str(), &status) == 0 ? static_cast<std::uint64_t>(status.st_size) : 0;
+}
+
+}  // namespace
+
+int main(int argc, char** argv) {
+    if (argc < 2) {
+        std::fprintf(stderr, "usage: %s RECORDING.vql [SEEK_FILE_MB]\n", argv[0]);
+        return 2;
+    }
+    const std::string recording = argv[1];
+    const std::uint64_t seek_file_bytes = (argc > 2 ? std::strtoull(argv[2], nullptr, 10) : 1024)
+                                          << 20;
+    const char* base = std::getenv("TMPDIR");
+    const std::string scratch = std::string(base != nullptr && *base != 0 ? base : "/tmp");
+    const std::string plain_path = scratch + "/vq_compressed_bench_plain.vql";
+    const std::string packed_path = scratch + "/vq_compressed_bench.vqz";
+    const std::string seek_path = scratch + "/vq_compressed_bench_seek.vqz";
+
+    std::vector<boost::shared_ptr<EngineOutputData>> frames;
+    {
+        io::EngineOutputDataFileReader reader;
+        reader.openFile(recording);
+        while (auto frame = reader.readData()) {
+            frames.push_back(frame);
+        }
+    }
+    const double count = static_cast<double>(frames.size());
+    std::printf("recording: %zu frames, %llu bytes\n", frames.size(),
+                static_cast<unsigned long long>(fileSize(recording)));
+
+    // Writing from memory: the single-file log, then the compressed file, three times each.
+    double plain_best = 1e9;
+    double packed_best = 1e9;
+    for (int round = 0; round < 3; ++round) {
+        auto start = Clock::now();
+        io::EngineOutputDataFileWriter plain;
+        plain.newFile(plain_path, 65536);
+        for (const auto& frame : frames) {
+            plain.writeData(*frame);
+        }
+        plain.closeFiles();
+        plain_best = std::min(plain_best, secondsSince(start));
+
+        start = Clock::now();
+        io::CompressedFrameFileWriter packed;
+        packed.newFile(packed_path);
+        for (const auto& frame : frames) {
+            packed.writeData(*frame);
+        }
+        packed.closeFile();
+        packed_best = std::min(packed_best, secondsSince(start));
+    }
+    const std::uint64_t plain_bytes = fileSize(plain_path);
+    const std::uint64_t packed_bytes = fileSize(packed_path);
+    std::printf(
+        "size: single file %llu bytes, compressed %llu bytes: %.2f times smaller "
+        "(%.1f %% of the single file)\n",
+        static_cast<unsigned long long>(plain_bytes), static_cast<unsigned long long>(packed_bytes),
+        static_cast<double>(plain_bytes) / static_cast<double>(packed_bytes),
+        100.0 * static_cast<double>(packed_bytes) / static_cast<double>(plain_bytes));
+    std::printf("write: single file %.0f frames/s, compressed %.0f frames/s (ratio %.2f)\n",
+                count / plain_best, count / packed_best, plain_best / packed_best);
+
+    // Reading back: frame bytes (what a column reader takes) and frames.
+    {
+        io::CompressedFrameFileReader reader;
+        reader.open(packed_path);
+        auto start = Clock::now();
+        const unsigned char* data = nullptr;
+        std::size_t size = 0;
+        std::uint64_t bytes = 0;
+        while (reader.readFrameBytes(data, size)) {
+            bytes += size;
+        }
+        const double raw_seconds = secondsSince(start);
+        reader.rewind();
+        start = Clock::now();
+        std::size_t read = 0;
+        while (reader.readData()) {
+            ++read;
+        }
+        const double frame_seconds = secondsSince(start);
+        io::EngineOutputDataFileReader plain;
+        plain.openFile(plain_path);
+        start = Clock::now();
+        while (plain.readData()) {
+        }
+        const double plain_seconds = secondsSince(start);
+        // Into columns: the column reader over the compressed file, and over the single file.
+        auto columns = [](std::unique_ptr<io::ColumnReader> columns) {
+            io::ColumnBatch batch;
+            std::uint64_t rows = 0;
+            while (columns->next(batch)) {
+                rows += batch.numRows();
+            }
+            return rows;
+        };
+        std::vector<std::unique_ptr<io::FrameSource>> sources;
+        sources.push_back(std::make_unique<io::CompressedFrameSource>(packed_path));
+        start = Clock::now();
+        const std::uint64_t packed_rows =
+            columns(std::make_unique<io::ColumnReader>(std::move(sources)));
+        const double packed_column_seconds = secondsSince(start);
+        start = Clock::now();
+        const std::uint64_t plain_rows = columns(std::make_unique<io::ColumnReader>(plain_path));
+        const double plain_column_seconds = secondsSince(start);
+        std::printf(
+            "columns: compressed %.0f frames/s, single file %.0f frames/s (ratio %.2f; "
+            "%llu and %llu rows)\n",
+            count / packed_column_seconds, count / plain_column_seconds,
+            plain_column_seconds / packed_column_seconds,
+            static_cast<unsigned long long>(packed_rows),
+            static_cast<unsigned long long>(plain_rows));
+        std::printf(
+            "read: frame bytes %.0f frames/s (%.0f MB/s), frames %.0f frames/s, "
+            "single-file frames %.0f frames/s (%zu frames, %llu bytes)\n",
+            count / raw_seconds, static_cast<double>(bytes) / raw_seconds / 1e6,
+            count / frame_seconds, count / plain_seconds, read,
+            static_cast<unsigned long long>(bytes));
+    }
+
+    if (seek_file_bytes == 0) {
+        return 0;
+    }
+    // Seeking in a large file: the recording again and again, renumbered and shifted in time.
+    std::uint32_t total = 0;
+    double duration = 0;
+    {
+        const auto timing = [](const EngineOutputData& frame) {
+            return boost::dynamic_pointer_cast<const TimingOutputData>(
+                frame.subObject(object_id::TIMING_OUTPUT_DATA));
+        };
+        const double span = timing(*frames.back())->experimentTime() + 1.0 / 360;
+        io::CompressedFrameFileWriter writer;
+        writer.newFile(seek_path);
+        for (int pass = 0; fileSize(seek_path) < seek_file_bytes; ++pass) {
+            for (const auto& original : frames) {
+                EngineOutputData frame(*original);
+                frame.setFrameNum(total++);
+                auto time = boost::dynamic_pointer_cast<TimingOutputData>(
+                    frame.subObject(object_id::TIMING_OUTPUT_DATA));
+                time->setExperimentTime(time->experimentTime() + pass * span);
+                duration = time->experimentTime();
+                writer.writeData(frame);
+            }
+        }
+        writer.closeFile();
+    }
+    io::CompressedFrameFileReader reader;
+    auto start = Clock::now();
+    reader.open(seek_path);
+    const double open_seconds = secondsSince(start);
+    std::mt19937 random(7);
+    constexpr int SEEKS = 200;
+    double frame_seconds = 0;
+    double time_seconds = 0;
+    double worst = 0;
+    for (int i = 0; i < SEEKS; ++i) {
+        const std::uint32_t target = random() % total;
+        start = Clock::now();
+        reader.seekFrame(target);
+        const auto frame = reader.readData();
+        const double took = secondsSince(start);
+        frame_seconds += took;
+        worst = std::max(worst, took);
+        if (!frame || frame->frameNum() != target) {
+            std::fprintf(stderr, "seek to frame %u found another frame\n", target);
+            return 1;
+        }
+        const double when = std::uniform_real_distribution<double>(0, duration)(random);
+        start = Clock::now();
+        reader.seekTime(when);
+        const auto timed = reader.readData();
+        const double took_time = secondsSince(start);
+        time_seconds += took_time;
+        worst = std::max(worst, took_time);
+        if (!timed) {
+            std::fprintf(stderr, "seek to time %f found nothing\n", when);
+            return 1;
+        }
+    }
+    std::printf(
+        "seek in %llu bytes (%u frames, %zu chunks; opening %.2f ms): frame %.2f ms, "
+        "time %.2f ms on average, worst %.2f ms\n",
+        static_cast<unsigned long long>(fileSize(seek_path)), total, reader.chunks().size(),
+        open_seconds * 1e3, frame_seconds / SEEKS * 1e3, time_seconds / SEEKS * 1e3, worst * 1e3);
+    std::remove(plain_path.c_str());
+    std::remove(packed_path.c_str());
+    std::remove(seek_path.c_str());
+    return 0;
+}

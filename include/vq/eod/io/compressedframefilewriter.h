@@ -1,0 +1,90 @@
+// CompressedFrameFileWriter: records a stream of frames as one compressed frame file.
+//
+// The file (docs/compressed-format.md has its layout) is a header, then chunks, then a footer
+// with the chunk index. A chunk holds whole serialised frames, compressed with zstd and
+// checksummed with XXH3; it is closed, and written with one write, when its frames reach the
+// chunk size (1 MiB by default) or when a frame is written and the chunk's first frame was
+// taken more than the chunk age (1 s by default) before. So a writer that is killed loses at
+// most the chunk it was filling, and every chunk before it reads back; only the footer, written
+// by closeFile(), is missing then, and the reader finds the chunks one by one instead.
+//
+// Frames are taken as EngineOutputDataFileWriter's single-file mode takes them: whole, skipping
+// a frame whose serializeEnabled() is false. Frames are expected in ascending frame number and
+// time, as an engine makes them; the reader's seeks rely on that order.
+//
+// Failures are never silent. A chunk that cannot be written (a full disk, an I/O error) raises
+// CompressedFrameFileError "CompressedFrameFileWriter - could not write <path>: <reason>" from
+// the writeData() or closeFile() that closed it; the file is cut back to the end of the last
+// whole chunk, the frames of the failed chunk are lost, and every later writeData() and
+// closeFile() raises the same error again. A frame larger than a chunk may hold (64 MiB)
+// raises "CompressedFrameFileWriter::writeData - frame of <n> bytes exceeds the chunk limit of
+// 67108864 bytes" and is not written. The destructor closes without raising: call closeFile()
+// to learn whether everything reached the disk.
+//
+// Not thread-safe: one thread uses a writer at a time. Not copyable.
+#pragma once
+
+#include <chrono>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+#include <string>
+
+#include <boost/shared_ptr.hpp>
+
+#include "vq/eod/engineoutputdata.h"
+
+namespace vq::eod::io {
+
+class VQ_EOD_API CompressedFrameFileWriter {
+public:
+    static constexpr std::size_t DEFAULT_CHUNK_BYTES = 1 << 20;
+    static constexpr std::chrono::milliseconds DEFAULT_CHUNK_AGE{1000};
+    static constexpr int DEFAULT_LEVEL = 3;
+    // The most bytes a chunk's contents may take, before and after compression.
+    static constexpr std::size_t MAX_CHUNK_BYTES = 64u << 20;
+
+    struct Options {
+        int level = DEFAULT_LEVEL;  // zstd level, -7 to 19 (below 1: its fast levels)
+        std::size_t chunk_bytes = DEFAULT_CHUNK_BYTES;            // 1 to MAX_CHUNK_BYTES
+        std::chrono::milliseconds chunk_age = DEFAULT_CHUNK_AGE;  // 0: one frame per chunk
+    };
+
+    CompressedFrameFileWriter();
+    CompressedFrameFileWriter(const CompressedFrameFileWriter&) = delete;
+    CompressedFrameFileWriter& operator=(const CompressedFrameFileWriter&) = delete;
+    // Closes the file without raising.
+    ~CompressedFrameFileWriter();
+
+    // Opens (truncating) `path` and writes the file header. An open writer is a programming
+    // error ("a file is already open"), and so are options out of range ("compression level
+    // out of range", "chunk size out of range", "negative chunk age"). A file that cannot be
+    // created raises CompressedFrameFileError "CompressedFrameFileWriter::newFile - could not
+    // open file <path>: <reason>"; the writer stays closed. A file header that cannot be written
+    // raises the write error (see above); the writer then counts as open until closeFile().
+    void newFile(const std::string& path, const Options& options);
+    void newFile(const std::string& path);
+    void newFile(const std::wstring& path, const Options& options);
+
+    bool isOpen() const;
+    // Writes the open chunk, the footer and closes the file; harmless when closed. Raises the
+    // write error (see above) after closing when any write failed.
+    void closeFile();
+
+    // Adds the frame to the open chunk, writing the chunk when it is full or old. No file open
+    // is a programming error ("no file is open"), and so is a null pointer.
+    void writeData(const EngineOutputData& frame);
+    void writeData(const boost::shared_ptr<const EngineOutputData>& frame);
+    // Writes the open chunk now, if it holds any frame (for a caller whose frames pause).
+    void flushChunk();
+
+    // Frames taken so far, and chunks written so far.
+    std::uint64_t framesWritten() const;
+    std::uint64_t chunksWritten() const;
+
+private:
+    class Impl;
+    std::unique_ptr<Impl> _impl;
+};
+
+}  // namespace vq::eod::io

@@ -1,0 +1,226 @@
+#include "vq/eod/io/compressedframefilewriter.h"
+
+#include <sched.h>
+#include <sys/mount.h>
+
+#include <gtest/gtest.h>
+
+#include <cerrno>
+#include <cstring>
+#include <filesystem>
+
+#include "vq/eod/io/compressedframefileerror.h"
+#include "vq/eod/io/compressedframefilereader.h"
+#include "vqtest/child.h"
+#include "vqtest/compressedfiles.h"
+#include "vqtest/expect.h"
+#include "vqtest/hex.h"
+#include "vqtest/logfiles.h"
+#include "vqtest/testrecords.h"
+
+namespace {
+
+using vq::eod::io::CompressedFrameFileError;
+using vq::eod::io::CompressedFrameFileReader;
+using vq::eod::io::CompressedFrameFileWriter;
+using vqtest::readBackTimed;
+using vqtest::smallChunks;
+using vqtest::timedFrame;
+
+constexpr const char* SOURCE = "src/eod/io/compressedframefilewriter.cpp";
+
+class CompressedFrameFileWriterTest : public ::testing::Test {
+protected:
+    void SetUp() override { vqtest::registerTestLogKinds(); }
+    vqtest::TempDir dir;
+    CompressedFrameFileWriter writer;
+};
+
+TEST_F(CompressedFrameFileWriterTest, FramesComeBackByteForByteWithTheirIndexAndSummary) {
+    const std::string path = dir / "a.vqz";
+    vqtest::writeTimedFrames(path, 100, smallChunks(1000));
+    EXPECT_EQ(readBackTimed(path), "1-100");
+    // Magic, version 1, no flags, chunk bytes 1000, age 3600000 ms, level 3, then the checksum.
+    EXPECT_EQ(vqtest::hex(vqtest::readFile(path)).substr(0, 24 * 3 - 1),
+              "89 56 51 5A 0D 0A 1A 0A 00 01 00 00 00 00 03 E8 00 36 EE 80 00 00 00 03");
+
+    CompressedFrameFileReader reader;
+    reader.open(path);
+    EXPECT_TRUE(reader.hasFooter());
+    const auto& chunks = reader.chunks();
+    ASSERT_GT(chunks.size(), 3u);
+    std::uint32_t next = 1;
+    for (const auto& chunk : chunks) {  // whole frames, in order, closed at the size
+        EXPECT_EQ(chunk.first_frame, next);
+        EXPECT_EQ(chunk.last_frame, next + chunk.frames - 1);
+        EXPECT_DOUBLE_EQ(chunk.first_time, chunk.first_frame / 100.0);
+        EXPECT_DOUBLE_EQ(chunk.last_time, chunk.last_frame / 100.0);
+        next += chunk.frames;
+    }
+    EXPECT_EQ(next, 101u);
+    const auto summary = reader.summary();
+    EXPECT_EQ(summary.frames, 100u);
+    EXPECT_EQ(summary.first_frame, 1u);
+    EXPECT_EQ(summary.last_frame, 100u);
+    EXPECT_DOUBLE_EQ(summary.first_time, 0.01);
+    EXPECT_DOUBLE_EQ(summary.last_time, 1.0);
+    using Kinds = std::vector<std::pair<char, std::uint64_t>>;
+    EXPECT_EQ(summary.kinds,
+              (Kinds{{0x0A, 100}, {vqtest::TEST_RECORD_A, 100}, {vqtest::TEST_RECORD_B, 100}}));
+    EXPECT_TRUE(reader.verify().empty());
+}
+
+TEST_F(CompressedFrameFileWriterTest, ChunksCloseBySizeByAgeAndOnRequest) {
+    struct Case {
+        CompressedFrameFileWriter::Options options;
+        bool flush_after_third;
+        std::size_t chunks;
+    };
+    CompressedFrameFileWriter::Options by_age;
+    by_age.chunk_age = std::chrono::milliseconds(0);
+    const Case cases[] = {
+        {smallChunks(1), false, 10},       // every frame fills a chunk
+        {by_age, false, 10},               // every frame is old at once
+        {smallChunks(1 << 20), false, 1},  // all in the chunk closed with the file
+        {smallChunks(1 << 20), true, 2},   // flushChunk() after frame 3
+    };
+    for (const Case& c : cases) {
+        const std::string path = dir / "c.vqz";
+        writer.newFile(path, c.options);
+        for (unsigned int n = 1; n <= 10; ++n) {
+            writer.writeData(timedFrame(n));
+            if (n == 3 && c.flush_after_third) {
+                writer.flushChunk();
+            }
+        }
+        EXPECT_EQ(writer.framesWritten(), 10u);
+        writer.closeFile();
+        EXPECT_EQ(writer.chunksWritten(), c.chunks);
+        CompressedFrameFileReader reader;
+        reader.open(path);
+        EXPECT_EQ(reader.chunks().size(), c.chunks);
+        EXPECT_EQ(readBackTimed(path), "1-10");
+    }
+}
+
+TEST_F(CompressedFrameFileWriterTest, MisuseAndFilesThatCannotBeMade) {
+    auto options = [](int level, std::size_t bytes, long millis) {
+        CompressedFrameFileWriter::Options o;
+        o.level = level;
+        o.chunk_bytes = bytes;
+        o.chunk_age = std::chrono::milliseconds(millis);
+        return o;
+    };
+    const std::string path = dir / "m.vqz";
+    EXPECT_PRECONDITION(writer.newFile(path, options(-8, 1, 0)), SOURCE,
+                        "compression level out of range");
+    EXPECT_PRECONDITION(writer.newFile(path, options(20, 1, 0)), SOURCE,
+                        "compression level out of range");
+    EXPECT_PRECONDITION(writer.newFile(path, options(3, 0, 0)), SOURCE, "chunk size out of range");
+    EXPECT_PRECONDITION(writer.newFile(path, options(3, (64 << 20) + 1, 0)), SOURCE,
+                        "chunk size out of range");
+    EXPECT_PRECONDITION(writer.newFile(path, options(3, 1, -1)), SOURCE, "negative chunk age");
+    EXPECT_PRECONDITION(writer.writeData(*timedFrame(1)), SOURCE, "no file is open");
+    EXPECT_ERROR_MESSAGE(writer.newFile(dir / "missing/m.vqz"), CompressedFrameFileError,
+                         "CompressedFrameFileWriter::newFile - could not open file " +
+                             (dir / "missing/m.vqz") + ": No such file or directory");
+    EXPECT_FALSE(writer.isOpen());
+    writer.newFile(path);
+    EXPECT_PRECONDITION(writer.newFile(path), SOURCE, "a file is already open");
+    EXPECT_PRECONDITION(writer.writeData(boost::shared_ptr<const vq::eod::EngineOutputData>()),
+                        SOURCE, "frame is NULL");
+    // A file without frames: header and footer, nothing to read.
+    writer.closeFile();
+    EXPECT_EQ(readBackTimed(path), "");
+    EXPECT_EQ(std::filesystem::file_size(path), 32u + 12 + 34 + 8 + 16);
+    // A full device refuses the file header already.
+    EXPECT_ERROR_MESSAGE(writer.newFile("/dev/full"), CompressedFrameFileError,
+                         "CompressedFrameFileWriter - could not write /dev/full: No space left "
+                         "on device");
+    EXPECT_ERROR_MESSAGE(writer.writeData(*timedFrame(1)), CompressedFrameFileError,
+                         "CompressedFrameFileWriter - could not write /dev/full: No space left "
+                         "on device");
+    EXPECT_ERROR_MESSAGE(writer.closeFile(), CompressedFrameFileError,
+                         "CompressedFrameFileWriter - could not write /dev/full: No space left "
+                         "on device");
+    EXPECT_FALSE(writer.isOpen());
+}
+
+// Faults of the writer's process and of its disk: every chunk written before them reads back.
+TEST_F(CompressedFrameFileWriterTest, AKilledWriterLosesAtMostTheChunkItWasFilling) {
+    const std::string path = dir / "killed.vqz";
+    vqtest::ForkedChild recorder([&](int report) {
+        CompressedFrameFileWriter killed;
+        killed.newFile(path, smallChunks(2000));
+        for (unsigned int n = 1; n <= 10000000; ++n) {
+            killed.writeData(*timedFrame(n));
+            if (killed.chunksWritten() >= 20) {
+                vqtest::report(report, std::to_string(n));
+                ::pause();
+            }
+        }
+    });
+    std::string taken;
+    ASSERT_TRUE(recorder.read(taken, 1, 10000));
+    recorder.read(taken, 20, 100);
+    recorder.kill();
+    CompressedFrameFileReader reader;
+    reader.open(path);
+    EXPECT_FALSE(reader.hasFooter());
+    ASSERT_EQ(reader.chunks().size(), 20u);
+    const std::uint32_t last = reader.chunks().back().last_frame;
+    EXPECT_EQ(readBackTimed(path), "1-" + std::to_string(last));
+    EXPECT_EQ(std::to_string(last), taken);  // the frame that closed the 20th chunk
+    EXPECT_EQ(reader.summary().frames, last);
+}
+
+TEST_F(CompressedFrameFileWriterTest, AFullDiskKeepsEveryChunkBeforeIt) {
+    const std::string path = dir / "full.vqz";
+    vqtest::ForkedChild recorder([&](int report) {
+        if (::unshare(CLONE_NEWNS) != 0 ||
+            ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
+            ::mount("vqtest", dir.path().c_str(), "tmpfs", 0, "size=64k") != 0) {
+            vqtest::report(report,
+                           std::string("cannot mount a small tmpfs: ") + std::strerror(errno));
+            return;
+        }
+        auto attempt = [](const std::function<void()>& call) -> std::string {
+            try {
+                call();
+            } catch (const std::exception& error) {
+                return error.what();
+            }
+            return "";
+        };
+        CompressedFrameFileWriter full;
+        full.newFile(path, smallChunks(4000));
+        unsigned int n = 1;
+        std::string failure;
+        while (n < 1000000 &&
+               (failure = attempt([&] { full.writeData(*timedFrame(n)); })).empty()) {
+            ++n;
+        }
+        const std::uint64_t chunks = full.chunksWritten();
+        const std::string again = attempt([&] { full.writeData(*timedFrame(n + 1)); });
+        const std::string closing = attempt([&] { full.closeFile(); });
+        vqtest::report(report, failure + "|" + again + "|" + closing + "|" +
+                                   std::to_string(chunks) + "|" + readBackTimed(path));
+    });
+    std::string outcome;
+    recorder.read(outcome, 4096, 60000);
+    ASSERT_EQ(recorder.wait(5000), 0) << outcome;
+    if (outcome.rfind("cannot mount", 0) == 0) {
+        GTEST_SKIP() << outcome << " (needs the right to mount)";
+    }
+    const std::string error =
+        "CompressedFrameFileWriter - could not write " + path + ": No space left on device";
+    const std::size_t bar = outcome.rfind('|');
+    const std::size_t chunks_bar = outcome.rfind('|', bar - 1);
+    EXPECT_EQ(outcome.substr(0, chunks_bar), error + "|" + error + "|" + error);
+    EXPECT_GT(std::stoul(outcome.substr(chunks_bar + 1)), 10u);
+    // The file was cut back to its last whole chunk: every frame of those reads back.
+    EXPECT_EQ(outcome.substr(bar + 1).find('['), std::string::npos) << outcome;
+    EXPECT_EQ(outcome.substr(bar + 1, 2), "1-");
+}
+
+}  // namespace
