@@ -86,7 +86,7 @@ int main(int argc, char** argv) {
         plain_best = std::min(plain_best, secondsSince(start));
 
         start = Clock::now();
-        io::CompressedFrameFileWriter packed;
+        io::CompressingFileWriter packed;
         packed.newFile(packed_path);
         for (const auto& frame : frames) {
             packed.writeData(*frame);
@@ -107,7 +107,7 @@ int main(int argc, char** argv) {
 
     // Reading back: frame bytes (what a column reader takes) and frames.
     {
-        io::CompressedFrameFileReader reader;
+        io::DecompressingFileReader reader;
         reader.open(packed_path);
         auto start = Clock::now();
         const unsigned char* data = nullptr;
@@ -175,7 +175,7 @@ int main(int argc, char** argv) {
                 frame.subObject(object_id::TIMING_OUTPUT_DATA));
         };
         const double span = timing(*frames.back())->experimentTime() + 1.0 / 360;
-        io::CompressedFrameFileWriter writer;
+        io::CompressingFileWriter writer;
         writer.newFile(seek_path);
         for (int pass = 0; fileSize(seek_path) < seek_file_bytes; ++pass) {
             for (const auto& original : frames) {
@@ -190,7 +190,7 @@ int main(int argc, char** argv) {
         }
         writer.closeFile();
     }
-    io::CompressedFrameFileReader reader;
+    io::DecompressingFileReader reader;
     auto start = Clock::now();
     reader.open(seek_path);
     const double open_seconds = secondsSince(start);

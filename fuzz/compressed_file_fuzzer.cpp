@@ -1,4 +1,4 @@
-// A compressed frame file read through CompressedFrameFileReader: opened, read frame by frame to
+// A compressed frame file read through DecompressingFileReader: opened, read frame by frame to
 // its end, sought in, and verified.
 //
 // The checksums would keep almost every mutated file away from the decoders behind them, so the
@@ -94,7 +94,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     }
     const std::string path = scratch.write("input.vqz", file.data(), file.size());
 
-    vq::eod::io::CompressedFrameFileReader reader;
+    vq::eod::io::DecompressingFileReader reader;
     try {
         reader.open(path);
     } catch (const vq::eod::io::CompressedFrameFileError&) {

@@ -2,7 +2,7 @@
 
 #include <boost/make_shared.hpp>
 
-#include "vq/eod/io/compressedframefilereader.h"
+#include "vq/eod/io/decompressingfilereader.h"
 #include "vq/eod/timingoutputdata.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
@@ -18,16 +18,16 @@ boost::shared_ptr<vq::eod::EngineOutputData> timedFrame(unsigned int frame_num) 
     return frame;
 }
 
-vq::eod::io::CompressedFrameFileWriter::Options smallChunks(std::size_t chunk_bytes) {
-    vq::eod::io::CompressedFrameFileWriter::Options options;
+vq::eod::io::CompressingFileWriter::Options smallChunks(std::size_t chunk_bytes) {
+    vq::eod::io::CompressingFileWriter::Options options;
     options.chunk_bytes = chunk_bytes;
     options.chunk_age = std::chrono::hours(1);
     return options;
 }
 
 void writeTimedFrames(const std::string& path, unsigned int count,
-                      const vq::eod::io::CompressedFrameFileWriter::Options& options) {
-    vq::eod::io::CompressedFrameFileWriter writer;
+                      const vq::eod::io::CompressingFileWriter::Options& options) {
+    vq::eod::io::CompressingFileWriter writer;
     writer.newFile(path, options);
     for (unsigned int n = 1; n <= count; ++n) {
         writer.writeData(*timedFrame(n));
@@ -36,7 +36,7 @@ void writeTimedFrames(const std::string& path, unsigned int count,
 }
 
 std::string readBackTimed(const std::string& path) {
-    vq::eod::io::CompressedFrameFileReader reader;
+    vq::eod::io::DecompressingFileReader reader;
     try {
         reader.open(path);
     } catch (const std::exception& error) {

@@ -12,12 +12,12 @@ namespace vqlog {
 namespace {
 
 using vq::eod::io::CompressedFrameFileError;
-using vq::eod::io::CompressedFrameFileReader;
-using vq::eod::io::CompressedFrameFileWriter;
+using vq::eod::io::CompressingFileWriter;
+using vq::eod::io::DecompressingFileReader;
 
 // The reader's message without the class name in front.
 std::string damageText(const std::string& message) {
-    const std::string prefix = "CompressedFrameFileReader - ";
+    const std::string prefix = "DecompressingFileReader - ";
     return message.rfind(prefix, 0) == 0 ? message.substr(prefix.size()) : message;
 }
 
@@ -27,7 +27,7 @@ std::uint64_t fileBytes(const std::string& path) {
     return error ? 0 : static_cast<std::uint64_t>(size);
 }
 
-std::string framesText(const CompressedFrameFileReader::Summary& summary) {
+std::string framesText(const DecompressingFileReader::Summary& summary) {
     std::string text =
         std::to_string(summary.frames) + (summary.frames == 1 ? " frame" : " frames");
     if (summary.frames > 0) {
@@ -40,11 +40,11 @@ std::string framesText(const CompressedFrameFileReader::Summary& summary) {
 }  // namespace
 
 bool isCompressedFile(const std::string& path) {
-    return !isDirectory(path) && CompressedFrameFileReader::isCompressedFrameFile(path);
+    return !isDirectory(path) && DecompressingFileReader::isCompressedFrameFile(path);
 }
 
 int checkCompressed(const std::string& path) {
-    CompressedFrameFileReader reader;
+    DecompressingFileReader reader;
     reader.open(path);
     const std::vector<std::string> damage = reader.verify();
     std::cout << path << ": compressed frame file, " << framesText(reader.summary()) << " in "
@@ -65,9 +65,9 @@ int checkCompressed(const std::string& path) {
 }
 
 int infoCompressed(const std::string& path) {
-    CompressedFrameFileReader reader;
+    DecompressingFileReader reader;
     reader.open(path);
-    const CompressedFrameFileReader::Summary summary = reader.summary();
+    const DecompressingFileReader::Summary summary = reader.summary();
     std::cout << path << ": compressed frame file, " << fileBytes(path) << " bytes, "
               << reader.chunks().size() << " chunks"
               << (reader.hasFooter() ? "" : ", no footer (read chunk by chunk)") << '\n';
@@ -88,10 +88,10 @@ int infoCompressed(const std::string& path) {
 }
 
 int recoverCompressed(const std::string& input, const std::string& output) {
-    CompressedFrameFileReader reader;
+    DecompressingFileReader reader;
     reader.open(input);
     prepareOutput(output, false);
-    CompressedFrameFileWriter writer;
+    CompressingFileWriter writer;
     writer.newFile(output);
     std::uint64_t lost = 0;
     for (;;) {
@@ -110,7 +110,7 @@ int recoverCompressed(const std::string& input, const std::string& output) {
         }
     }
     writer.closeFile();
-    CompressedFrameFileReader check;
+    DecompressingFileReader check;
     check.open(output);
     if (!check.verify().empty() || check.summary().frames != writer.framesWritten()) {
         throw CompressedFrameFileError("vqlog recover: " + output + " does not read back whole");

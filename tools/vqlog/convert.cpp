@@ -15,7 +15,7 @@ struct ConvertOptions {
     bool single_file = false;
     bool per_kind = false;
     bool compress = false;
-    int level = vq::eod::io::CompressedFrameFileWriter::DEFAULT_LEVEL;
+    int level = vq::eod::io::CompressingFileWriter::DEFAULT_LEVEL;
     SelectionOptions select;
 };
 

@@ -31,7 +31,7 @@ int record(const RecordOptions& options) {
     vq::eod::io::EngineOutputDataTcpClient client;
     client.connect(server);
     RecordingWriter writer(options.output, per_kind, 65536,
-                           options.compress ? vq::eod::io::CompressedFrameFileWriter::DEFAULT_LEVEL
+                           options.compress ? vq::eod::io::CompressingFileWriter::DEFAULT_LEVEL
                                             : RecordingWriter::PLAIN);
     std::cerr << "vqlog record: recording " << options.connect << " into " << options.output
               << " (Ctrl-C stops)\n";

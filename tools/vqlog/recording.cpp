@@ -96,9 +96,9 @@ FrameSource::FrameSource(const std::string& path, Selection selection)
     if (_per_kind) {
         _reader.openFiles(path);
         _files = logFiles(path);
-    } else if (vq::eod::io::CompressedFrameFileReader::isCompressedFrameFile(path)) {
+    } else if (vq::eod::io::DecompressingFileReader::isCompressedFrameFile(path)) {
         _files.push_back(path);
-        _packed = std::make_unique<vq::eod::io::CompressedFrameFileReader>();
+        _packed = std::make_unique<vq::eod::io::DecompressingFileReader>();
         _packed->open(path);
         if (_selection.from > 0) {
             _packed->seekFrame(_selection.from);  // through the index
@@ -168,9 +168,9 @@ RecordingWriter::RecordingWriter(std::string path, bool per_kind, int buffer_siz
         _path.pop_back();
     }
     if (compress_level != PLAIN) {
-        vq::eod::io::CompressedFrameFileWriter::Options options;
+        vq::eod::io::CompressingFileWriter::Options options;
         options.level = compress_level;
-        _packed = std::make_unique<vq::eod::io::CompressedFrameFileWriter>();
+        _packed = std::make_unique<vq::eod::io::CompressingFileWriter>();
         _packed->newFile(_path, options);
         _paths.push_back(_path);
         _per_kind = false;

@@ -62,7 +62,7 @@ public:
 
 private:
     vq::eod::io::EngineOutputDataFileReader _reader;
-    std::unique_ptr<vq::eod::io::CompressedFrameFileReader> _packed;  // a compressed file
+    std::unique_ptr<vq::eod::io::DecompressingFileReader> _packed;  // a compressed file
     Selection _selection;
     bool _per_kind;
     std::vector<std::string> _files;
@@ -106,7 +106,7 @@ private:
     bool _per_kind;
     int _buffer_size;
     vq::eod::io::EngineOutputDataFileWriter _single;
-    std::unique_ptr<vq::eod::io::CompressedFrameFileWriter> _packed;
+    std::unique_ptr<vq::eod::io::CompressingFileWriter> _packed;
     std::map<char, std::unique_ptr<vq::eod::io::EngineOutputDataFileWriter>,
              vq::eod::object_id::Less>
         _writers;

@@ -54,7 +54,7 @@ TEST(CompressedFrameSource, TheColumnReaderReadsACompressedFileAsTheLogOfTheSame
 
     // A damaged chunk ends the read with its error, after the frames before it.
     ByteBuffer bytes = vqtest::readFile(packed);
-    CompressedFrameFileReader index;
+    DecompressingFileReader index;
     index.open(packed);
     const auto chunk = index.chunks()[1];
     bytes[chunk.offset + chunk.bytes - 1] ^= 1;

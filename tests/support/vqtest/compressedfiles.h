@@ -7,7 +7,7 @@
 #include <boost/shared_ptr.hpp>
 
 #include "vq/eod/engineoutputdata.h"
-#include "vq/eod/io/compressedframefilewriter.h"
+#include "vq/eod/io/compressingfilewriter.h"
 
 namespace vqtest {
 
@@ -16,11 +16,11 @@ namespace vqtest {
 boost::shared_ptr<vq::eod::EngineOutputData> timedFrame(unsigned int frame_num);
 
 // Options of small chunks: closed at `chunk_bytes`, never by age.
-vq::eod::io::CompressedFrameFileWriter::Options smallChunks(std::size_t chunk_bytes = 1000);
+vq::eod::io::CompressingFileWriter::Options smallChunks(std::size_t chunk_bytes = 1000);
 
 // Writes timedFrame(1) to timedFrame(count) to `path` and closes the file.
 void writeTimedFrames(const std::string& path, unsigned int count,
-                      const vq::eod::io::CompressedFrameFileWriter::Options& options);
+                      const vq::eod::io::CompressingFileWriter::Options& options);
 
 // Reads the file to its end: the frame numbers read as ranges ("1-40"), with every error raised
 // between them in brackets ("1-40 [<message>] 61-100"); "frame <n> differs" ends it when a

@@ -18,7 +18,7 @@ TEST(VqlogCompressed, ConvertCompressesAndBackByteForByteAndPrintSeeks) {
                          0),
         0u)
         << packed.out;
-    EXPECT_TRUE(vq::eod::io::CompressedFrameFileReader::isCompressedFrameFile(dir / "packed.bin"));
+    EXPECT_TRUE(vq::eod::io::DecompressingFileReader::isCompressedFrameFile(dir / "packed.bin"));
 
     ProcessResult back = vqlog({"convert", dir / "packed.bin", dir / "back.vql"});
     EXPECT_EQ(back.out, "vqlog convert: 300 frames from " + (dir / "packed.bin") +
@@ -54,9 +54,9 @@ TEST(VqlogCompressed, ConvertCompressesAndBackByteForByteAndPrintSeeks) {
 TEST(VqlogCompressed, CheckNamesTheDamagedChunkAndRecoverKeepsEveryOther) {
     TempDir dir;
     {
-        vq::eod::io::CompressedFrameFileWriter::Options options;
+        vq::eod::io::CompressingFileWriter::Options options;
         options.chunk_bytes = 20000;
-        vq::eod::io::CompressedFrameFileWriter writer;
+        vq::eod::io::CompressingFileWriter writer;
         writer.newFile(dir / "a.vqz", options);
         for (const auto& frame : timedFrames(3000)) {
             writer.writeData(frame);
@@ -71,7 +71,7 @@ TEST(VqlogCompressed, CheckNamesTheDamagedChunkAndRecoverKeepsEveryOther) {
                               std::to_string(readFile(dir / "a.vqz").size()) +
                               " bytes: intact\ncheck: intact\n");
 
-    vq::eod::io::CompressedFrameFileReader reader;
+    vq::eod::io::DecompressingFileReader reader;
     reader.open(dir / "a.vqz");
     const auto chunk = reader.chunks()[1];
     vq::eod::ByteBuffer bytes = readFile(dir / "a.vqz");

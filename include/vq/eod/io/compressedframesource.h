@@ -1,6 +1,6 @@
 // CompressedFrameSource: the frames of a compressed frame file, for ColumnReader.
 //
-// Gives the frames of the file in file order, as the bytes CompressedFrameFileReader::
+// Gives the frames of the file in file order, as the bytes DecompressingFileReader::
 // readFrameBytes() returns (each exactly one frame). A damaged chunk raises the reader's
 // CompressedFrameFileError from next(), after every frame before it; ColumnReader passes it on
 // and ends the read there.
@@ -12,14 +12,14 @@
 
 #include <string>
 
-#include "vq/eod/io/compressedframefilereader.h"
+#include "vq/eod/io/decompressingfilereader.h"
 #include "vq/eod/io/framesource.h"
 
 namespace vq::eod::io {
 
 class VQ_EOD_API CompressedFrameSource : public FrameSource {
 public:
-    // Opens the file, with the errors of CompressedFrameFileReader::open().
+    // Opens the file, with the errors of DecompressingFileReader::open().
     explicit CompressedFrameSource(const std::string& path);
     ~CompressedFrameSource() override;
 
@@ -27,11 +27,11 @@ public:
     std::string name() const override;  // the path
 
     // The reader, for a seek before the first next() (seekFrame, seekTime).
-    CompressedFrameFileReader& reader() { return _reader; }
+    DecompressingFileReader& reader() { return _reader; }
 
 private:
     std::string _path;
-    CompressedFrameFileReader _reader;
+    DecompressingFileReader _reader;
 };
 
 }  // namespace vq::eod::io

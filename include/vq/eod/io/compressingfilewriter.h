@@ -1,4 +1,4 @@
-// CompressedFrameFileWriter: records a stream of frames as one compressed frame file.
+// CompressingFileWriter: records a stream of frames as one compressed frame file.
 //
 // The file (docs/compressed-format.md has its layout) is a header, then chunks, then a footer
 // with the chunk index. A chunk holds whole serialised frames, compressed with zstd and
@@ -13,11 +13,11 @@
 // time, as an engine makes them; the reader's seeks rely on that order.
 //
 // Failures are never silent. A chunk that cannot be written (a full disk, an I/O error) raises
-// CompressedFrameFileError "CompressedFrameFileWriter - could not write <path>: <reason>" from
+// CompressedFrameFileError "CompressingFileWriter - could not write <path>: <reason>" from
 // the writeData() or closeFile() that closed it; the file is cut back to the end of the last
 // whole chunk, the frames of the failed chunk are lost, and every later writeData() and
 // closeFile() raises the same error again. A frame larger than a chunk may hold (64 MiB)
-// raises "CompressedFrameFileWriter::writeData - frame of <n> bytes exceeds the chunk limit of
+// raises "CompressingFileWriter::writeData - frame of <n> bytes exceeds the chunk limit of
 // 67108864 bytes" and is not written. The destructor closes without raising: call closeFile()
 // to learn whether everything reached the disk.
 //
@@ -36,7 +36,7 @@
 
 namespace vq::eod::io {
 
-class VQ_EOD_API CompressedFrameFileWriter {
+class VQ_EOD_API CompressingFileWriter {
 public:
     static constexpr std::size_t DEFAULT_CHUNK_BYTES = 1 << 20;
     static constexpr std::chrono::milliseconds DEFAULT_CHUNK_AGE{1000};
@@ -50,16 +50,16 @@ public:
         std::chrono::milliseconds chunk_age = DEFAULT_CHUNK_AGE;  // 0: one frame per chunk
     };
 
-    CompressedFrameFileWriter();
-    CompressedFrameFileWriter(const CompressedFrameFileWriter&) = delete;
-    CompressedFrameFileWriter& operator=(const CompressedFrameFileWriter&) = delete;
+    CompressingFileWriter();
+    CompressingFileWriter(const CompressingFileWriter&) = delete;
+    CompressingFileWriter& operator=(const CompressingFileWriter&) = delete;
     // Closes the file without raising.
-    ~CompressedFrameFileWriter();
+    ~CompressingFileWriter();
 
     // Opens (truncating) `path` and writes the file header. An open writer is a programming
     // error ("a file is already open"), and so are options out of range ("compression level
     // out of range", "chunk size out of range", "negative chunk age"). A file that cannot be
-    // created raises CompressedFrameFileError "CompressedFrameFileWriter::newFile - could not
+    // created raises CompressedFrameFileError "CompressingFileWriter::newFile - could not
     // open file <path>: <reason>"; the writer stays closed. A file header that cannot be written
     // raises the write error (see above); the writer then counts as open until closeFile().
     void newFile(const std::string& path, const Options& options);

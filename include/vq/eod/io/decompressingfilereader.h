@@ -1,4 +1,4 @@
-// CompressedFrameFileReader: reads the files of CompressedFrameFileWriter.
+// DecompressingFileReader: reads the files of CompressingFileWriter.
 //
 // Opening reads the file header and, from the file's end, the footer with the chunk index. A file
 // without a valid footer (its writer was killed, or the footer is damaged) is read chunk by chunk
@@ -9,7 +9,7 @@
 // Damage. Every chunk carries checksums of its header and of its contents. A chunk whose header,
 // contents or compressed form is damaged, bytes between chunks that are no chunk, and a chunk
 // cut short by the end of the file are each reported once, by the read that reaches them,
-// after every frame before them: CompressedFrameFileError "CompressedFrameFileReader - damaged
+// after every frame before them: CompressedFrameFileError "DecompressingFileReader - damaged
 // chunk at bytes <first>-<last> (frames <first>-<last>): <reason>", and the next read goes on
 // with the next intact chunk. The frame range of a chunk whose header is damaged is the range its
 // intact neighbours leave, "(frames <a>-<b> by its neighbours)", or "(frames unknown)". damage()
@@ -36,7 +36,7 @@
 
 namespace vq::eod::io {
 
-class VQ_EOD_API CompressedFrameFileReader {
+class VQ_EOD_API DecompressingFileReader {
 public:
     static constexpr std::size_t MAX_CHUNK_BYTES = 64u << 20;
 
@@ -62,16 +62,16 @@ public:
         std::vector<std::pair<char, std::uint64_t>> kinds;  // records per object ID
     };
 
-    CompressedFrameFileReader();
-    CompressedFrameFileReader(const CompressedFrameFileReader&) = delete;
-    CompressedFrameFileReader& operator=(const CompressedFrameFileReader&) = delete;
-    ~CompressedFrameFileReader();
+    DecompressingFileReader();
+    DecompressingFileReader(const DecompressingFileReader&) = delete;
+    DecompressingFileReader& operator=(const DecompressingFileReader&) = delete;
+    ~DecompressingFileReader();
 
     // Whether the file starts with the magic number of a compressed frame file.
     static bool isCompressedFrameFile(const std::string& path);
 
     // Opens `path`. An open reader is a programming error ("a file is already open"). Raises
-    // CompressedFrameFileError "CompressedFrameFileReader::open - <reason>: <path>", the reason
+    // CompressedFrameFileError "DecompressingFileReader::open - <reason>: <path>", the reason
     // one of "could not open file", "not a compressed frame file", "unsupported version <n>".
     // A damaged file header is damage (the chunks are still read), not an error.
     void open(const std::string& path);

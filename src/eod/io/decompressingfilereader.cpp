@@ -1,4 +1,4 @@
-#include "vq/eod/io/compressedframefilereader.h"
+#include "vq/eod/io/decompressingfilereader.h"
 
 #include <fcntl.h>
 #include <sys/stat.h>
@@ -35,7 +35,7 @@ bool hasTime(double time) {
 
 }  // namespace
 
-class CompressedFrameFileReader::Impl {
+class DecompressingFileReader::Impl {
 public:
     ~Impl() {
         close();
@@ -143,7 +143,7 @@ public:
             SerializableFactory::newObject(_frames, pos));
         if (!frame || pos != end) {
             throw CompressedFrameFileError(
-                "CompressedFrameFileReader::readData - not a frame in the chunk at bytes " +
+                "DecompressingFileReader::readData - not a frame in the chunk at bytes " +
                 byteRange(_loaded));
         }
         return frame;
@@ -204,7 +204,7 @@ private:
     static constexpr std::size_t NONE = std::numeric_limits<std::size_t>::max();
 
     [[noreturn]] static void fail(const std::string& reason, const std::string& path) {
-        throw CompressedFrameFileError("CompressedFrameFileReader::open - " + reason + ": " + path);
+        throw CompressedFrameFileError("DecompressingFileReader::open - " + reason + ": " + path);
     }
 
     void requireOpen() const { VQ_REQUIRE(_fd >= 0, "no file is open"); }
@@ -233,8 +233,7 @@ private:
             fail("not a compressed frame file", path);
         }
         if (got < sizeof header || getU64(header + 24) != checksum(header, 24)) {
-            _header_damage.push_back(
-                "CompressedFrameFileReader - damaged file header at bytes 0-31");
+            _header_damage.push_back("DecompressingFileReader - damaged file header at bytes 0-31");
             return;
         }
         if (getU16(header + 8) != FORMAT_VERSION || getU16(header + 10) != 0) {
@@ -310,7 +309,7 @@ private:
     }
 
     bool footerDamaged(std::uint64_t offset) {
-        _header_damage.push_back("CompressedFrameFileReader - damaged footer at bytes " +
+        _header_damage.push_back("DecompressingFileReader - damaged footer at bytes " +
                                  std::to_string(offset) + "-" + std::to_string(_size - 1));
         _footer_offset = offset;
         return false;
@@ -344,7 +343,7 @@ private:
             if (status == HeaderStatus::NO_SYNC && got >= sizeof FOOTER_SYNC &&
                 std::memcmp(bytes.data(), FOOTER_SYNC, sizeof FOOTER_SYNC) == 0) {
                 // A footer without its trailer: the writer died while closing.
-                _header_damage.push_back("CompressedFrameFileReader - incomplete footer at bytes " +
+                _header_damage.push_back("DecompressingFileReader - incomplete footer at bytes " +
                                          std::to_string(pos) + "-" + std::to_string(to - 1));
                 return;
             }
@@ -608,7 +607,7 @@ private:
                 frames = "frames unknown";
             }
         }
-        return "CompressedFrameFileReader - damaged chunk at bytes " + byteRange(index) + " (" +
+        return "DecompressingFileReader - damaged chunk at bytes " + byteRange(index) + " (" +
                frames + "): " + chunk.damage;
     }
 
@@ -633,11 +632,11 @@ private:
     std::vector<std::size_t> _offsets;
 };
 
-CompressedFrameFileReader::CompressedFrameFileReader() : _impl(std::make_unique<Impl>()) {}
+DecompressingFileReader::DecompressingFileReader() : _impl(std::make_unique<Impl>()) {}
 
-CompressedFrameFileReader::~CompressedFrameFileReader() = default;
+DecompressingFileReader::~DecompressingFileReader() = default;
 
-bool CompressedFrameFileReader::isCompressedFrameFile(const std::string& path) {
+bool DecompressingFileReader::isCompressedFrameFile(const std::string& path) {
     if (!isNativePath(path)) {
         return false;
     }
@@ -652,68 +651,68 @@ bool CompressedFrameFileReader::isCompressedFrameFile(const std::string& path) {
     return found;
 }
 
-void CompressedFrameFileReader::open(const std::string& path) {
+void DecompressingFileReader::open(const std::string& path) {
     _impl->open(path);
 }
 
-void CompressedFrameFileReader::open(const std::wstring& path) {
+void DecompressingFileReader::open(const std::wstring& path) {
     _impl->open(narrowPath(path));
 }
 
-bool CompressedFrameFileReader::isOpen() const {
+bool DecompressingFileReader::isOpen() const {
     return _impl->isOpen();
 }
 
-void CompressedFrameFileReader::close() {
+void DecompressingFileReader::close() {
     _impl->close();
 }
 
-bool CompressedFrameFileReader::hasFooter() const {
+bool DecompressingFileReader::hasFooter() const {
     return _impl->hasFooter();
 }
 
-const std::vector<CompressedFrameFileReader::Chunk>& CompressedFrameFileReader::chunks() const {
+const std::vector<DecompressingFileReader::Chunk>& DecompressingFileReader::chunks() const {
     return _impl->chunks();
 }
 
-CompressedFrameFileReader::Summary CompressedFrameFileReader::summary() const {
+DecompressingFileReader::Summary DecompressingFileReader::summary() const {
     return _impl->summary();
 }
 
-std::vector<std::string> CompressedFrameFileReader::damage() const {
+std::vector<std::string> DecompressingFileReader::damage() const {
     return _impl->damage();
 }
 
-std::vector<std::string> CompressedFrameFileReader::verify() {
+std::vector<std::string> DecompressingFileReader::verify() {
     return _impl->verify();
 }
 
-boost::shared_ptr<EngineOutputData> CompressedFrameFileReader::readData() {
+boost::shared_ptr<EngineOutputData> DecompressingFileReader::readData() {
     return _impl->readData();
 }
 
-bool CompressedFrameFileReader::readFrameBytes(const unsigned char*& data, std::size_t& size) {
+bool DecompressingFileReader::readFrameBytes(const unsigned char*& data, std::size_t& size) {
     return _impl->next(data, size);
 }
 
-bool CompressedFrameFileReader::endOfData() {
+bool DecompressingFileReader::endOfData() {
     return _impl->endOfData();
 }
 
-void CompressedFrameFileReader::seekFrame(std::uint32_t frame_num) {
+void DecompressingFileReader::seekFrame(std::uint32_t frame_num) {
     _impl->seekFrame(frame_num);
 }
 
-void CompressedFrameFileReader::seekTime(double time) {
+void DecompressingFileReader::seekTime(double time) {
     _impl->seekTime(time);
 }
 
-void CompressedFrameFileReader::rewind() {
+void DecompressingFileReader::rewind() {
     _impl->rewind();
 }
 
-void CompressedFrameFileReader::readChunk(std::size_t index, ByteBuffer& frames,
-                                          std::vector<std::size_t>& offsets) {
+void DecompressingFileReader::readChunk(std::size_t index, ByteBuffer& frames,
+                                        std::vector<std::size_t>& offsets) {
     _impl->readChunk(index, frames, offsets);
 }
 

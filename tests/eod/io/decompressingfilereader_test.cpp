@@ -1,4 +1,4 @@
-#include "vq/eod/io/compressedframefilereader.h"
+#include "vq/eod/io/decompressingfilereader.h"
 
 #include <gtest/gtest.h>
 
@@ -16,12 +16,12 @@ namespace {
 
 using vq::eod::ByteBuffer;
 using vq::eod::io::CompressedFrameFileError;
-using vq::eod::io::CompressedFrameFileReader;
+using vq::eod::io::DecompressingFileReader;
 using vqtest::readBackTimed;
 
-constexpr const char* SOURCE = "src/eod/io/compressedframefilereader.cpp";
+constexpr const char* SOURCE = "src/eod/io/decompressingfilereader.cpp";
 
-class CompressedFrameFileReaderTest : public ::testing::Test {
+class DecompressingFileReaderTest : public ::testing::Test {
 protected:
     void SetUp() override {
         vqtest::registerTestLogKinds();
@@ -46,7 +46,7 @@ protected:
     std::string damage(std::size_t chunk, const std::string& frames, const std::string& reason,
                        std::uint64_t end = 0) const {
         const auto& c = chunks[chunk];
-        return "[CompressedFrameFileReader - damaged chunk at bytes " + std::to_string(c.offset) +
+        return "[DecompressingFileReader - damaged chunk at bytes " + std::to_string(c.offset) +
                "-" + std::to_string((end != 0 ? end : c.offset + c.bytes) - 1) + " (" + frames +
                "): " + reason + "]";
     }
@@ -56,11 +56,11 @@ protected:
     const std::string path = dir / "a.vqz";
     const std::string damaged = dir / "damaged.vqz";
     ByteBuffer bytes;
-    std::vector<CompressedFrameFileReader::Chunk> chunks;
-    CompressedFrameFileReader reader;
+    std::vector<DecompressingFileReader::Chunk> chunks;
+    DecompressingFileReader reader;
 };
 
-TEST_F(CompressedFrameFileReaderTest, AFileCutAnywhereKeepsEveryWholeChunkBeforeTheCut) {
+TEST_F(DecompressingFileReaderTest, AFileCutAnywhereKeepsEveryWholeChunkBeforeTheCut) {
     const std::size_t last = chunks.size() - 1;
     const std::uint64_t footer = chunks[last].offset + chunks[last].bytes;
     struct Case {
@@ -89,7 +89,7 @@ TEST_F(CompressedFrameFileReaderTest, AFileCutAnywhereKeepsEveryWholeChunkBefore
     }
 }
 
-TEST_F(CompressedFrameFileReaderTest, AFlippedByteInAnyRegionLosesOnlyItsChunk) {
+TEST_F(DecompressingFileReaderTest, AFlippedByteInAnyRegionLosesOnlyItsChunk) {
     const auto& c = chunks[2];
     const std::string before = range(0, 1);
     const std::string after = range(3, chunks.size() - 1);
@@ -138,12 +138,12 @@ TEST_F(CompressedFrameFileReaderTest, AFlippedByteInAnyRegionLosesOnlyItsChunk) 
     EXPECT_FALSE(reader.hasFooter());
     EXPECT_EQ(reader.verify(),
               (std::vector<std::string>{
-                  "CompressedFrameFileReader - damaged file header at bytes 0-31",
-                  "CompressedFrameFileReader - damaged footer at bytes " + std::to_string(footer) +
+                  "DecompressingFileReader - damaged file header at bytes 0-31",
+                  "DecompressingFileReader - damaged footer at bytes " + std::to_string(footer) +
                       "-" + std::to_string(bytes.size() - 1)}));
 }
 
-TEST_F(CompressedFrameFileReaderTest, SeeksFindTheFrameThroughTheIndex) {
+TEST_F(DecompressingFileReaderTest, SeeksFindTheFrameThroughTheIndex) {
     const std::uint64_t footer = chunks.back().offset + chunks.back().bytes;
     ByteBuffer no_footer(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(footer));
     vqtest::writeFile(damaged, no_footer);
@@ -187,17 +187,16 @@ TEST_F(CompressedFrameFileReaderTest, SeeksFindTheFrameThroughTheIndex) {
     }
 }
 
-TEST_F(CompressedFrameFileReaderTest, OpeningRecognisesTheFileByItsMagicNumber) {
-    EXPECT_TRUE(CompressedFrameFileReader::isCompressedFrameFile(path));
+TEST_F(DecompressingFileReaderTest, OpeningRecognisesTheFileByItsMagicNumber) {
+    EXPECT_TRUE(DecompressingFileReader::isCompressedFrameFile(path));
     ByteBuffer plain = {0x09, 0x00, 0x06, 1, 0, 0, 0, 1, 0};
     vqtest::writeFile(damaged, plain);
-    EXPECT_FALSE(CompressedFrameFileReader::isCompressedFrameFile(damaged));
-    EXPECT_FALSE(CompressedFrameFileReader::isCompressedFrameFile(dir / "none"));
-    EXPECT_ERROR_MESSAGE(
-        reader.open(damaged), CompressedFrameFileError,
-        "CompressedFrameFileReader::open - not a compressed frame file: " + damaged);
+    EXPECT_FALSE(DecompressingFileReader::isCompressedFrameFile(damaged));
+    EXPECT_FALSE(DecompressingFileReader::isCompressedFrameFile(dir / "none"));
+    EXPECT_ERROR_MESSAGE(reader.open(damaged), CompressedFrameFileError,
+                         "DecompressingFileReader::open - not a compressed frame file: " + damaged);
     EXPECT_ERROR_MESSAGE(reader.open(dir / "none"), CompressedFrameFileError,
-                         "CompressedFrameFileReader::open - could not open file: " + dir / "none");
+                         "DecompressingFileReader::open - could not open file: " + dir / "none");
     // A version of the future, with a right checksum.
     ByteBuffer future(bytes.begin(), bytes.begin() + 32);
     future[9] = 2;
@@ -207,7 +206,7 @@ TEST_F(CompressedFrameFileReaderTest, OpeningRecognisesTheFileByItsMagicNumber) 
     }
     vqtest::writeFile(damaged, future);
     EXPECT_ERROR_MESSAGE(reader.open(damaged), CompressedFrameFileError,
-                         "CompressedFrameFileReader::open - unsupported version 2.0: " + damaged);
+                         "DecompressingFileReader::open - unsupported version 2.0: " + damaged);
     EXPECT_FALSE(reader.isOpen());
     EXPECT_PRECONDITION(reader.readData(), SOURCE, "no file is open");
     reader.open(path);

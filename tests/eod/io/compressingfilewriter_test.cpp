@@ -1,4 +1,4 @@
-#include "vq/eod/io/compressedframefilewriter.h"
+#include "vq/eod/io/compressingfilewriter.h"
 
 #include <sched.h>
 #include <sys/mount.h>
@@ -10,7 +10,7 @@
 #include <filesystem>
 
 #include "vq/eod/io/compressedframefileerror.h"
-#include "vq/eod/io/compressedframefilereader.h"
+#include "vq/eod/io/decompressingfilereader.h"
 #include "vqtest/child.h"
 #include "vqtest/compressedfiles.h"
 #include "vqtest/expect.h"
@@ -21,22 +21,22 @@
 namespace {
 
 using vq::eod::io::CompressedFrameFileError;
-using vq::eod::io::CompressedFrameFileReader;
-using vq::eod::io::CompressedFrameFileWriter;
+using vq::eod::io::CompressingFileWriter;
+using vq::eod::io::DecompressingFileReader;
 using vqtest::readBackTimed;
 using vqtest::smallChunks;
 using vqtest::timedFrame;
 
-constexpr const char* SOURCE = "src/eod/io/compressedframefilewriter.cpp";
+constexpr const char* SOURCE = "src/eod/io/compressingfilewriter.cpp";
 
-class CompressedFrameFileWriterTest : public ::testing::Test {
+class CompressingFileWriterTest : public ::testing::Test {
 protected:
     void SetUp() override { vqtest::registerTestLogKinds(); }
     vqtest::TempDir dir;
-    CompressedFrameFileWriter writer;
+    CompressingFileWriter writer;
 };
 
-TEST_F(CompressedFrameFileWriterTest, FramesComeBackByteForByteWithTheirIndexAndSummary) {
+TEST_F(CompressingFileWriterTest, FramesComeBackByteForByteWithTheirIndexAndSummary) {
     const std::string path = dir / "a.vqz";
     vqtest::writeTimedFrames(path, 100, smallChunks(1000));
     EXPECT_EQ(readBackTimed(path), "1-100");
@@ -44,7 +44,7 @@ TEST_F(CompressedFrameFileWriterTest, FramesComeBackByteForByteWithTheirIndexAnd
     EXPECT_EQ(vqtest::hex(vqtest::readFile(path)).substr(0, 24 * 3 - 1),
               "89 56 51 5A 0D 0A 1A 0A 00 01 00 00 00 00 03 E8 00 36 EE 80 00 00 00 03");
 
-    CompressedFrameFileReader reader;
+    DecompressingFileReader reader;
     reader.open(path);
     EXPECT_TRUE(reader.hasFooter());
     const auto& chunks = reader.chunks();
@@ -70,13 +70,13 @@ TEST_F(CompressedFrameFileWriterTest, FramesComeBackByteForByteWithTheirIndexAnd
     EXPECT_TRUE(reader.verify().empty());
 }
 
-TEST_F(CompressedFrameFileWriterTest, ChunksCloseBySizeByAgeAndOnRequest) {
+TEST_F(CompressingFileWriterTest, ChunksCloseBySizeByAgeAndOnRequest) {
     struct Case {
-        CompressedFrameFileWriter::Options options;
+        CompressingFileWriter::Options options;
         bool flush_after_third;
         std::size_t chunks;
     };
-    CompressedFrameFileWriter::Options by_age;
+    CompressingFileWriter::Options by_age;
     by_age.chunk_age = std::chrono::milliseconds(0);
     const Case cases[] = {
         {smallChunks(1), false, 10},       // every frame fills a chunk
@@ -96,16 +96,16 @@ TEST_F(CompressedFrameFileWriterTest, ChunksCloseBySizeByAgeAndOnRequest) {
         EXPECT_EQ(writer.framesWritten(), 10u);
         writer.closeFile();
         EXPECT_EQ(writer.chunksWritten(), c.chunks);
-        CompressedFrameFileReader reader;
+        DecompressingFileReader reader;
         reader.open(path);
         EXPECT_EQ(reader.chunks().size(), c.chunks);
         EXPECT_EQ(readBackTimed(path), "1-10");
     }
 }
 
-TEST_F(CompressedFrameFileWriterTest, MisuseAndFilesThatCannotBeMade) {
+TEST_F(CompressingFileWriterTest, MisuseAndFilesThatCannotBeMade) {
     auto options = [](int level, std::size_t bytes, long millis) {
-        CompressedFrameFileWriter::Options o;
+        CompressingFileWriter::Options o;
         o.level = level;
         o.chunk_bytes = bytes;
         o.chunk_age = std::chrono::milliseconds(millis);
@@ -122,7 +122,7 @@ TEST_F(CompressedFrameFileWriterTest, MisuseAndFilesThatCannotBeMade) {
     EXPECT_PRECONDITION(writer.newFile(path, options(3, 1, -1)), SOURCE, "negative chunk age");
     EXPECT_PRECONDITION(writer.writeData(*timedFrame(1)), SOURCE, "no file is open");
     EXPECT_ERROR_MESSAGE(writer.newFile(dir / "missing/m.vqz"), CompressedFrameFileError,
-                         "CompressedFrameFileWriter::newFile - could not open file " +
+                         "CompressingFileWriter::newFile - could not open file " +
                              (dir / "missing/m.vqz") + ": No such file or directory");
     EXPECT_FALSE(writer.isOpen());
     writer.newFile(path);
@@ -135,22 +135,22 @@ TEST_F(CompressedFrameFileWriterTest, MisuseAndFilesThatCannotBeMade) {
     EXPECT_EQ(std::filesystem::file_size(path), 32u + 12 + 34 + 8 + 16);
     // A full device refuses the file header already.
     EXPECT_ERROR_MESSAGE(writer.newFile("/dev/full"), CompressedFrameFileError,
-                         "CompressedFrameFileWriter - could not write /dev/full: No space left "
+                         "CompressingFileWriter - could not write /dev/full: No space left "
                          "on device");
     EXPECT_ERROR_MESSAGE(writer.writeData(*timedFrame(1)), CompressedFrameFileError,
-                         "CompressedFrameFileWriter - could not write /dev/full: No space left "
+                         "CompressingFileWriter - could not write /dev/full: No space left "
                          "on device");
     EXPECT_ERROR_MESSAGE(writer.closeFile(), CompressedFrameFileError,
-                         "CompressedFrameFileWriter - could not write /dev/full: No space left "
+                         "CompressingFileWriter - could not write /dev/full: No space left "
                          "on device");
     EXPECT_FALSE(writer.isOpen());
 }
 
 // Faults of the writer's process and of its disk: every chunk written before them reads back.
-TEST_F(CompressedFrameFileWriterTest, AKilledWriterLosesAtMostTheChunkItWasFilling) {
+TEST_F(CompressingFileWriterTest, AKilledWriterLosesAtMostTheChunkItWasFilling) {
     const std::string path = dir / "killed.vqz";
     vqtest::ForkedChild recorder([&](int report) {
-        CompressedFrameFileWriter killed;
+        CompressingFileWriter killed;
         killed.newFile(path, smallChunks(2000));
         for (unsigned int n = 1; n <= 10000000; ++n) {
             killed.writeData(*timedFrame(n));
@@ -164,7 +164,7 @@ TEST_F(CompressedFrameFileWriterTest, AKilledWriterLosesAtMostTheChunkItWasFilli
     ASSERT_TRUE(recorder.read(taken, 1, 10000));
     recorder.read(taken, 20, 100);
     recorder.kill();
-    CompressedFrameFileReader reader;
+    DecompressingFileReader reader;
     reader.open(path);
     EXPECT_FALSE(reader.hasFooter());
     ASSERT_EQ(reader.chunks().size(), 20u);
@@ -174,7 +174,7 @@ TEST_F(CompressedFrameFileWriterTest, AKilledWriterLosesAtMostTheChunkItWasFilli
     EXPECT_EQ(reader.summary().frames, last);
 }
 
-TEST_F(CompressedFrameFileWriterTest, AFullDiskKeepsEveryChunkBeforeIt) {
+TEST_F(CompressingFileWriterTest, AFullDiskKeepsEveryChunkBeforeIt) {
     const std::string path = dir / "full.vqz";
     vqtest::ForkedChild recorder([&](int report) {
         if (::unshare(CLONE_NEWNS) != 0 ||
@@ -192,7 +192,7 @@ TEST_F(CompressedFrameFileWriterTest, AFullDiskKeepsEveryChunkBeforeIt) {
             }
             return "";
         };
-        CompressedFrameFileWriter full;
+        CompressingFileWriter full;
         full.newFile(path, smallChunks(4000));
         unsigned int n = 1;
         std::string failure;
@@ -213,7 +213,7 @@ TEST_F(CompressedFrameFileWriterTest, AFullDiskKeepsEveryChunkBeforeIt) {
         GTEST_SKIP() << outcome << " (needs the right to mount)";
     }
     const std::string error =
-        "CompressedFrameFileWriter - could not write " + path + ": No space left on device";
+        "CompressingFileWriter - could not write " + path + ": No space left on device";
     const std::size_t bar = outcome.rfind('|');
     const std::size_t chunks_bar = outcome.rfind('|', bar - 1);
     EXPECT_EQ(outcome.substr(0, chunks_bar), error + "|" + error + "|" + error);

@@ -1,4 +1,4 @@
-#include "vq/eod/io/compressedframefilewriter.h"
+#include "vq/eod/io/compressingfilewriter.h"
 
 #include <fcntl.h>
 #include <unistd.h>
@@ -54,7 +54,7 @@ int writeAll(int fd, const unsigned char* data, std::size_t size) {
 
 }  // namespace
 
-class CompressedFrameFileWriter::Impl {
+class CompressingFileWriter::Impl {
 public:
     ~Impl() {
         if (_cctx != nullptr) {
@@ -84,9 +84,8 @@ public:
                            : -1;
         if (fd < 0) {
             const int error = isNativePath(path) ? errno : EINVAL;
-            throw CompressedFrameFileError(
-                "CompressedFrameFileWriter::newFile - could not open file " + path + ": " +
-                std::strerror(error));
+            throw CompressedFrameFileError("CompressingFileWriter::newFile - could not open file " +
+                                           path + ": " + std::strerror(error));
         }
         _fd = fd;
         _path = path;
@@ -153,7 +152,7 @@ public:
         if (size > MAX_CHUNK_BYTES - 12) {
             _frames.resize(start);
             throw CompressedFrameFileError(
-                "CompressedFrameFileWriter::writeData - frame of " + std::to_string(size) +
+                "CompressingFileWriter::writeData - frame of " + std::to_string(size) +
                 " bytes exceeds the chunk limit of " + std::to_string(MAX_CHUNK_BYTES) + " bytes");
         }
         // Run table and frames together stay within the limit: 4 + 8 per frame at most.
@@ -234,8 +233,8 @@ private:
             ZSTD_compress2(_cctx, _chunk.data() + header_bytes, _chunk.size() - header_bytes,
                            _columns.data(), _columns.size());
         if (ZSTD_isError(stored)) {
-            _failure = "CompressedFrameFileWriter - could not compress a chunk for " + _path +
-                       ": " + ZSTD_getErrorName(stored);
+            _failure = "CompressingFileWriter - could not compress a chunk for " + _path + ": " +
+                       ZSTD_getErrorName(stored);
             throw CompressedFrameFileError(_failure);
         }
         header.stored_bytes = static_cast<std::uint32_t>(stored);
@@ -327,7 +326,7 @@ private:
     }
 
     std::string describe(int error) const {
-        return "CompressedFrameFileWriter - could not write " + _path + ": " + std::strerror(error);
+        return "CompressingFileWriter - could not write " + _path + ": " + std::strerror(error);
     }
 
     int _fd = -1;
@@ -357,9 +356,9 @@ private:
     std::array<std::uint64_t, 256> _total_kinds{};
 };
 
-CompressedFrameFileWriter::CompressedFrameFileWriter() : _impl(std::make_unique<Impl>()) {}
+CompressingFileWriter::CompressingFileWriter() : _impl(std::make_unique<Impl>()) {}
 
-CompressedFrameFileWriter::~CompressedFrameFileWriter() {
+CompressingFileWriter::~CompressingFileWriter() {
     try {
         _impl->close();
     } catch (const std::exception&) {
@@ -367,44 +366,44 @@ CompressedFrameFileWriter::~CompressedFrameFileWriter() {
     }
 }
 
-void CompressedFrameFileWriter::newFile(const std::string& path, const Options& options) {
+void CompressingFileWriter::newFile(const std::string& path, const Options& options) {
     _impl->open(path, options);
 }
 
-void CompressedFrameFileWriter::newFile(const std::string& path) {
+void CompressingFileWriter::newFile(const std::string& path) {
     _impl->open(path, Options{});
 }
 
-void CompressedFrameFileWriter::newFile(const std::wstring& path, const Options& options) {
+void CompressingFileWriter::newFile(const std::wstring& path, const Options& options) {
     _impl->open(narrowPath(path), options);
 }
 
-bool CompressedFrameFileWriter::isOpen() const {
+bool CompressingFileWriter::isOpen() const {
     return _impl->isOpen();
 }
 
-void CompressedFrameFileWriter::closeFile() {
+void CompressingFileWriter::closeFile() {
     _impl->close();
 }
 
-void CompressedFrameFileWriter::writeData(const EngineOutputData& frame) {
+void CompressingFileWriter::writeData(const EngineOutputData& frame) {
     _impl->write(frame);
 }
 
-void CompressedFrameFileWriter::writeData(const boost::shared_ptr<const EngineOutputData>& frame) {
+void CompressingFileWriter::writeData(const boost::shared_ptr<const EngineOutputData>& frame) {
     VQ_REQUIRE(frame, "frame is NULL");
     _impl->write(*frame);
 }
 
-void CompressedFrameFileWriter::flushChunk() {
+void CompressingFileWriter::flushChunk() {
     _impl->flush();
 }
 
-std::uint64_t CompressedFrameFileWriter::framesWritten() const {
+std::uint64_t CompressingFileWriter::framesWritten() const {
     return _impl->framesWritten();
 }
 
-std::uint64_t CompressedFrameFileWriter::chunksWritten() const {
+std::uint64_t CompressingFileWriter::chunksWritten() const {
     return _impl->chunksWritten();
 }
 
