@@ -3,9 +3,9 @@
 #pragma once
 
 #include "vq/eod/byteorder.h"
+#include "vq/eod/columns.h"
 #include "vq/eod/compressedserializable.h"
 #include "vq/eod/compressedserializabletoken.h"
-#include "vq/eod/columns.h"
 #include "vq/eod/customeventoutputdata.h"
 #include "vq/eod/engineoutputbase.h"
 #include "vq/eod/engineoutputdata.h"
@@ -19,10 +19,10 @@
 #include "vq/eod/facesetoutputdata.h"
 #include "vq/eod/facetextureoutputdata.h"
 #include "vq/eod/featurepoint.h"
-#include "vq/eod/frameview.h"
 #include "vq/eod/featurerect.h"
 #include "vq/eod/featureset.h"
 #include "vq/eod/featuresetsbycamera.h"
+#include "vq/eod/frameview.h"
 #include "vq/eod/gazeintersectionoutputdatabase.h"
 #include "vq/eod/gazeintersectionoutputdatav1.h"
 #include "vq/eod/gazeintersectionoutputdatav2.h"
