@@ -53,6 +53,9 @@ public:
         return *this;
     }
     TextBuffer& operator+=(std::string_view text) {
+        if (text.empty()) {
+            return *this;  // no copy from or to a null pointer
+        }
         room(text.size());
         std::memcpy(end(), text.data(), text.size());
         _used += text.size();

@@ -7,7 +7,6 @@
 
 #include <algorithm>
 #include <array>
-#include <cerrno>
 #include <cstring>
 
 #include "eod/io/paths_internal.h"
@@ -217,7 +216,6 @@ struct Picked {
     unsigned faces = 0;
 };
 
-template <typename T>
 void setOnce(const RecordRef*& slot, const RecordRef& r) {
     if (slot == nullptr) {
         slot = &r;
@@ -746,7 +744,7 @@ struct ColumnReader::State {
             if (top) {
                 switch (kind) {
                     case id::TIMING_OUTPUT_DATA:
-                        setOnce<int>(p.timing, rec);
+                        setOnce(p.timing, rec);
                         break;
                     case id::FACE_SET_OUTPUT_DATA:
                         if (face < 0) {
@@ -754,10 +752,10 @@ struct ColumnReader::State {
                         }
                         break;
                     case id::HEAD_OUTPUT_DATA_V2:
-                        setOnce<int>(p.head_direct, rec);
+                        setOnce(p.head_direct, rec);
                         break;
                     case id::HEAD_OUTPUT_DATA:
-                        setOnce<int>(p.head_v1, rec);
+                        setOnce(p.head_v1, rec);
                         break;
                     case id::EYE_OUTPUT_DATA:
                         if (eye_direct < 0) {
@@ -765,13 +763,13 @@ struct ColumnReader::State {
                         }
                         break;
                     case id::PUPIL_OUTPUT_DATA:
-                        setOnce<int>(p.pupil_direct, rec);
+                        setOnce(p.pupil_direct, rec);
                         break;
                     case id::EYE_CLOSURE_OUTPUT_DATA:
-                        setOnce<int>(p.eyelid_direct, rec);
+                        setOnce(p.eyelid_direct, rec);
                         break;
                     case id::GAZE_OUTPUT_DATA:
-                        setOnce<int>(p.gaze_direct, rec);
+                        setOnce(p.gaze_direct, rec);
                         break;
                     case id::ENGINE_STATE_OUTPUT_DATA:
                         if (engine < 0) {
@@ -785,13 +783,13 @@ struct ColumnReader::State {
                         }
                         break;
                     case id::GPS_OUTPUT_DATA_V2:
-                        setOnce<int>(p.gps, rec);
+                        setOnce(p.gps, rec);
                         break;
                     case id::GPS_OUTPUT_DATA:
-                        setOnce<int>(p.gps_v1, rec);
+                        setOnce(p.gps_v1, rec);
                         break;
                     case id::INERTIA_OUTPUT_DATA:
-                        setOnce<int>(p.inertia, rec);
+                        setOnce(p.inertia, rec);
                         break;
                     default:
                         break;
@@ -801,23 +799,23 @@ struct ColumnReader::State {
             const int parent = rec.parent;
             if (parent == face) {
                 if (kind == id::HEAD_OUTPUT_DATA_V2) {
-                    setOnce<int>(p.head, rec);
+                    setOnce(p.head, rec);
                 } else if (kind == id::EYE_OUTPUT_DATA && eye < 0) {
                     eye = idx;
                 }
             } else if (parent == eye || parent == eye_direct) {
                 const bool mine = parent == eye;
                 if (kind == id::PUPIL_OUTPUT_DATA) {
-                    setOnce<int>(mine ? p.pupil : p.pupil_direct, rec);
+                    setOnce(mine ? p.pupil : p.pupil_direct, rec);
                 } else if (kind == id::EYE_CLOSURE_OUTPUT_DATA) {
-                    setOnce<int>(mine ? p.eyelid : p.eyelid_direct, rec);
+                    setOnce(mine ? p.eyelid : p.eyelid_direct, rec);
                 } else if (kind == id::GAZE_OUTPUT_DATA) {
-                    setOnce<int>(mine ? p.gaze : p.gaze_direct, rec);
+                    setOnce(mine ? p.gaze : p.gaze_direct, rec);
                 }
             } else if (parent == engine && kind == id::HEAD_TRACKER_STATE_OUTPUT_DATA) {
-                setOnce<int>(p.tracker, rec);
+                setOnce(p.tracker, rec);
             } else if (parent == world && kind == id::GAZE_INTERSECTION_OUTPUT_DATA_V4) {
-                setOnce<int>(p.target, rec);
+                setOnce(p.target, rec);
             }
         }
     }

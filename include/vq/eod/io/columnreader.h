@@ -138,9 +138,8 @@ public:
     // Frames read so far that the selection took.
     std::uint64_t framesTaken() const;
 
-    struct State;  // private to the library
-
 private:
+    struct State;
     friend VQ_EOD_API RecordingSummary scanRecording(const std::string& path,
                                                      const ColumnReaderOptions& options);
     std::unique_ptr<State> _state;
