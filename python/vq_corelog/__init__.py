@@ -1,0 +1,28 @@
+"""Recordings of a head- and eye-tracking engine in Python: frames, pandas, NumPy and Arrow.
+
+Lengths are metres, angles radians, times seconds, unless a name or docstring says otherwise.
+
+    >>> import vq_corelog
+    >>> rec = vq_corelog.read("recording/")
+    >>> for frame in rec.frames():
+    ...     print(frame.frame_num, frame.head.position)
+"""
+
+from . import _core
+from ._errors import (AddressError, Error, FileError, GeometryError, OutputDataError,
+                      SerialPortError, SerializableError, SocketError, ERROR_CLASSES)
+from ._core import Eye, Eyes, EngineState, Frame, Gaze, Head, Inertia, Pupil, Timing
+from ._live import Stream, connect
+from ._recording import KIND_IDS, Recording, kind_id, read
+from ._writer import Writer
+
+_core.set_error_classes(ERROR_CLASSES)
+
+__version__ = "0.1.0"
+
+__all__ = [
+    "AddressError", "EngineState", "Error", "Eye", "Eyes", "FileError", "Frame", "Gaze",
+    "GeometryError", "Head", "Inertia", "KIND_IDS", "OutputDataError", "Pupil", "Recording",
+    "SerialPortError", "SerializableError", "SocketError", "Stream", "Timing", "Writer",
+    "connect", "kind_id", "read",
+]
