@@ -1,0 +1,385 @@
+#include "vq/eod/frameview.h"
+
+namespace vq::eod {
+
+namespace {
+
+// Deeper records are left to the record objects, which refuse them at 64.
+constexpr int MAX_VIEW_DEPTH = 32;
+constexpr std::size_t LABELLED_UNANNOUNCED = 16;
+
+enum : int { NOT_DECODED = -1, LABELLED = -2, LABELLED_WITH_EYE = -3 };
+
+// The bytes of a decoded kind's fields, or one of the values above.
+int fieldBytes(char id) {
+    switch (id) {
+        case object_id::ENGINE_OUTPUT_DATA:
+        case object_id::ENGINE_STATE_OUTPUT_DATA:
+        case object_id::HEAD_TRACKER_STATE_OUTPUT_DATA:
+            return 4;
+        case object_id::TIMING_OUTPUT_DATA:
+            return 22;
+        case object_id::HEAD_OUTPUT_DATA:
+            return 54;
+        case object_id::HEAD_OUTPUT_DATA_V2:
+            return 114;
+        case object_id::EYE_CLOSURE_OUTPUT_DATA:
+            return 33;
+        case object_id::GAZE_OUTPUT_DATA:
+            return 44;
+        case object_id::PUPIL_OUTPUT_DATA:
+            return 32;
+        case object_id::EYE_OUTPUT_DATA:
+        case object_id::WORLD_OUTPUT_DATA:
+        case object_id::WORLD_OUTPUT_DATA_V2:
+        case object_id::FACE_SET_OUTPUT_DATA:
+            return 0;
+        case object_id::HEAD_INTERSECTION_OUTPUT_DATA_V1:
+        case object_id::GAZE_INTERSECTION_OUTPUT_DATA_V1:
+            return 41;
+        case object_id::GAZE_INTERSECTION_OUTPUT_DATA_V2:
+            return 53;
+        case object_id::INERTIA_OUTPUT_DATA:
+            return 24;
+        case object_id::GPS_OUTPUT_DATA:
+            return 17;
+        case object_id::GPS_OUTPUT_DATA_V2:
+            return 29;
+        case object_id::GAZE_INTERSECTION_OUTPUT_DATA_V3:
+        case object_id::HEAD_INTERSECTION_OUTPUT_DATA_V2:
+            return LABELLED;
+        case object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4:
+            return LABELLED_WITH_EYE;
+        default:
+            return NOT_DECODED;
+    }
+}
+
+// Kinds of which one parent may hold several.
+bool mayRepeat(char id) {
+    return id == object_id::ENGINE_OUTPUT_DATA || id == object_id::FACE_SET_OUTPUT_DATA ||
+           id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4;
+}
+
+bool isV1Intersection(char id) {
+    return id == object_id::HEAD_INTERSECTION_OUTPUT_DATA_V1 ||
+           id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V1 ||
+           id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V2;
+}
+
+// The name as writers give it: 7 characters that are not 0, then a 0 byte.
+bool paddedName(const unsigned char* name) {
+    for (std::size_t i = 0; i < 7; ++i) {
+        if (name[i] == 0) {
+            return false;
+        }
+    }
+    return name[7] == 0;
+}
+
+}  // namespace
+
+const char* viewStatusName(ViewStatus status) {
+    switch (status) {
+        case ViewStatus::OK:
+            return "ok";
+        case ViewStatus::TRUNCATED:
+            return "truncated";
+        case ViewStatus::NOT_A_FRAME:
+            return "not a frame";
+        case ViewStatus::SIZE_MISMATCH:
+            return "size mismatch";
+        case ViewStatus::MALFORMED:
+            return "malformed";
+        case ViewStatus::TOO_DEEP:
+            return "nested too deeply";
+        case ViewStatus::TOO_MANY:
+            return "too many records";
+    }
+    return "unknown";
+}
+
+ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcept {
+    _data = data;
+    _size = size;
+    _bytes = 0;
+    _count = 0;
+    _frame_num = 0;
+    _exact = true;
+    RecordHeader header;
+    if (parseRecordHeader(data, size, header) == RecordExtent::HEADER_INCOMPLETE) {
+        return _status = ViewStatus::TRUNCATED;
+    }
+    if (header.object_id != object_id::ENGINE_OUTPUT_DATA) {
+        return _status = ViewStatus::NOT_A_FRAME;
+    }
+    std::uint64_t unannounced = 0;
+    _status = walk(0, 0, -1, 0, unannounced);
+    if (_status == ViewStatus::OK) {
+        _frame_num = byteorder::load<std::uint32_t>(_data + header.header_bytes + 1);
+    }
+    return _status;
+}
+
+// Checks the record whose header is at `pos`, enters it in the index (unless it is the frame,
+// at depth 0), and its sub-records. On OK, `pos` ... `end` is what the record holds and
+// `unannounced` what it holds beyond its announced size.
+ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int depth,
+                           std::uint64_t& unannounced) noexcept {
+    (void)end;
+    RecordHeader header;
+    const RecordExtent extent = parseRecordHeader(_data + pos, _size - pos, header);
+    if (extent != RecordExtent::COMPLETE) {
+        return ViewStatus::TRUNCATED;
+    }
+    const std::size_t start = pos + header.header_bytes;
+    int index = -1;
+    if (depth > 0) {
+        if (_count == MAX_RECORDS) {
+            return ViewStatus::TOO_MANY;
+        }
+        index = static_cast<int>(_count++);
+        RecordRef& r = _records[static_cast<std::size_t>(index)];
+        r.data = _data + start;
+        r.size = header.data_size;
+        r.offset = static_cast<std::uint32_t>(pos);
+        r.parent = static_cast<std::int16_t>(parent);
+        r.object_id = header.object_id;
+        r.depth = static_cast<std::uint8_t>(depth);
+    }
+    const int fields = fieldBytes(header.object_id);
+    if (fields == NOT_DECODED) {
+        // Skipped by its size; the record objects judge it.
+        _exact = false;
+        unannounced = 0;
+        if (depth == 0) {
+            _bytes = start + header.data_size;
+        }
+        return ViewStatus::OK;
+    }
+    std::size_t p = start;
+    if (_size - p < 1) {
+        return ViewStatus::TRUNCATED;
+    }
+    if (_data[p] != 1) {
+        _exact = false;  // a disabled record, which the objects drop, or an unusual flag byte
+    }
+    ++p;
+    std::uint64_t own_unannounced = 0;
+    if (fields >= 0) {
+        if (_size - p < static_cast<std::size_t>(fields)) {
+            return ViewStatus::TRUNCATED;
+        }
+        if (isV1Intersection(header.object_id) && !paddedName(_data + p + 4)) {
+            return ViewStatus::MALFORMED;
+        }
+        p += static_cast<std::size_t>(fields);
+    } else {
+        if (fields == LABELLED_WITH_EYE) {
+            if (_size - p < 1) {
+                return ViewStatus::TRUNCATED;
+            }
+            ++p;
+        }
+        bool ordered = true;
+        const std::size_t taken = LabelledIntersectionView::measure(_data + p, _size - p, &ordered);
+        if (taken == 0) {
+            return ViewStatus::TRUNCATED;
+        }
+        _exact = _exact && ordered;
+        p += taken;
+        own_unannounced = LABELLED_UNANNOUNCED;
+    }
+    if (_size - p < 1) {
+        return ViewStatus::TRUNCATED;
+    }
+    const unsigned int count = _data[p++];
+    if (count > 0 && depth >= MAX_VIEW_DEPTH) {
+        return ViewStatus::TOO_DEEP;
+    }
+    std::uint64_t inside = 0;
+    signed char previous = 0;
+    for (unsigned int i = 0; i < count; ++i) {
+        const std::size_t first = _count;
+        std::uint64_t sub_unannounced = 0;
+        const ViewStatus status = walk(p, 0, index, depth + 1, sub_unannounced);
+        if (status != ViewStatus::OK) {
+            return status;
+        }
+        const RecordRef& sub = _records[first];
+        const auto id = static_cast<signed char>(sub.object_id);
+        if (i > 0 && (id < previous || (id == previous && !mayRepeat(sub.object_id)))) {
+            _exact = false;  // the objects sort their sub-records, and refuse some repeats
+        }
+        previous = id;
+        RecordHeader sub_header;
+        parseRecordHeader(_data + p, _size - p, sub_header);
+        p += sub_header.header_bytes + sub.size;
+        inside += sub_unannounced;
+    }
+    const std::uint64_t consumed = p - start;
+    if (consumed != header.data_size + own_unannounced + inside) {
+        return ViewStatus::SIZE_MISMATCH;
+    }
+    unannounced = own_unannounced + inside;
+    if (index >= 0) {
+        _records[static_cast<std::size_t>(index)].size = static_cast<std::uint32_t>(consumed);
+    }
+    if (depth == 0) {
+        _bytes = p;
+    }
+    return ViewStatus::OK;
+}
+
+const RecordRef* FrameView::find(char object_id, int parent) const {
+    for (std::size_t i = 0; i < _count; ++i) {
+        if (_records[i].parent == parent && _records[i].object_id == object_id) {
+            return &_records[i];
+        }
+    }
+    return nullptr;
+}
+
+// ---- labelled intersections -------------------------------------------------------------------
+
+namespace {
+
+constexpr std::size_t WORLD_ENTRY = 16;
+constexpr std::size_t PLANE_ENTRY = 12;
+constexpr std::size_t PIXEL_ENTRY = 12;
+
+// Reads a count at `p` and steps over `count` fixed entries; false when they do not fit.
+bool skipEntries(const unsigned char* f, std::size_t size, std::size_t& p, std::size_t entry,
+                 bool* ordered) {
+    if (size - p < 8) {
+        return false;
+    }
+    const std::uint64_t count = byteorder::load<std::uint64_t>(f + p);
+    p += 8;
+    if (count > (size - p) / entry) {
+        return false;
+    }
+    if (ordered != nullptr) {
+        for (std::uint64_t i = 1; i < count; ++i) {
+            const auto before = byteorder::load<std::int32_t>(f + p + (i - 1) * entry);
+            const auto here = byteorder::load<std::int32_t>(f + p + i * entry);
+            if (here <= before) {
+                *ordered = false;
+                break;
+            }
+        }
+    }
+    p += static_cast<std::size_t>(count) * entry;
+    return true;
+}
+
+}  // namespace
+
+std::size_t LabelledIntersectionView::measure(const unsigned char* f, std::size_t size,
+                                              bool* ordered) noexcept {
+    if (size < 8) {
+        return 0;
+    }
+    const std::uint64_t labels = byteorder::load<std::uint64_t>(f);
+    std::size_t p = 8;
+    std::string_view previous;
+    for (std::uint64_t i = 0; i < labels; ++i) {
+        // Each label takes at least 5 bytes, so a hostile count ends at the end of the bytes.
+        const std::size_t label = p;
+        while (p < size && f[p] != 0) {
+            ++p;
+        }
+        if (size - p < 5) {
+            return 0;
+        }
+        const std::string_view text(reinterpret_cast<const char*>(f + label), p - label);
+        if (ordered != nullptr && i > 0 && !(previous < text)) {
+            *ordered = false;
+        }
+        previous = text;
+        p += 5;
+    }
+    if (!skipEntries(f, size, p, WORLD_ENTRY, ordered) ||
+        !skipEntries(f, size, p, PLANE_ENTRY, ordered) ||
+        !skipEntries(f, size, p, PIXEL_ENTRY, ordered)) {
+        return 0;
+    }
+    return p;
+}
+
+LabelledIntersectionView::LabelledIntersectionView(const RecordRef& r) : _f(r.fields()) {
+    if (r.object_id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4) {
+        _eye = static_cast<signed char>(_f[0]);
+        ++_f;
+    }
+    _labels = byteorder::load<std::uint64_t>(_f);
+    // The sections after the labels; the FrameView has checked that they fit.
+    std::size_t p = 8;
+    for (std::uint64_t i = 0; i < _labels; ++i) {
+        while (_f[p] != 0) {
+            ++p;
+        }
+        p += 5;
+    }
+    _world = p;
+    _plane = _world + 8 +
+             static_cast<std::size_t>(byteorder::load<std::uint64_t>(_f + _world)) * WORLD_ENTRY;
+    _pixel = _plane + 8 +
+             static_cast<std::size_t>(byteorder::load<std::uint64_t>(_f + _plane)) * PLANE_ENTRY;
+}
+
+void LabelledIntersectionView::rewind() {
+    _next_label = 0;
+    _cursor = 8;
+}
+
+bool LabelledIntersectionView::findPoint(std::size_t section, std::uint64_t /*unused*/,
+                                         std::size_t entry_bytes, std::int32_t index,
+                                         std::size_t& at) const {
+    std::uint64_t low = 0;
+    std::uint64_t high = byteorder::load<std::uint64_t>(_f + section);
+    const unsigned char* entries = _f + section + 8;
+    while (low < high) {
+        const std::uint64_t mid = low + (high - low) / 2;
+        const auto here =
+            byteorder::load<std::int32_t>(entries + static_cast<std::size_t>(mid) * entry_bytes);
+        if (here == index) {
+            at = section + 8 + static_cast<std::size_t>(mid) * entry_bytes + 4;
+            return true;
+        }
+        if (here < index) {
+            low = mid + 1;
+        } else {
+            high = mid;
+        }
+    }
+    return false;
+}
+
+bool LabelledIntersectionView::next(LabelledIntersection& out) {
+    if (_next_label >= _labels) {
+        return false;
+    }
+    ++_next_label;
+    const std::size_t label = _cursor;
+    while (_f[_cursor] != 0) {
+        ++_cursor;
+    }
+    out = LabelledIntersection();
+    out.label = std::string_view(reinterpret_cast<const char*>(_f + label), _cursor - label);
+    out.index = byteorder::load<std::int32_t>(_f + _cursor + 1);
+    _cursor += 5;
+    std::size_t at = 0;
+    if ((out.has_world = findPoint(_world, 0, WORLD_ENTRY, out.index, at))) {
+        out.world = view_detail::arrayAt<float, 3>(_f, at);
+    }
+    if ((out.has_plane = findPoint(_plane, 0, PLANE_ENTRY, out.index, at))) {
+        out.plane = view_detail::arrayAt<float, 2>(_f, at);
+    }
+    if ((out.has_pixel = findPoint(_pixel, 0, PIXEL_ENTRY, out.index, at))) {
+        out.pixel = view_detail::arrayAt<std::int32_t, 2>(_f, at);
+    }
+    return true;
+}
+
+}  // namespace vq::eod
