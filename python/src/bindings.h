@@ -46,5 +46,6 @@ void bindErrors(nb::module_& m);
 void bindFrames(nb::module_& m);
 void bindFiles(nb::module_& m);
 void bindLive(nb::module_& m);
+void bindColumns(nb::module_& m);
 
 }  // namespace vqpy

@@ -23,9 +23,9 @@ namespace {
 class FrameReader {
 public:
     FrameReader(const std::string& path, bool directory, std::optional<std::vector<int>> kinds,
-                std::optional<unsigned long long> first, std::optional<unsigned long long> stop,
+                std::optional<unsigned long long> first, std::optional<unsigned long long> last,
                 std::optional<double> start, std::optional<double> end)
-        : _path(path), _first(first), _stop(stop), _start(start), _end(end) {
+        : _path(path), _first(first), _last(last), _start(start), _end(end) {
         if (kinds) {
             for (int kind : *kinds) {
                 _kinds.push_back(static_cast<char>(kind));
@@ -82,7 +82,7 @@ private:
                 break;
             }
             const unsigned long long num = frame->frameNum();
-            if (_stop && num >= *_stop) {
+            if (_last && num > *_last) {
                 _done = true;  // frames come in frame-number order
                 break;
             }
@@ -102,7 +102,7 @@ private:
             return false;
         }
         const double t = timing->experimentTime();
-        return (!_start || t >= *_start) && (!_end || t < *_end);
+        return (!_start || t >= *_start) && (!_end || t <= *_end);
     }
 
     // In a single file: removes the records of other kinds; false when none is left.
@@ -124,7 +124,7 @@ private:
     std::vector<char> _kinds;
     bool _filter_kinds = false;
     std::optional<unsigned long long> _first;
-    std::optional<unsigned long long> _stop;
+    std::optional<unsigned long long> _last;
     std::optional<double> _start;
     std::optional<double> _end;
     bool _done = false;
@@ -217,7 +217,7 @@ void bindFiles(nb::module_& m) {
                       std::optional<unsigned long long>, std::optional<unsigned long long>,
                       std::optional<double>, std::optional<double>>(),
              nb::arg("path"), nb::arg("directory"), nb::arg("kinds").none(),
-             nb::arg("first").none(), nb::arg("stop").none(), nb::arg("start").none(),
+             nb::arg("first").none(), nb::arg("last").none(), nb::arg("start").none(),
              nb::arg("end").none())
         .def("next", &FrameReader::next, nb::arg("count"),
              "Up to `count` frames; an empty list at the end.");

@@ -7,4 +7,5 @@ NB_MODULE(_core, m) {
     vqpy::bindFrames(m);
     vqpy::bindFiles(m);
     vqpy::bindLive(m);
+    vqpy::bindColumns(m);
 }

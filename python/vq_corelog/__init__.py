@@ -13,6 +13,7 @@ from ._errors import (AddressError, Error, FileError, GeometryError, OutputDataE
                       SerialPortError, SerializableError, SocketError, ERROR_CLASSES)
 from ._core import Eye, Eyes, EngineState, Frame, Gaze, Head, Inertia, Pupil, Timing
 from ._live import Stream, connect
+from ._columns import TABLES, ColumnInfo, schema
 from ._recording import KIND_IDS, Recording, kind_id, read
 from ._writer import Writer
 
@@ -21,8 +22,8 @@ _core.set_error_classes(ERROR_CLASSES)
 __version__ = "0.1.0"
 
 __all__ = [
-    "AddressError", "EngineState", "Error", "Eye", "Eyes", "FileError", "Frame", "Gaze",
+    "AddressError", "ColumnInfo", "EngineState", "Error", "Eye", "Eyes", "FileError", "Frame", "Gaze",
     "GeometryError", "Head", "Inertia", "KIND_IDS", "OutputDataError", "Pupil", "Recording",
-    "SerialPortError", "SerializableError", "SocketError", "Stream", "Timing", "Writer",
-    "connect", "kind_id", "read",
+    "SerialPortError", "SerializableError", "SocketError", "Stream", "TABLES", "Timing",
+    "Writer", "connect", "kind_id", "read", "schema",
 ]
