@@ -1,6 +1,7 @@
 // Frames and their records as Python objects. Each object holds a shared pointer to the
 // library's record, so a record taken from a frame stays valid whatever happens to the frame,
 // and changing it changes the frame. Lengths are metres, angles radians, times seconds.
+#include <string>
 #include <vector>
 
 #include <nanobind/stl/optional.h>
@@ -321,30 +322,49 @@ void bindEyesRecord(nb::module_& m) {
         return *e.gaze;
     };
     eyes.def_prop_rw(
-        "blinking", [closure](const Eyes& e) { return closure(e).blinking(); },
-        [closure](Eyes& e, bool v) { closure(e).setBlinking(v); }, "Whether the eyes blink.");
+        "blinking",
+        [](const Eyes& e) {
+            return e.closure ? std::optional(e.closure->blinking()) : std::nullopt;
+        },
+        [closure](Eyes& e, bool v) { closure(e).setBlinking(v); },
+        "Whether the eyes blink (None without an eyelid record).");
     eyes.def_prop_rw(
-        "blink_frequency", [closure](const Eyes& e) { return closure(e).blinkFrequency(); },
+        "blink_frequency",
+        [](const Eyes& e) {
+            return e.closure ? std::optional(e.closure->blinkFrequency()) : std::nullopt;
+        },
         [closure](Eyes& e, float v) { closure(e).setBlinkFrequency(v); }, "Blinks per minute.");
     eyes.def_prop_rw(
-        "blink_duration", [closure](const Eyes& e) { return closure(e).averageBlinkDuration(); },
+        "blink_duration",
+        [](const Eyes& e) {
+            return e.closure ? std::optional(e.closure->averageBlinkDuration()) : std::nullopt;
+        },
         [closure](Eyes& e, float v) { closure(e).setAverageBlinkDuration(v); },
         "Average blink duration in seconds.");
     eyes.def_prop_rw(
-        "perclos", [closure](const Eyes& e) { return closure(e).perclos(); },
+        "perclos",
+        [](const Eyes& e) {
+            return e.closure ? std::optional(e.closure->perclos()) : std::nullopt;
+        },
         [closure](Eyes& e, float v) { closure(e).setPerclos(v); },
         "Share of time the eyes are mostly closed, 0 to 1.");
     eyes.def_prop_rw(
         "closure_calibration",
-        [closure](const Eyes& e) { return closure(e).eyeClosureCalibStatus(); },
+        [](const Eyes& e) {
+            return e.closure ? std::optional(e.closure->eyeClosureCalibStatus()) : std::nullopt;
+        },
         [closure](Eyes& e, float v) { closure(e).setEyeClosureCalibStatus(v); },
         "Calibration status of the eyelid measurement (a code).");
     eyes.def_prop_rw(
-        "gaze_calibrated", [gaze](const Eyes& e) { return gaze(e).gazeCalibrated(); },
+        "gaze_calibrated",
+        [](const Eyes& e) {
+            return e.gaze ? std::optional(e.gaze->gazeCalibrated()) : std::nullopt;
+        },
         [gaze](Eyes& e, bool v) { gaze(e).setGazeCalibrated(v); },
-        "Whether the gaze is calibrated.");
+        "Whether the gaze is calibrated (None without a gaze record).");
     eyes.def_prop_rw(
-        "saccade", [gaze](const Eyes& e) { return gaze(e).saccade(); },
+        "saccade",
+        [](const Eyes& e) { return e.gaze ? std::optional(e.gaze->saccade()) : std::nullopt; },
         [gaze](Eyes& e, bool v) { gaze(e).setSaccade(v); }, "Whether the eyes are in a saccade.");
 }
 
@@ -375,16 +395,24 @@ void bindOthers(nb::module_& m) {
     state.def(nb::new_([] { return make<EngineStateOutputData>(); }), "An empty state record.");
     state.def_prop_rw(
         "state", [](const S& s) { return s.p->state(); }, [](S& s, int v) { s.p->setState(v); },
-        "Engine state (a code).");
-    state.def_prop_ro(
+        "Engine state: -1, 0 or 1 (a code).");
+    state.def_prop_rw(
         "head_tracker_state",
         [](const S& s) -> std::optional<int> {
             auto tracker = s.p->headtrackerStateOutputData();
-            if (!tracker)
+            if (!tracker) {
                 return std::nullopt;
+            }
             return tracker->state();
         },
-        "Head tracker state (a code), or None.");
+        [](S& s, std::optional<int> value) {
+            boost::shared_ptr<Serializable> tracker;
+            if (value) {
+                tracker.reset(new HeadTrackerStateOutputData(*value));
+            }
+            replaceIn(*s.p, object_id::HEAD_TRACKER_STATE_OUTPUT_DATA, tracker);
+        },
+        nb::arg("value").none(), "Head tracker state: -1 to 4 (a code), or None.");
 
     using I = Ref<InertiaOutputData>;
     nb::class_<I> inertia(m, "Inertia", "The inertial sensor record.");
@@ -418,6 +446,100 @@ void bindOthers(nb::module_& m) {
         "Acceleration (x, y, z) in metres per second squared.");
 }
 
+double decimalDegrees(double degrees, double minutes, double seconds, char hemisphere) {
+    const double value = (degrees * 3600.0 + minutes * 60.0 + seconds) / 3600.0;
+    return hemisphere == 'S' || hemisphere == 'W' ? -value : value;
+}
+
+// A GPS fix of either version, in decimal degrees.
+struct Gps {
+    int version;
+    bool valid;
+    unsigned int gmt_time;
+    double latitude;
+    double longitude;
+    std::optional<float> speed;
+    std::optional<float> course;
+};
+
+std::optional<Gps> gpsOf(const EngineOutputData& frame) {
+    if (auto v2 = frame.subObjectAs<GPSOutputDataV2>(object_id::GPS_OUTPUT_DATA_V2)) {
+        const auto& la = v2->latitude();
+        const auto& lo = v2->longitude();
+        return Gps{2,
+                   v2->isDataValid(),
+                   v2->gmtTime(),
+                   decimalDegrees(la.degrees, la.minutes, la.seconds, la.hemisphere),
+                   decimalDegrees(lo.degrees, lo.minutes, lo.seconds, lo.hemisphere),
+                   v2->speed(),
+                   v2->course()};
+    }
+    if (auto v1 = frame.subObjectAs<GPSOutputData>(object_id::GPS_OUTPUT_DATA)) {
+        const auto& la = v1->latitude();
+        const auto& lo = v1->longitude();
+        std::optional<float> speed;
+        if (v1->speed() != -1) {
+            speed = static_cast<float>(v1->speed());
+        }
+        return Gps{1,
+                   v1->isDataValid(),
+                   v1->gmtTime(),
+                   decimalDegrees(la.degrees, la.minutes, la.seconds, la.hemisphere),
+                   decimalDegrees(lo.degrees, lo.minutes, lo.seconds, lo.hemisphere),
+                   speed,
+                   std::nullopt};
+    }
+    return std::nullopt;
+}
+
+// The first labelled gaze intersection (fourth version) of the world container.
+struct GazeTarget {
+    std::string label;
+    nb::tuple world;
+    nb::tuple plane;
+    std::optional<nb::tuple> pixel;
+    int eye;
+};
+
+std::optional<GazeTarget> gazeTargetOf(const EngineOutputData& frame) {
+    auto world = frame.subObjectAs<WorldOutputDataV2>(object_id::WORLD_OUTPUT_DATA_V2);
+    if (!world) {
+        return std::nullopt;
+    }
+    auto hit = world->subObjectAs<GazeIntersectionOutputDataV4>(
+        object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4);
+    if (!hit || hit->labels().empty()) {
+        return std::nullopt;
+    }
+    const std::string label = hit->labels().front();
+    std::optional<nb::tuple> pixel;
+    if (hit->hasPixel(label)) {
+        pixel = toTuple(hit->pixel(label));
+    }
+    std::vector<float> plane = hit->hasPlane(label) ? hit->plane(label) : std::vector<float>{0, 0};
+    return GazeTarget{label, toTuple(hit->world(label)), toTuple(plane), pixel,
+                      static_cast<int>(hit->eyeId())};
+}
+
+void bindReadOnly(nb::module_& m) {
+    nb::class_<Gps>(m, "Gps", "A GPS fix (read only), from either version of the GPS record.")
+        .def_ro("version", &Gps::version, "1 or 2: the record's version.")
+        .def_ro("valid", &Gps::valid, "Whether the fix is valid.")
+        .def_ro("gmt_time", &Gps::gmt_time, "GPS time as the receiver gives it.")
+        .def_ro("latitude", &Gps::latitude, "Latitude in signed decimal degrees (south negative).")
+        .def_ro("longitude", &Gps::longitude,
+                "Longitude in signed decimal degrees (west negative).")
+        .def_ro("speed", &Gps::speed, "Speed in km/h, or None when the receiver gave none.")
+        .def_ro("course", &Gps::course, "Course over ground in degrees (second version), or None.");
+    nb::class_<GazeTarget>(m, "GazeTarget",
+                           "Where the gaze meets the world: the first labelled intersection.")
+        .def_ro("label", &GazeTarget::label, "The object's name.")
+        .def_ro("world", &GazeTarget::world, "Point (x, y, z) in world coordinates.")
+        .def_ro("plane", &GazeTarget::plane, "Point (x, y) in the object's plane.")
+        .def_ro("pixel", &GazeTarget::pixel, "Pixel (x, y) on the object, or None.")
+        .def_ro("eye", &GazeTarget::eye, "The eye: 0 right, 1 left, 2 both.");
+}
+
 template <class T>
 void recordProperty(nb::class_<Frame>& frame, const char* name, char id, const char* doc) {
     frame.def_prop_rw(
@@ -435,6 +557,7 @@ void bindFrames(nb::module_& m) {
     bindEyes(m);
     bindEyesRecord(m);
     bindOthers(m);
+    bindReadOnly(m);
 
     nb::class_<Frame> frame(m, "Frame",
                             "One frame of the engine's output: its number and its records.");
@@ -479,6 +602,12 @@ void bindFrames(nb::module_& m) {
                       eyes ? boost::shared_ptr<Serializable>(eyes->container) : nullptr);
         },
         nb::arg("value").none(), "The eyes (pupil, eyelid and gaze records), or None.");
+    frame.def_prop_ro(
+        "gps", [](const Frame& f) { return gpsOf(*f.data); },
+        "The GPS fix (second version when the frame holds both), or None.");
+    frame.def_prop_ro(
+        "gaze_target", [](const Frame& f) { return gazeTargetOf(*f.data); },
+        "The first labelled gaze intersection of the world container, or None.");
     frame.def_prop_ro(
         "kinds",
         [](const Frame& f) {
