@@ -12,15 +12,27 @@ nb::dict& errorClasses() {
 }
 
 void raise(const char* class_name, const std::string& message, const std::string* path) {
-    nb::dict& classes = errorClasses();
-    nb::object cls = classes.contains(class_name) ? nb::object(classes[class_name])
-                                                  : nb::object(classes.get("EODError", nb::none()));
-    if (cls.is_none()) {
+    PyObject* classes = errorClasses().ptr();
+    PyObject* cls = PyDict_GetItemString(classes, class_name);  // borrowed
+    if (cls == nullptr) {
+        cls = PyDict_GetItemString(classes, "EODError");
+    }
+    if (cls == nullptr) {
         PyErr_SetString(PyExc_RuntimeError, message.c_str());
         return;
     }
-    nb::object error = path ? cls(message, *path) : cls(message);
-    PyErr_SetObject(cls.ptr(), error.ptr());
+    nb::object text =
+        nb::steal(PyUnicode_DecodeUTF8(message.data(), Py_ssize_t(message.size()), "replace"));
+    nb::object where =
+        path != nullptr
+            ? nb::steal(PyUnicode_DecodeUTF8(path->data(), Py_ssize_t(path->size()), "replace"))
+            : nb::none();
+    PyObject* error = PyObject_CallFunctionObjArgs(cls, text.ptr(), where.ptr(), nullptr);
+    if (error == nullptr) {
+        return;  // the call's own error stands
+    }
+    PyErr_SetObject(cls, error);
+    Py_DECREF(error);
 }
 
 }  // namespace

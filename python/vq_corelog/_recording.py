@@ -112,7 +112,14 @@ class Recording:
     def _columns(self, table: str, columns: Optional[Sequence[str]]):
         if table not in TABLES:
             raise ValueError(f"no table named {table!r}; the tables are {', '.join(TABLES)}")
-        return None if columns is None else list(columns)
+        if columns is None:
+            return None
+        columns = list(columns)
+        known = schema(table)
+        for name in columns:
+            if name not in known:
+                raise ValueError(f"no column named {name!r} in the table {table}")
+        return columns
 
     def to_numpy(self, columns: Optional[Sequence[str]] = None,
                  table: str = "frame") -> Dict[str, np.ndarray]:
@@ -164,7 +171,12 @@ class Recording:
             yield convert(batch)
 
     def info(self) -> dict:
-        """What the recording holds: its files, frames, frame numbers, kinds and duration."""
+        """What the recording holds: its files, frames, frame numbers, kinds and duration.
+
+        ``kinds`` maps the per-kind file names of the frames' records to their object IDs
+        (what :class:`Writer` takes); ``record_kinds`` lists every object ID found, records
+        inside containers included.
+        """
         frames, kinds, more_faces = _core.scan(self.path, *self._selection())
         if self.is_directory:
             names = sorted(n for n in os.listdir(self.path) if n.endswith(".vql"))
@@ -186,7 +198,8 @@ class Recording:
             "first_frame": int(nums[0]) if len(nums) else None,
             "last_frame": int(nums[-1]) if len(nums) else None,
             "gaps": int(np.count_nonzero(np.diff(nums.astype(np.int64)) > 1)),
-            "kinds": {_KIND_NAMES.get(k, f"0x{k:02X}"): k for k in kinds},
+            "kinds": {_KIND_NAMES[k]: k for k in kinds if k in _KIND_NAMES},
+            "record_kinds": kinds,
             "frames_with_more_faces": more_faces,
             "duration_s": duration,
             "rate_hz": (len(times) - 1) / duration if duration else None,
