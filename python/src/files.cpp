@@ -1,8 +1,12 @@
 // Log files through the object path: a reader that hands out frames in batches (the library's
 // file reader does the merging of per-kind files) and a writer of frames built or read in Python.
 #include <algorithm>
+#include <condition_variable>
+#include <deque>
+#include <mutex>
 #include <optional>
 #include <set>
+#include <thread>
 #include <vector>
 
 #include <nanobind/stl/optional.h>
@@ -44,30 +48,44 @@ public:
         _filter_kinds = kinds.has_value() && !directory;
     }
 
-    // Up to `count` frames; an empty list at the end. A damaged file gives the frames before
-    // the damage first and its error on the next call.
-    nb::list next(std::size_t count) {
-        if (_error) {
-            std::exception_ptr error = _error;
-            _error = nullptr;
-            _done = true;
-            std::rethrow_exception(error);
+    ~FrameReader() {
+        {
+            std::lock_guard<std::mutex> lock(_mutex);
+            _stop = true;
         }
-        std::vector<boost::shared_ptr<EngineOutputData>> frames;
-        frames.reserve(std::min<std::size_t>(count, 4096));
+        _changed.notify_all();
+        if (_worker.joinable()) {
+            nb::gil_scoped_release release;
+            _worker.join();
+        }
+    }
+
+    // Up to `count` frames; an empty list at the end. A damaged file gives the frames before
+    // the damage first and its error on the next call. A worker thread reads the next chunks
+    // while Python works through this one, so that decoding and Python run side by side.
+    nb::list next(std::size_t count) {
+        nb::list list;
+        if (_finished || count == 0) {
+            return list;
+        }
+        if (!_worker.joinable()) {
+            _worker = std::thread([this, count] { work(count); });
+        }
+        Chunk chunk;
         {
             nb::gil_scoped_release release;
-            try {
-                withPath(_path, [&] { fill(frames, count); });
-            } catch (...) {
-                _error = std::current_exception();
-            }
+            std::unique_lock<std::mutex> lock(_mutex);
+            _changed.wait(lock, [this] { return !_queue.empty(); });
+            chunk = std::move(_queue.front());
+            _queue.pop_front();
         }
-        if (_error && frames.empty()) {
-            return next(count);
+        _changed.notify_all();
+        if (chunk.error) {
+            _finished = true;
+            std::rethrow_exception(chunk.error);
         }
-        nb::list list;
-        for (auto& frame : frames) {
+        _finished = chunk.last && chunk.frames.empty();
+        for (auto& frame : chunk.frames) {
             list.append(Frame{std::move(frame)});
         }
         return list;
@@ -128,7 +146,54 @@ private:
     std::optional<double> _start;
     std::optional<double> _end;
     bool _done = false;
-    std::exception_ptr _error;
+
+    // The worker's output: chunks of frames, the last one empty (the end) or holding the error.
+    struct Chunk {
+        std::vector<boost::shared_ptr<EngineOutputData>> frames;
+        std::exception_ptr error;
+        bool last = false;
+    };
+    static constexpr std::size_t QUEUED_CHUNKS = 4;
+
+    void work(std::size_t count) {
+        bool last = false;
+        while (!last) {
+            Chunk chunk;
+            try {
+                withPath(_path, [&] { fill(chunk.frames, count); });
+            } catch (...) {
+                chunk.error = std::current_exception();
+            }
+            last = chunk.error != nullptr || chunk.frames.empty();
+            chunk.last = last;
+            std::unique_lock<std::mutex> lock(_mutex);
+            _changed.wait(lock, [this] { return _stop || _queue.size() < QUEUED_CHUNKS; });
+            if (_stop) {
+                return;
+            }
+            if (chunk.error && !chunk.frames.empty()) {
+                // The frames before the damage come first, the error with the next call.
+                Chunk error;
+                error.error = chunk.error;
+                error.last = true;
+                chunk.error = nullptr;
+                chunk.last = false;
+                _queue.push_back(std::move(chunk));
+                _queue.push_back(std::move(error));
+            } else {
+                _queue.push_back(std::move(chunk));
+            }
+            lock.unlock();
+            _changed.notify_all();
+        }
+    }
+
+    std::thread _worker;
+    std::mutex _mutex;
+    std::condition_variable _changed;
+    std::deque<Chunk> _queue;
+    bool _stop = false;
+    bool _finished = false;  // the end or the error has been handed out
 };
 
 // Writes frames to one log file or to one file per record kind.

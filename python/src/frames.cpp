@@ -1,6 +1,7 @@
 // Frames and their records as Python objects. Each object holds a shared pointer to the
 // library's record, so a record taken from a frame stays valid whatever happens to the frame,
-// and changing it changes the frame. Lengths are metres, angles radians, times seconds.
+// and changing it changes the frame. Angles are radians and times seconds; lengths are in the
+// engine's own unit (metres in vqlog's demo), as the table of columns says.
 #include <string>
 #include <vector>
 
@@ -157,7 +158,7 @@ void bindHead(nb::module_& m) {
     vectorProperty(
         head, "position", [](const H& h) { return h.p->headPosition(); },
         [](H& h, const std::vector<double>& v) { h.p->setHeadPosition(v); },
-        "Head position (x, y, z) in metres.");
+        "Head position (x, y, z) in the engine's length unit (metres in vqlog's demo).");
     vectorProperty(
         head, "rotation", [](const H& h) { return h.p->headRotation(); },
         [](H& h, const std::vector<double>& v) { h.p->setHeadRotation(v); },
@@ -178,11 +179,13 @@ void bindHead(nb::module_& m) {
     vectorProperty(
         head, "right_eyeball", [](const H& h) { return h.p->headEyeBallPos(RIGHT_EYE); },
         [](H& h, const std::vector<double>& v) { h.p->setHeadEyeballPos(RIGHT_EYE, v); },
-        "Centre of the right eyeball (x, y, z) in metres.");
+        "Centre of the right eyeball (x, y, z) in the engine's length unit (metres in vqlog's "
+        "demo).");
     vectorProperty(
         head, "left_eyeball", [](const H& h) { return h.p->headEyeBallPos(LEFT_EYE); },
         [](H& h, const std::vector<double>& v) { h.p->setHeadEyeballPos(LEFT_EYE, v); },
-        "Centre of the left eyeball (x, y, z) in metres.");
+        "Centre of the left eyeball (x, y, z) in the engine's length unit (metres in vqlog's "
+        "demo).");
 }
 
 const boost::shared_ptr<EyeClosureOutputData>& closureOf(const Eye& eye) {
@@ -197,11 +200,11 @@ void bindEyes(nb::module_& m) {
     vectorProperty(
         pupil, "position", [](const Pupil& p) { return p.p->pupilPosition(p.id); },
         [](Pupil& p, const std::vector<double>& v) { p.p->setPupilPosition(p.id, toFloats(v)); },
-        "Pupil centre (x, y, z) in metres.");
+        "Pupil centre (x, y, z) in the engine's length unit (metres in vqlog's demo).");
     pupil.def_prop_rw(
         "diameter", [](const Pupil& p) { return p.p->pupilDiameter(p.id); },
         [](Pupil& p, float value) { p.p->setPupilDiameter(p.id, value); },
-        "Pupil diameter in metres.");
+        "Pupil diameter in the engine's length unit (metres in vqlog's demo).");
 
     nb::class_<Gaze> gaze(m, "Gaze", "One eye's gaze.");
     gaze.def_prop_rw(
@@ -216,7 +219,7 @@ void bindEyes(nb::module_& m) {
     vectorProperty(
         gaze, "eyeball", [](const Gaze& g) { return g.p->eyeballCentre(g.id); },
         [](Gaze& g, const std::vector<double>& v) { g.p->setEyeballCentre(g.id, toFloats(v)); },
-        "Eyeball centre (x, y, z) in metres.");
+        "Eyeball centre (x, y, z) in the engine's length unit (metres in vqlog's demo).");
     gaze.def_prop_rw(
         "pitch", [](const Gaze& g) { return g.p->gazeRotation(g.id)[0]; },
         [](Gaze& g, float value) {
@@ -333,14 +336,15 @@ void bindEyesRecord(nb::module_& m) {
         [](const Eyes& e) {
             return e.closure ? std::optional(e.closure->blinkFrequency()) : std::nullopt;
         },
-        [closure](Eyes& e, float v) { closure(e).setBlinkFrequency(v); }, "Blinks per minute.");
+        [closure](Eyes& e, float v) { closure(e).setBlinkFrequency(v); },
+        "Blink frequency in the engine's unit.");
     eyes.def_prop_rw(
         "blink_duration",
         [](const Eyes& e) {
             return e.closure ? std::optional(e.closure->averageBlinkDuration()) : std::nullopt;
         },
         [closure](Eyes& e, float v) { closure(e).setAverageBlinkDuration(v); },
-        "Average blink duration in seconds.");
+        "Average blink duration in the engine's unit.");
     eyes.def_prop_rw(
         "perclos",
         [](const Eyes& e) {
@@ -430,7 +434,7 @@ void bindOthers(nb::module_& m) {
             i.p->setAngularRateY(float(v[1]));
             i.p->setAngularRateZ(float(v[2]));
         },
-        "Angular rate (x, y, z) in radians per second.");
+        "Angular rate (x, y, z) in the engine's unit.");
     vectorProperty(
         inertia, "acceleration",
         [](const I& i) {
@@ -443,7 +447,7 @@ void bindOthers(nb::module_& m) {
             i.p->setAccelY(float(v[1]));
             i.p->setAccelZ(float(v[2]));
         },
-        "Acceleration (x, y, z) in metres per second squared.");
+        "Acceleration (x, y, z) in the engine's unit (m/s² in vqlog's demo).");
 }
 
 double decimalDegrees(double degrees, double minutes, double seconds, char hemisphere) {

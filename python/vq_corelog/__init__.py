@@ -1,6 +1,7 @@
 """Recordings of a head- and eye-tracking engine in Python: frames, pandas, NumPy and Arrow.
 
-Lengths are metres, angles radians, times seconds, unless a name or docstring says otherwise.
+Angles are radians and times seconds; lengths are in the engine's own unit (metres in
+vqlog's demo). `schema()` gives every column's unit, reference frame and legend.
 
     >>> import vq_corelog
     >>> rec = vq_corelog.read("recording/")
