@@ -171,10 +171,17 @@ public:
     Reader(const std::string& path, const std::string& table, std::optional<std::vector<int>> kinds,
            std::optional<std::vector<std::string>> columns, std::optional<std::uint32_t> first,
            std::optional<std::uint32_t> last, std::optional<double> start,
-           std::optional<double> end, std::size_t batch_rows)
+           std::optional<double> end, std::size_t batch_rows,
+           std::optional<std::uint64_t> max_frames)
         : _path(path) {
         ColumnReaderOptions options =
             optionsOf(table, kinds, columns, first, last, start, end, batch_rows);
+        if (max_frames) {
+            options.max_frames = *max_frames;
+        }
+        _max_frames = options.max_frames;
+        _batch_rows = batch_rows;
+        _frame_table = options.table == Table::FRAME;
         withPath(_path, [&] {
             nb::gil_scoped_release release;
             _reader = std::make_unique<ColumnReader>(path, std::move(options));
@@ -187,7 +194,14 @@ public:
         if (_error) {
             std::exception_ptr error = _error;
             _error = nullptr;
+            _done = true;
             std::rethrow_exception(error);
+        }
+        // Each call sizes a new batch for batch_rows rows, so no call is made once the end is
+        // known: a frame table's batch that came back short, or the frames wanted all taken.
+        if (_done || _reader->framesTaken() >= _max_frames) {
+            _done = true;
+            return std::nullopt;
         }
         auto batch = std::make_shared<ColumnBatch>();
         bool more = false;
@@ -201,11 +215,13 @@ public:
             }
         }
         if (!more) {
+            _done = true;
             if (_error) {
                 return next();
             }
             return std::nullopt;
         }
+        _done = _frame_table && !_error && batch->numRows() < _batch_rows;
         return batchDict(std::move(batch));
     }
 
@@ -213,6 +229,10 @@ private:
     std::string _path;
     std::unique_ptr<ColumnReader> _reader;
     std::exception_ptr _error;
+    std::uint64_t _max_frames = 0;
+    std::size_t _batch_rows = 0;
+    bool _frame_table = true;
+    bool _done = false;
 };
 
 nb::list columnTable(const std::string& table) {
@@ -238,10 +258,11 @@ void bindColumns(nb::module_& m) {
         .def(nb::init<const std::string&, const std::string&, std::optional<std::vector<int>>,
                       std::optional<std::vector<std::string>>, std::optional<std::uint32_t>,
                       std::optional<std::uint32_t>, std::optional<double>, std::optional<double>,
-                      std::size_t>(),
+                      std::size_t, std::optional<std::uint64_t>>(),
              nb::arg("path"), nb::arg("table"), nb::arg("kinds").none(), nb::arg("columns").none(),
              nb::arg("first").none(), nb::arg("last").none(), nb::arg("start").none(),
-             nb::arg("end").none(), nb::arg("batch_rows"))
+             nb::arg("end").none(), nb::arg("batch_rows"),
+             nb::arg("max_frames").none() = nb::none())
         .def("next", &Reader::next, "The next batch, or None at the end.");
 
     m.def("columns", &columnTable, nb::arg("table"),

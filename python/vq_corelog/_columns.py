@@ -161,10 +161,12 @@ class Batch:
         return pa.Table.from_arrays(arrays, schema=pa.schema(fields))
 
 
-def read_batches(path: str, table: str, kinds, columns, first, last, start, end, rows: int):
-    """Batch objects of up to ``rows`` rows each."""
+def read_batches(path: str, table: str, kinds, columns, first, last, start, end, rows: int,
+                 max_frames: Optional[int] = None):
+    """Batch objects of up to ``rows`` rows each, of at most ``max_frames`` frames."""
     infos = schema(table)
-    reader = _core.ColumnReader(path, table, kinds, columns, first, last, start, end, rows)
+    reader = _core.ColumnReader(path, table, kinds, columns, first, last, start, end, rows,
+                                max_frames)
     while True:
         raw = reader.next()
         if raw is None:
@@ -174,14 +176,16 @@ def read_batches(path: str, table: str, kinds, columns, first, last, start, end,
 
 def read_all(path: str, table: str, kinds, columns, first, last, start, end) -> Batch:
     """Every selected row in one batch. For the frame table the frames are counted first, so
-    that the reader fills arrays of the exact length and nothing is copied afterwards."""
+    that the reader fills arrays of the exact length and nothing is copied afterwards (a
+    recording still being written is read as far as it was counted)."""
     infos = schema(table)
     names = list(columns) if columns else list(infos)
-    rows = 1 << 16
+    rows, frames = 1 << 16, None
     if table == "frame":
         frames, _, _ = _core.scan(path, kinds, first, last, start, end)
         rows = max(1, frames)
-    batches = list(read_batches(path, table, kinds, columns, first, last, start, end, rows))
+    batches = list(read_batches(path, table, kinds, columns, first, last, start, end, rows,
+                                frames))
     if not batches:
         return Batch.empty(infos, names)
     return Batch.concat(batches, infos, names)
