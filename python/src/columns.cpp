@@ -72,22 +72,9 @@ void fillMissing(const vq::eod::io::Column& column, T value) {
     }
 }
 
-nb::list strings(const vq::eod::io::Column& column) {
-    nb::list list;
-    const auto* offsets = column.values<std::uint32_t>();
-    for (std::size_t row = 0; row < column.numRows(); ++row) {
-        if (column.valid(row)) {
-            list.append(nb::str(column.chars() + offsets[row], offsets[row + 1] - offsets[row]));
-        } else {
-            list.append(nb::none());
-        }
-    }
-    return list;
-}
-
-// A batch as {"rows": n, "columns": [(name, values, valid), ...]}: values a NumPy array (a list
-// of str or None for text), valid a NumPy bool array (True: the row has a value) or None when
-// every row has one.
+// A batch as {"rows": n, "columns": [(name, values, valid), ...]}: values a NumPy array (for
+// text a pair of arrays: rows + 1 int32 offsets and the bytes they point into), valid a NumPy
+// bool array (True: the row has a value) or None when every row has one.
 nb::dict batchDict(std::shared_ptr<ColumnBatch> batch) {
     const std::size_t rows = batch->numRows();
     for (std::size_t i = 0; i < batch->numColumns(); ++i) {
@@ -109,7 +96,14 @@ nb::dict batchDict(std::shared_ptr<ColumnBatch> batch) {
         const auto& column = b.column(i);
         nb::object values;
         if (column.type() == ColumnType::STRING) {
-            values = strings(column);
+            // Arrow's layout: rows + 1 offsets into the bytes of the texts.
+            nb::object offsets = Array(const_cast<void*>(column.data()), {rows + 1}, owner, {},
+                                       nb::dtype<std::int32_t>())
+                                     .cast();
+            nb::object chars = Array(const_cast<char*>(column.chars()), {column.numChars()}, owner,
+                                     {}, nb::dtype<std::uint8_t>())
+                                   .cast();
+            values = nb::make_tuple(offsets, chars);
         } else {
             values =
                 Array(const_cast<void*>(column.data()), {rows}, owner, {}, dtypeOf(column.type()))

@@ -72,7 +72,7 @@ class Batch:
         for name in names:
             parts = [b.values[name] for b in batches]
             if infos[name].type == "string":
-                values = [v for part in parts for v in part]
+                values = _concat_text(parts)
             elif parts:
                 values = np.concatenate(parts)
             else:
@@ -87,9 +87,21 @@ class Batch:
     @staticmethod
     def empty(infos: Dict[str, ColumnInfo], names: List[str]) -> "Batch":
         """A batch of no rows."""
-        columns = [(n, [] if infos[n].type == "string" else
+        text = (np.zeros(1, np.int32), np.empty(0, np.uint8))
+        columns = [(n, text if infos[n].type == "string" else
                     np.empty(0, _NUMPY_TYPES[infos[n].type]), None) for n in names]
         return Batch({"rows": 0, "columns": columns}, infos)
+
+    def arrow_text(self, name: str):
+        """A text column as a pyarrow string array on the reader's own buffers."""
+        import pyarrow as pa
+
+        offsets, chars = self.values[name]
+        valid = self.valid[name]
+        bitmap = None if valid is None else pa.py_buffer(np.packbits(valid, bitorder="little"))
+        nulls = 0 if valid is None else self.rows - int(np.count_nonzero(valid))
+        return pa.StringArray.from_buffers(self.rows, pa.py_buffer(offsets), pa.py_buffer(chars),
+                                           bitmap, nulls)
 
     def numpy_column(self, name: str):
         """The column as a NumPy array: NaN (NaT) where floats (times) are missing, a masked
@@ -97,9 +109,7 @@ class Batch:
         info = self.infos[name]
         values = self.values[name]
         if info.type == "string":
-            array = np.empty(len(values), object)
-            array[:] = values
-            return array
+            return self.arrow_text(name).to_numpy(zero_copy_only=False)
         if info.type == "timestamp_ns":
             return values.view("datetime64[ns]")
         valid = self.valid[name]
@@ -117,7 +127,7 @@ class Batch:
         values = self.values[name]
         valid = self.valid[name]
         if info.type == "string":
-            return pd.array(values, dtype="string")
+            return pd.arrays.ArrowStringArray(self.arrow_text(name))
         if info.type.startswith("float"):
             return values
         if info.type == "timestamp_ns":
@@ -144,7 +154,7 @@ class Batch:
             valid = self.valid[name]
             mask = None if valid is None else ~valid
             if info.type == "string":
-                array = pa.array(values, type=pa.string())
+                array = self.arrow_text(name)
             elif info.type == "timestamp_ns":
                 array = pa.array(values.view("datetime64[ns]"), mask=mask,
                                  type=pa.timestamp("ns", tz="UTC"))
@@ -159,6 +169,19 @@ class Batch:
             fields.append(pa.field(name, array.type, nullable=mask is not None or
                                    info.type == "string", metadata=metadata))
         return pa.Table.from_arrays(arrays, schema=pa.schema(fields))
+
+
+def _concat_text(parts):
+    """(offsets, chars) of the texts of several (offsets, chars) pairs, one after another."""
+    offsets, chars, base = [np.zeros(1, np.int32)], [], 0
+    for part_offsets, part_chars in parts:
+        offsets.append(part_offsets[1:] + base)
+        chars.append(part_chars)
+        base += len(part_chars)
+    if base >= 1 << 31:
+        raise OverflowError("more than 2 GiB of text in one column")
+    return (np.concatenate(offsets).astype(np.int32),
+            np.concatenate(chars) if chars else np.empty(0, np.uint8))
 
 
 def read_batches(path: str, table: str, kinds, columns, first, last, start, end, rows: int,
