@@ -37,6 +37,7 @@ def rss():
 small = vq_corelog.read(path, frames=(0, 9))
 small.to_pandas(); small.to_numpy(); list(small.frames())
 before = rss()
+cpu = time.process_time()
 t = time.perf_counter()
 rec = vq_corelog.read(path)
 if what == "pandas":
@@ -51,8 +52,9 @@ elif what == "csv":
     text = subprocess.run(csv_cmd, check=True, capture_output=True).stdout
     out = pandas.read_csv(io.BytesIO(text)); own = int(out.memory_usage(deep=True).sum())
 seconds = time.perf_counter() - t
+cpu = time.process_time() - cpu
 peak = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
-print(json.dumps({"seconds": seconds, "peak": peak - before, "own": own}))
+print(json.dumps({"seconds": seconds, "cpu": cpu, "peak": peak - before, "own": own}))
 """
 
 
@@ -93,14 +95,15 @@ def main():
 
         print(f"recording: {frames} frames, {sum(p.stat().st_size for p in path.iterdir())} "
               f"bytes; best of {args.repeat}, peak memory above the start of the read")
-        print(f"{'path':34} {'seconds':>8} {'frames/s':>12} {'peak MB':>8} {'own MB':>7}")
+        print(f"{'path':30} {'seconds':>8} {'frames/s':>11} {'CPU s':>7} {'peak MB':>8} "
+              f"{'own MB':>7}")
         rows = [("to_pandas()", "pandas"), ("to_numpy()", "numpy"), ("frames()", "frames")]
         if not args.skip_csv:
             rows.append(("vqlog export csv + read_csv", "csv"))
         for label, what in rows:
             r = timed(what)
-            print(f"{label:34} {r['seconds']:8.3f} {frames / r['seconds']:12,.0f} "
-                  f"{r['peak'] / 1e6:8.1f} {r['own'] / 1e6:7.1f}")
+            print(f"{label:30} {r['seconds']:8.3f} {frames / r['seconds']:11,.0f} "
+                  f"{r['cpu']:7.3f} {r['peak'] / 1e6:8.1f} {r['own'] / 1e6:7.1f}")
 
 
 if __name__ == "__main__":

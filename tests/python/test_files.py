@@ -118,3 +118,13 @@ def test_garbage_raises_library_errors_on_both_paths(tmp_path, data):
 def test_misuse_and_missing_input_raise_clear_errors(tmp_path, call, error, text):
     with pytest.raises(error, match=text):
         call(tmp_path)
+
+
+def test_the_tour_runs(tmp_path):
+    import subprocess
+    import sys
+    from conftest import ROOT
+
+    out = subprocess.run([sys.executable, str(ROOT / "examples/python/tour.py")], check=True,
+                         capture_output=True, text=True, timeout=60).stdout
+    assert "120 frames" in out and "received 120 frames live" in out
