@@ -56,6 +56,14 @@ nb::tuple toTuple(const V& values) {
     return nb::borrow<nb::tuple>(tuple);
 }
 
+nb::tuple toIntTuple(const std::vector<int>& values) {
+    nb::object tuple = nb::steal(PyTuple_New(static_cast<Py_ssize_t>(values.size())));
+    for (std::size_t i = 0; i < values.size(); ++i) {
+        PyTuple_SET_ITEM(tuple.ptr(), static_cast<Py_ssize_t>(i), PyLong_FromLong(values[i]));
+    }
+    return nb::borrow<nb::tuple>(tuple);
+}
+
 std::vector<float> toFloats(const std::vector<double>& values) {
     return std::vector<float>(values.begin(), values.end());
 }
@@ -518,7 +526,7 @@ std::optional<GazeTarget> gazeTargetOf(const EngineOutputData& frame) {
     const std::string label = hit->labels().front();
     std::optional<nb::tuple> pixel;
     if (hit->hasPixel(label)) {
-        pixel = toTuple(hit->pixel(label));
+        pixel = toIntTuple(hit->pixel(label));
     }
     std::vector<float> plane = hit->hasPlane(label) ? hit->plane(label) : std::vector<float>{0, 0};
     return GazeTarget{label, toTuple(hit->world(label)), toTuple(plane), pixel,
