@@ -69,6 +69,12 @@ const Row ROWS[] = {
     {"TCP frame client, frames per second", "tcp/stream_client", "tcp/stream_raw",
      Compare::THROUGHPUT, 0.5},
     {"TCP round trip of one frame", "tcp/ping_client", "tcp/ping_raw", Compare::TIME, 1.5},
+    {"view of a typical frame, every field read", "columns/view", "codec/decode_hand",
+     Compare::TIME, 2.0},
+    {"demo recording into columns (216,000 frames, per kind)", "columns/read_demo", nullptr,
+     Compare::RATE, 5e6},
+    {"vqlog export --format csv of the demo recording", "columns/export_csv", nullptr,
+     Compare::RATE, 5e5},
 };
 
 std::string format(const char* pattern, double value) {

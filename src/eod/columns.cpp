@@ -122,7 +122,7 @@ std::vector<Entry> frameTable() {
          "gaze_left_pitch_rad", "gaze_left_yaw_rad", "left"}};
     for (int eye = 0; eye < 2; ++eye) {
         const bool right = eye == 0;
-        add(t, gaze, gazes[eye][0], T::INT8, "", "", gk,
+        add(t, gaze, gazes[eye][0], T::INT32, "", "", gk,
             right ? "quality of the right gaze estimate" : "quality of the left gaze estimate",
             QUALITY);
         for (int a = 1; a <= 3; ++a) {

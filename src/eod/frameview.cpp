@@ -8,10 +8,18 @@ namespace {
 constexpr int MAX_VIEW_DEPTH = 32;
 constexpr std::size_t LABELLED_UNANNOUNCED = 16;
 
-enum : int { NOT_DECODED = -1, LABELLED = -2, LABELLED_WITH_EYE = -3 };
+// One-object intersections have fixed fields too, but a name to check: they take the general
+// path of the walk, which knows their sizes.
+enum : int {
+    NOT_DECODED = -1,
+    LABELLED = -2,
+    LABELLED_WITH_EYE = -3,
+    ONE_OBJECT = -4,       // 41 bytes of fields
+    ONE_OBJECT_GAZE = -5,  // 53 bytes
+};
 
 // The bytes of a decoded kind's fields, or one of the values above.
-int fieldBytes(char id) {
+constexpr int fieldBytesOf(char id) {
     switch (id) {
         case object_id::ENGINE_OUTPUT_DATA:
         case object_id::ENGINE_STATE_OUTPUT_DATA:
@@ -36,9 +44,9 @@ int fieldBytes(char id) {
             return 0;
         case object_id::HEAD_INTERSECTION_OUTPUT_DATA_V1:
         case object_id::GAZE_INTERSECTION_OUTPUT_DATA_V1:
-            return 41;
+            return ONE_OBJECT;
         case object_id::GAZE_INTERSECTION_OUTPUT_DATA_V2:
-            return 53;
+            return ONE_OBJECT_GAZE;
         case object_id::INERTIA_OUTPUT_DATA:
             return 24;
         case object_id::GPS_OUTPUT_DATA:
@@ -55,16 +63,28 @@ int fieldBytes(char id) {
     }
 }
 
+struct FieldTable {
+    signed char bytes[256];
+};
+
+constexpr FieldTable makeFieldTable() {
+    FieldTable table{};
+    for (int i = 0; i < 256; ++i) {
+        table.bytes[i] = static_cast<signed char>(fieldBytesOf(static_cast<char>(i)));
+    }
+    return table;
+}
+
+constexpr FieldTable FIELD_TABLE = makeFieldTable();  // every size is below 128
+
+inline int fieldBytes(char id) {
+    return FIELD_TABLE.bytes[static_cast<unsigned char>(id)];
+}
+
 // Kinds of which one parent may hold several.
 bool mayRepeat(char id) {
     return id == object_id::ENGINE_OUTPUT_DATA || id == object_id::FACE_SET_OUTPUT_DATA ||
            id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4;
-}
-
-bool isV1Intersection(char id) {
-    return id == object_id::HEAD_INTERSECTION_OUTPUT_DATA_V1 ||
-           id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V1 ||
-           id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V2;
 }
 
 // The name as writers give it: 7 characters that are not 0, then a 0 byte.
@@ -113,20 +133,92 @@ ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcep
     if (header.object_id != object_id::ENGINE_OUTPUT_DATA) {
         return _status = ViewStatus::NOT_A_FRAME;
     }
+    // The common frame: a short header, enabled, its number and its records.
+    if (header.header_bytes == RecordHeader::SHORT_HEADER_BYTES && size >= 9 && data[3] == 1) {
+        std::size_t p = 9;
+        std::uint64_t inside = 0;
+        _status = children(p, -1, 0, data[8], inside);
+        if (_status != ViewStatus::OK) {
+            return _status;
+        }
+        if (p - 3 != header.data_size + inside) {
+            return _status = ViewStatus::SIZE_MISMATCH;
+        }
+        _bytes = p;
+        _frame_num = byteorder::load<std::uint32_t>(data + 4);
+        return _status;
+    }
     std::uint64_t unannounced = 0;
-    _status = walk(0, 0, -1, 0, unannounced);
+    std::size_t held = 0;
+    _status = walk(0, -1, 0, held, unannounced);
     if (_status == ViewStatus::OK) {
         _frame_num = byteorder::load<std::uint32_t>(_data + header.header_bytes + 1);
     }
     return _status;
 }
 
+// Checks and indexes the `count` sub-records that start at `p`, children of the record `index`
+// at `depth`; moves `p` past them and adds what they hold beyond their sizes to `inside`.
+inline ViewStatus FrameView::children(std::size_t& p, int index, int depth, unsigned int count,
+                                      std::uint64_t& inside) noexcept {
+    // Locals, not members: the index's char stores could alias them and force reloads.
+    const unsigned char* const data = _data;
+    const std::size_t size = _size;
+    RecordRef* const records = _records.data();
+    std::size_t n = _count;
+    std::size_t pos = p;
+    std::uint64_t extra = 0;
+    signed char previous = 0;
+    for (unsigned int i = 0; i < count; ++i) {
+        const std::size_t first = n;
+        std::uint64_t sub_unannounced = 0;
+        std::size_t sub_held = 0;
+        // The common case first: an enabled record of fixed fields and no sub-records, with a
+        // short header that announces exactly that.
+        const std::size_t left = size - pos;
+        const unsigned char* at = data + pos;
+        const int sub_fields = left >= 4 ? fieldBytes(static_cast<char>(at[0])) : -1;
+        const auto fields = static_cast<std::size_t>(sub_fields);
+        if (sub_fields >= 0 && n < MAX_RECORDS &&
+            ((static_cast<std::size_t>(at[1]) << 8) | at[2]) == fields + 2 && left >= fields + 5 &&
+            at[3] == 1 && at[4 + fields] == 0) {
+            RecordRef r;
+            r.data = at + 3;
+            r.size = static_cast<std::uint32_t>(fields + 2);
+            r.offset = static_cast<std::uint32_t>(pos);
+            r.parent = static_cast<std::int16_t>(index);
+            r.object_id = static_cast<char>(at[0]);
+            r.depth = static_cast<std::uint8_t>(depth + 1);
+            records[n++] = r;
+            sub_held = fields + 5;
+        } else {
+            _count = n;
+            const ViewStatus status = walk(pos, index, depth + 1, sub_held, sub_unannounced);
+            n = _count;
+            if (status != ViewStatus::OK) {
+                return status;
+            }
+        }
+        const char kind = records[first].object_id;
+        const auto id = static_cast<signed char>(kind);
+        if (i > 0 && (id < previous || (id == previous && !mayRepeat(kind)))) {
+            _exact = false;  // the objects sort their sub-records, and refuse some repeats
+        }
+        previous = id;
+        pos += sub_held;
+        extra += sub_unannounced;
+    }
+    _count = n;
+    p = pos;
+    inside += extra;
+    return ViewStatus::OK;
+}
+
 // Checks the record whose header is at `pos`, enters it in the index (unless it is the frame,
-// at depth 0), and its sub-records. On OK, `pos` ... `end` is what the record holds and
-// `unannounced` what it holds beyond its announced size.
-ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int depth,
+// at depth 0), and its sub-records. On OK, `held` is the bytes the record takes, header
+// included, and `unannounced` what it holds beyond its announced size.
+ViewStatus FrameView::walk(std::size_t pos, int parent, int depth, std::size_t& held,
                            std::uint64_t& unannounced) noexcept {
-    (void)end;
     RecordHeader header;
     const RecordExtent extent = parseRecordHeader(_data + pos, _size - pos, header);
     if (extent != RecordExtent::COMPLETE) {
@@ -147,13 +239,18 @@ ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int dep
         r.object_id = header.object_id;
         r.depth = static_cast<std::uint8_t>(depth);
     }
-    const int fields = fieldBytes(header.object_id);
+    int fields = fieldBytes(header.object_id);
+    const bool one_object = fields == ONE_OBJECT || fields == ONE_OBJECT_GAZE;
+    if (one_object) {
+        fields = fields == ONE_OBJECT ? 41 : 53;
+    }
     if (fields == NOT_DECODED) {
         // Skipped by its size; the record objects judge it.
         _exact = false;
         unannounced = 0;
+        held = header.header_bytes + static_cast<std::size_t>(header.data_size);
         if (depth == 0) {
-            _bytes = start + header.data_size;
+            _bytes = held;
         }
         return ViewStatus::OK;
     }
@@ -170,7 +267,7 @@ ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int dep
         if (_size - p < static_cast<std::size_t>(fields)) {
             return ViewStatus::TRUNCATED;
         }
-        if (isV1Intersection(header.object_id) && !paddedName(_data + p + 4)) {
+        if (one_object && !paddedName(_data + p + 4)) {
             return ViewStatus::MALFORMED;
         }
         p += static_cast<std::size_t>(fields);
@@ -178,6 +275,9 @@ ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int dep
         if (fields == LABELLED_WITH_EYE) {
             if (_size - p < 1) {
                 return ViewStatus::TRUNCATED;
+            }
+            if (_data[p] > 2) {
+                return ViewStatus::MALFORMED;  // not an eye; the record objects refuse it
             }
             ++p;
         }
@@ -198,30 +298,16 @@ ViewStatus FrameView::walk(std::size_t pos, std::size_t end, int parent, int dep
         return ViewStatus::TOO_DEEP;
     }
     std::uint64_t inside = 0;
-    signed char previous = 0;
-    for (unsigned int i = 0; i < count; ++i) {
-        const std::size_t first = _count;
-        std::uint64_t sub_unannounced = 0;
-        const ViewStatus status = walk(p, 0, index, depth + 1, sub_unannounced);
-        if (status != ViewStatus::OK) {
-            return status;
-        }
-        const RecordRef& sub = _records[first];
-        const auto id = static_cast<signed char>(sub.object_id);
-        if (i > 0 && (id < previous || (id == previous && !mayRepeat(sub.object_id)))) {
-            _exact = false;  // the objects sort their sub-records, and refuse some repeats
-        }
-        previous = id;
-        RecordHeader sub_header;
-        parseRecordHeader(_data + p, _size - p, sub_header);
-        p += sub_header.header_bytes + sub.size;
-        inside += sub_unannounced;
+    const ViewStatus children_status = children(p, index, depth, count, inside);
+    if (children_status != ViewStatus::OK) {
+        return children_status;
     }
     const std::uint64_t consumed = p - start;
     if (consumed != header.data_size + own_unannounced + inside) {
         return ViewStatus::SIZE_MISMATCH;
     }
     unannounced = own_unannounced + inside;
+    held = p - pos;
     if (index >= 0) {
         _records[static_cast<std::size_t>(index)].size = static_cast<std::uint32_t>(consumed);
     }

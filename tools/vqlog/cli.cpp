@@ -49,6 +49,7 @@ int runVqlog(int argc, char** argv) {
     add(addPrint);
     add(addInfo);
     add(addExport);
+    add(addSchema);
     add(addConvert);
     add(addCheck);
     add(addRecover);

@@ -19,6 +19,7 @@ Command addDemo(CLI::App& app);
 Command addPrint(CLI::App& app);
 Command addInfo(CLI::App& app);
 Command addExport(CLI::App& app);
+Command addSchema(CLI::App& app);
 Command addConvert(CLI::App& app);
 Command addCheck(CLI::App& app);
 Command addRecover(CLI::App& app);

@@ -1,9 +1,16 @@
-// vqlog export: one row per frame, as CSV or JSON lines.
+// vqlog export: the table of columns of a recording, as CSV or JSON lines, read through the
+// library's column reader.
+#include <algorithm>
+#include <charconv>
+#include <cmath>
+#include <cstdio>
+#include <cstring>
+#include <ctime>
 #include <fstream>
 #include <iostream>
+#include <limits>
 
 #include "vqlog/commands.h"
-#include "vqlog/flatframe.h"
 #include "vqlog/kinds.h"
 #include "vqlog/terminal.h"
 
@@ -11,59 +18,264 @@ namespace vqlog {
 
 namespace {
 
+using vq::eod::ColumnType;
+using vq::eod::Table;
+using vq::eod::io::Column;
+using vq::eod::io::ColumnBatch;
+using vq::eod::io::ColumnReader;
+using vq::eod::io::ColumnReaderOptions;
+
 struct ExportOptions {
     std::string path;
     std::string format = "csv";
     std::string output;  // empty: standard output
+    std::string table = "frame";
+    double start = -std::numeric_limits<double>::infinity();
+    double end = std::numeric_limits<double>::infinity();
     SelectionOptions select;
 };
 
-void appendRow(std::string& line, const std::vector<std::string>& names,
-               const std::vector<Cell>& cells, bool csv) {
-    line.clear();
-    if (csv) {
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            if (i > 0) {
-                line += ',';
-            }
-            appendCsv(line, cells[i]);
+// The text of a batch: appends without a length check per character (room is made per cell).
+class TextBuffer {
+public:
+    static constexpr std::size_t CELL_ROOM = 64;  // the longest number, timestamp or keyword
+
+    void room(std::size_t bytes) {
+        if (_bytes.size() - _used < bytes) {
+            _bytes.resize(std::max(2 * _bytes.size(), _used + bytes + (1 << 16)));
         }
-    } else {
-        line += '{';
-        for (std::size_t i = 0; i < cells.size(); ++i) {
-            line += i > 0 ? ",\"" : "\"";
-            line += names[i];
-            line += "\":";
-            appendJson(line, cells[i]);
-        }
-        line += '}';
     }
-    line += '\n';
+    char* end() { return _bytes.data() + _used; }
+    void advance(char* to) { _used = static_cast<std::size_t>(to - _bytes.data()); }
+    TextBuffer& operator+=(char c) {
+        room(1);
+        _bytes[_used++] = c;
+        return *this;
+    }
+    TextBuffer& operator+=(std::string_view text) {
+        room(text.size());
+        std::memcpy(end(), text.data(), text.size());
+        _used += text.size();
+        return *this;
+    }
+    const char* data() const { return _bytes.data(); }
+    std::size_t size() const { return _used; }
+    void clear() { _used = 0; }
+
+private:
+    std::vector<char> _bytes;
+    std::size_t _used = 0;
+};
+
+template <typename T>
+void appendNumber(TextBuffer& out, T value) {
+    out.room(TextBuffer::CELL_ROOM);
+    out.advance(std::to_chars(out.end(), out.end() + TextBuffer::CELL_ROOM, value).ptr);
+}
+
+// A float or double as the shortest text that reads back as it; not finite: "NaN", "Inf",
+// "-Inf" in CSV, null in JSON.
+template <typename T>
+void appendReal(TextBuffer& out, T value, bool csv) {
+    if (std::isfinite(value)) {
+        appendNumber(out, value);
+    } else if (!csv) {
+        out += "null";
+    } else if (std::isnan(value)) {
+        out += "NaN";
+    } else {
+        out += value > 0 ? "Inf" : "-Inf";
+    }
+}
+
+// 2023-11-14T22:13:20.000Z; the date and time of the last second met are kept, since
+// neighbouring frames share them.
+void appendTimestamp(TextBuffer& out, std::int64_t ns) {
+    static std::int64_t last_second = std::numeric_limits<std::int64_t>::min();
+    static char second_text[48];
+    std::int64_t seconds = ns / 1000000000;
+    std::int64_t rest = ns % 1000000000;
+    if (rest < 0) {
+        rest += 1000000000;
+        --seconds;
+    }
+    if (seconds != last_second) {
+        const std::time_t t = static_cast<std::time_t>(seconds);
+        std::tm utc{};
+        gmtime_r(&t, &utc);
+        std::snprintf(second_text, sizeof second_text, "%04d-%02d-%02dT%02d:%02d:%02d",
+                      utc.tm_year + 1900, utc.tm_mon + 1, utc.tm_mday, utc.tm_hour, utc.tm_min,
+                      utc.tm_sec);
+        last_second = seconds;
+    }
+    out += std::string_view(second_text);
+    const int millis = static_cast<int>(rest / 1000000);
+    const char fraction[6] = {'.',
+                              static_cast<char>('0' + millis / 100),
+                              static_cast<char>('0' + millis / 10 % 10),
+                              static_cast<char>('0' + millis % 10),
+                              'Z',
+                              0};
+    out += std::string_view(fraction, 5);
+}
+
+void appendCsvText(TextBuffer& out, std::string_view text) {
+    if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
+        out += text;
+        return;
+    }
+    out += '"';
+    for (char c : text) {
+        if (c == '"') {
+            out += '"';
+        }
+        out += c;
+    }
+    out += '"';
+}
+
+void appendJsonText(TextBuffer& out, std::string_view text) {
+    out += '"';
+    for (char c : text) {
+        if (c == '"' || c == '\\') {
+            out += '\\';
+            out += c;
+        } else if (static_cast<unsigned char>(c) < 0x20) {
+            char escaped[8];
+            std::snprintf(escaped, sizeof escaped, "\\u%04x", c);
+            out += std::string_view(escaped);
+        } else {
+            out += c;
+        }
+    }
+    out += '"';
+}
+
+// One cell; nothing (CSV) or null (JSON) when the row has no value.
+void appendCell(TextBuffer& out, const Column& column, std::size_t row, bool csv) {
+    if (!column.valid(row)) {
+        if (!csv) {
+            out += "null";
+        }
+        return;
+    }
+    switch (column.type()) {
+        case ColumnType::BOOL:
+            out += column.values<std::uint8_t>()[row] != 0 ? (csv ? "1" : "true")
+                                                           : (csv ? "0" : "false");
+            break;
+        case ColumnType::INT8:
+            appendNumber(out, static_cast<int>(column.values<std::int8_t>()[row]));
+            break;
+        case ColumnType::INT32:
+            appendNumber(out, column.values<std::int32_t>()[row]);
+            break;
+        case ColumnType::UINT32:
+            appendNumber(out, column.values<std::uint32_t>()[row]);
+            break;
+        case ColumnType::INT64:
+            appendNumber(out, column.values<std::int64_t>()[row]);
+            break;
+        case ColumnType::FLOAT32:
+            appendReal(out, column.values<float>()[row], csv);
+            break;
+        case ColumnType::FLOAT64:
+            appendReal(out, column.values<double>()[row], csv);
+            break;
+        case ColumnType::TIMESTAMP_NS:
+            if (!csv) {
+                out += '"';
+            }
+            appendTimestamp(out, column.values<std::int64_t>()[row]);
+            if (!csv) {
+                out += '"';
+            }
+            break;
+        case ColumnType::STRING: {
+            const std::uint32_t* offsets = column.values<std::uint32_t>();
+            const std::string_view text(column.chars() + offsets[row],
+                                        offsets[row + 1] - offsets[row]);
+            if (csv) {
+                appendCsvText(out, text);
+            } else {
+                appendJsonText(out, text);
+            }
+            break;
+        }
+    }
+}
+
+// The frame table's columns for the kinds a recording holds: frame_num, then each column one of
+// whose kinds is there.
+std::vector<std::string> frameColumns(const std::vector<char>& kinds) {
+    std::vector<std::string> names;
+    const auto& all = vq::eod::columns(Table::FRAME);
+    for (std::size_t i = 0; i < all.size(); ++i) {
+        const std::vector<char>& from = vq::eod::columnKinds(Table::FRAME, i);
+        bool present = from.empty();
+        for (char id : from) {
+            present = present || std::find(kinds.begin(), kinds.end(), id) != kinds.end();
+        }
+        if (present) {
+            names.push_back(all[i].name);
+        }
+    }
+    return names;
+}
+
+// The kinds whose records have no column in any table.
+std::vector<char> uncovered(const std::vector<char>& kinds) {
+    std::vector<char> left;
+    for (char id : kinds) {
+        if (id == vq::eod::object_id::EYE_OUTPUT_DATA ||
+            id == vq::eod::object_id::WORLD_OUTPUT_DATA_V2) {
+            continue;  // containers: their records have the columns
+        }
+        bool covered = false;
+        for (Table table : {Table::FRAME, Table::GAZE_INTERSECTIONS, Table::HEAD_INTERSECTIONS}) {
+            for (std::size_t i = 0; i < vq::eod::columns(table).size() && !covered; ++i) {
+                const std::vector<char>& from = vq::eod::columnKinds(table, i);
+                covered = std::find(from.begin(), from.end(), id) != from.end();
+            }
+        }
+        if (!covered) {
+            left.push_back(id);
+        }
+    }
+    return left;
 }
 
 int exportFrames(const ExportOptions& options) {
     const Selection selection = options.select.selection();
+    Table table = Table::FRAME;
+    if (!vq::eod::tableOfName(options.table, table)) {
+        throw UsageError("--table " + options.table +
+                         ": expected frame, gaze_intersections or head_intersections");
+    }
+    if (options.start > options.end) {
+        throw UsageError("--start is beyond --end");
+    }
+    ColumnReaderOptions read;
+    read.table = table;
+    read.batch_rows = 4096;  // the batch and its text: a few MB whatever the recording's length
+    read.kinds = selection.kinds;
+    read.first_frame = selection.from;
+    read.last_frame = selection.to;
+    read.max_frames = selection.count;
+    read.start_s = options.start;
+    read.end_s = options.end;
     // A first pass learns the kinds, and so the columns, and the number of frames.
-    std::set<char> kinds;
-    std::uint64_t total = 0;
-    std::uint64_t more_faces = 0;
-    {
-        FrameSource source(options.path, selection);
-        while (FramePtr frame = source.next()) {
-            const std::set<char> frame_kinds = recordKinds(*frame);
-            kinds.insert(frame_kinds.begin(), frame_kinds.end());
-            more_faces +=
-                frame->numSubObjects(vq::eod::object_id::FACE_SET_OUTPUT_DATA) > 1 ? 1 : 0;
-            ++total;
+    const vq::eod::io::RecordingSummary summary = vq::eod::io::scanRecording(options.path, read);
+    if (table == Table::FRAME) {
+        for (char id : uncovered(summary.kinds)) {
+            std::cerr << "vqlog export: no columns for " << kindName(id)
+                      << ": its records are left out\n";
         }
-    }
-    for (char id : FlatLayout::uncovered(kinds)) {
-        std::cerr << "vqlog export: no columns for " << kindName(id)
-                  << ": its records are left out\n";
-    }
-    if (more_faces > 0) {
-        std::cerr << "vqlog export: " << more_faces
-                  << " frames hold more than one face: the columns show the first\n";
+        if (summary.more_faces > 0) {
+            std::cerr << "vqlog export: " << summary.more_faces
+                      << " frames hold more than one face: the columns show the first\n";
+        }
+        read.columns = frameColumns(summary.kinds);
     }
 
     std::ofstream file;
@@ -76,30 +288,55 @@ int exportFrames(const ExportOptions& options) {
     }
     std::ostream& out = options.output.empty() ? std::cout : file;
     const bool csv = options.format == "csv";
-    const FlatLayout layout(kinds);
-    std::string line;
+    ColumnReader reader(options.path, read);
+    std::vector<std::string> names;
+    for (std::size_t index : reader.selectedColumns()) {
+        names.emplace_back(vq::eod::columns(table)[index].name);
+    }
+    TextBuffer text;
     if (csv) {
-        for (std::size_t i = 0; i < layout.names().size(); ++i) {
-            line += (i > 0 ? "," : "") + layout.names()[i];
+        for (std::size_t i = 0; i < names.size(); ++i) {
+            text += std::string_view(i > 0 ? "," : "");
+            text += names[i];
         }
-        out << line << '\n';
+        text += '\n';
     }
-    ProgressBar progress("export", total);
-    FrameSource source(options.path, selection);
-    std::uint64_t done = 0;
-    while (FramePtr frame = source.next()) {
-        appendRow(line, layout.names(), layout.row(*frame), csv);
-        out << line;
-        progress.update(++done);
+    // JSON keys, each with its quotes and colon.
+    std::vector<std::string> keys;
+    for (std::size_t i = 0; i < names.size(); ++i) {
+        keys.push_back((i > 0 ? ",\"" : "{\"") + names[i] + "\":");
     }
+    ProgressBar progress("export", summary.frames);
+    ColumnBatch batch;
+    std::uint64_t rows = 0;
+    while (reader.next(batch)) {
+        for (std::size_t row = 0; row < batch.numRows(); ++row) {
+            for (std::size_t c = 0; c < batch.numColumns(); ++c) {
+                if (csv) {
+                    if (c > 0) {
+                        text += ',';
+                    }
+                } else {
+                    text += keys[c];
+                }
+                appendCell(text, batch.column(c), row, csv);
+            }
+            text += std::string_view(csv ? "\n" : "}\n");
+        }
+        rows += batch.numRows();
+        out.write(text.data(), static_cast<std::streamsize>(text.size()));
+        text.clear();
+        progress.update(reader.framesTaken());
+    }
+    out.write(text.data(), static_cast<std::streamsize>(text.size()));
     progress.finish();
     out.flush();
     if (!out) {
         throw ToolError("cannot write " + (options.output.empty() ? "the output" : options.output));
     }
     if (!options.output.empty()) {
-        std::cerr << "vqlog export: " << done << " frames, " << layout.names().size()
-                  << " columns to " << options.output << '\n';
+        std::cerr << "vqlog export: " << rows << (table == Table::FRAME ? " frames, " : " rows, ")
+                  << names.size() << " columns to " << options.output << '\n';
     }
     return 0;
 }
@@ -110,15 +347,25 @@ Command addExport(CLI::App& app) {
     auto options = std::make_shared<ExportOptions>();
     CLI::App* command = app.add_subcommand(
         "export",
-        "One row per frame with flat, self-explaining column names (frame_num, head_position_x, "
-        "gaze_right_yaw_rad, blinking, ...), empty where a frame lacks a record; for pandas, R "
-        "or a spreadsheet. A progress bar shows on a terminal");
+        "One row per frame with flat, self-explaining column names (frame_num, time_s, "
+        "head_position_x, gaze_right_yaw_rad, blinking, ...), empty where a frame lacks a record; "
+        "for pandas, R or a spreadsheet. `vqlog schema` lists the columns. A progress bar shows "
+        "on a terminal");
     command->add_option("path", options->path, "A recording directory or a log file")->required();
     command
         ->add_option("--format", options->format,
                      "csv (a header row) or jsonl (one JSON "
                      "object per line)")
         ->check(CLI::IsMember({"csv", "jsonl"}));
+    command
+        ->add_option("--table", options->table,
+                     "frame (one row per frame), gaze_intersections or head_intersections (one "
+                     "row per intersection, keyed by frame_num)")
+        ->check(CLI::IsMember({"frame", "gaze_intersections", "head_intersections"}));
+    command->add_option("--start", options->start,
+                        "Frames whose time_s (the timing record's experiment time) is at least "
+                        "this many seconds; frames without a timing record are then left out");
+    command->add_option("--end", options->end, "Frames whose time_s is at most this");
     command->add_option("-o,--output", options->output,
                         "Write to this new file instead of standard output");
     options->select.addTo(*command, true);

@@ -60,7 +60,7 @@ enum class ViewStatus : unsigned char {
     NOT_A_FRAME,    // the first record's object ID is not 0x09
     SIZE_MISMATCH,  // a record's fields and sub-records do not fill its announced size exactly
     MALFORMED,      // a field not in the form writers give it (a V1 intersection name that is
-                    // not 7 characters and a 0 byte)
+                    // not 7 characters and a 0 byte, a V4 eye byte above 2)
     TOO_DEEP,       // records nested deeper than SerializableComposite::MAX_NESTING_DEPTH
     TOO_MANY,       // more records than FrameView::MAX_RECORDS
 };
@@ -118,8 +118,14 @@ public:
     }
 
 private:
-    ViewStatus walk(std::size_t pos, std::size_t end, int parent, int depth,
+    ViewStatus walk(std::size_t pos, int parent, int depth, std::size_t& held,
                     std::uint64_t& unannounced) noexcept;
+#if defined(__GNUC__)
+    __attribute__((always_inline))
+#endif
+    ViewStatus
+    children(std::size_t& p, int index, int depth, unsigned int count,
+             std::uint64_t& inside) noexcept;
 
     const unsigned char* _data = nullptr;
     std::size_t _size = 0;

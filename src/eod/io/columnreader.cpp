@@ -1,9 +1,12 @@
 #include "vq/eod/io/columnreader.h"
 
 #include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cstring>
 
@@ -45,80 +48,70 @@ public:
     virtual void consume(const FrameView& view) = 0;
 };
 
-// A record file read in blocks. A frame that the view does not take as it stands is DAMAGED:
-// the reader then goes on with the record objects.
-class BlockFile : public Input {
+// A record file, mapped into memory and read front to back. A frame that the view does not take
+// as it stands is DAMAGED: the reader then goes on with the record objects. Pages behind the
+// read position are given back every DROP_BYTES, so that the resident memory stays bounded
+// whatever the file's length.
+class MappedFile : public Input {
 public:
-    explicit BlockFile(const std::string& path) : _path(path) {
-        _fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
-        if (_fd < 0) {
+    static constexpr std::size_t DROP_BYTES = ColumnReader::BLOCK_BYTES;
+
+    explicit MappedFile(const std::string& path) {
+        const int fd = ::open(path.c_str(), O_RDONLY | O_CLOEXEC);
+        if (fd < 0) {
             throw EngineOutputDataFileError(
                 "EngineOutputDataFileReader::openFiles - could not open file " + path);
         }
-        const off_t size = ::lseek(_fd, 0, SEEK_END);
-        ::lseek(_fd, 0, SEEK_SET);
-        _unread = size > 0 ? static_cast<std::uint64_t>(size) : 0;
-        _buffer.resize(
-            static_cast<std::size_t>(std::min<std::uint64_t>(_unread, ColumnReader::BLOCK_BYTES)));
+        struct stat info {};
+        if (::fstat(fd, &info) == 0 && info.st_size > 0) {
+            void* map = ::mmap(nullptr, static_cast<std::size_t>(info.st_size), PROT_READ,
+                               MAP_PRIVATE, fd, 0);
+            if (map != MAP_FAILED) {
+                _data = static_cast<const unsigned char*>(map);
+                _size = static_cast<std::size_t>(info.st_size);
+                ::madvise(map, _size, MADV_SEQUENTIAL);
+            } else {
+                _failed = true;  // the objects will read it, or say why not
+            }
+        }
+        ::close(fd);
     }
-    ~BlockFile() override {
-        if (_fd >= 0) {
-            ::close(_fd);
+    ~MappedFile() override {
+        if (_data != nullptr) {
+            ::munmap(const_cast<unsigned char*>(_data), _size);
         }
     }
-    BlockFile(const BlockFile&) = delete;
-    BlockFile& operator=(const BlockFile&) = delete;
+    MappedFile(const MappedFile&) = delete;
+    MappedFile& operator=(const MappedFile&) = delete;
 
     Got view(FrameView& view) override {
-        for (;;) {
-            if (_begin == _end && _unread == 0) {
-                return Got::END;
-            }
-            const ViewStatus status = view.reset(_buffer.data() + _begin, _end - _begin);
-            if (status == ViewStatus::OK) {
-                return view.exact() ? Got::FRAME : Got::DAMAGED;
-            }
-            if (status != ViewStatus::TRUNCATED || _unread == 0 || !refill()) {
-                return Got::DAMAGED;
-            }
+        if (_failed) {
+            return Got::DAMAGED;
+        }
+        if (_pos == _size) {
+            return Got::END;
+        }
+        if (view.reset(_data + _pos, _size - _pos) != ViewStatus::OK || !view.exact()) {
+            return Got::DAMAGED;
+        }
+        return Got::FRAME;
+    }
+    void consume(const FrameView& view) override {
+        _pos += view.bytes();
+        if (_pos - _dropped >= DROP_BYTES) {
+            const std::size_t page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
+            const std::size_t end = _pos / page * page;
+            ::madvise(const_cast<unsigned char*>(_data) + _dropped, end - _dropped, MADV_DONTNEED);
+            _dropped = end;
         }
     }
-    void consume(const FrameView& view) override { _begin += view.bytes(); }
 
 private:
-    // Moves what is left to the front and reads more; the buffer grows (never beyond what
-    // the file holds) when the frame at the front fills it.
-    bool refill() {
-        const std::size_t left = _end - _begin;
-        if (left == _buffer.size()) {
-            const std::uint64_t grown =
-                std::min<std::uint64_t>(left + _unread, std::max<std::uint64_t>(2 * left, 1));
-            _buffer.resize(static_cast<std::size_t>(grown));
-        }
-        std::memmove(_buffer.data(), _buffer.data() + _begin, left);
-        _begin = 0;
-        _end = left;
-        while (_end < _buffer.size() && _unread > 0) {
-            const ssize_t got = ::read(_fd, _buffer.data() + _end, _buffer.size() - _end);
-            if (got < 0 && errno == EINTR) {
-                continue;
-            }
-            if (got <= 0) {
-                _unread = 0;  // the file ends early, or cannot be read: the objects will say
-                return false;
-            }
-            _end += static_cast<std::size_t>(got);
-            _unread -= std::min<std::uint64_t>(_unread, static_cast<std::uint64_t>(got));
-        }
-        return true;
-    }
-
-    std::string _path;
-    int _fd = -1;
-    std::vector<unsigned char> _buffer;
-    std::size_t _begin = 0;
-    std::size_t _end = 0;
-    std::uint64_t _unread = 0;
+    const unsigned char* _data = nullptr;
+    std::size_t _size = 0;
+    std::size_t _pos = 0;
+    std::size_t _dropped = 0;
+    bool _failed = false;
 };
 
 // A frame as the record objects write it back, for frames the view leaves to them.
@@ -300,12 +293,25 @@ public:
             if (c == nullptr) {
                 continue;
             }
-            const std::size_t size = columnTypeSize(c->type());
-            if (size == 0) {
-                auto* offsets = reinterpret_cast<std::uint32_t*>(c->_values.data());
-                offsets[_row + 1] = offsets[_row];
-            } else {
-                std::memset(c->_values.data() + _row * size, 0, size);
+            unsigned char* values = c->_values.data();
+            switch (c->type()) {
+                case ColumnType::STRING: {
+                    auto* offsets = reinterpret_cast<std::uint32_t*>(values);
+                    offsets[_row + 1] = offsets[_row];
+                    break;
+                }
+                case ColumnType::BOOL:
+                case ColumnType::INT8:
+                    values[_row] = 0;
+                    break;
+                case ColumnType::INT32:
+                case ColumnType::UINT32:
+                case ColumnType::FLOAT32:
+                    reinterpret_cast<std::uint32_t*>(values)[_row] = 0;
+                    break;
+                default:
+                    reinterpret_cast<std::uint64_t*>(values)[_row] = 0;
+                    break;
             }
             c->_valid[_row] = 0;
         }
@@ -445,7 +451,7 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         const GazeView v(*p.gaze);
         for (int eye = 0; eye < 2; ++eye) {
             const std::size_t at = F_GAZE + 6 * static_cast<std::size_t>(eye);
-            out.put<std::int8_t>(at, static_cast<std::int8_t>(v.gazeQualityLevel(eye)));
+            out.put<std::int32_t>(at, v.gazeQualityLevel(eye));
             out.putAll(at + 1, v.eyeballCentre(eye));
             out.putAll(at + 4, v.gazeRotation(eye));
         }
@@ -466,8 +472,20 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         out.absent(F_TRACKER, 1);
     }
 
+    // The label of the lowest index (the first such label), as the record objects pick it.
     LabelledIntersection hit;
-    if (p.target != nullptr && LabelledIntersectionView(*p.target).next(hit)) {
+    bool found = false;
+    if (p.target != nullptr) {
+        LabelledIntersectionView labels(*p.target);
+        LabelledIntersection each;
+        while (labels.next(each)) {
+            if (!found || each.index < hit.index) {
+                hit = each;
+                found = true;
+            }
+        }
+    }
+    if (found) {
         out.putText(F_TARGET, hit.label);
         out.putAll(F_TARGET + 1, hit.world);
         if (hit.has_plane) {
@@ -637,7 +655,8 @@ struct ColumnReader::State {
     bool done = false;
     std::vector<unsigned char> kind_selected = std::vector<unsigned char>(256, 0);
     // Per record of each view: whether the selection keeps it.
-    std::vector<std::vector<unsigned char>> kept;
+    using Keep = std::array<unsigned char, FrameView::MAX_RECORDS>;
+    std::vector<std::unique_ptr<Keep>> kept;
     ColumnFiller filler;
     RecordingSummary* summary = nullptr;  // scanRecording's
     std::vector<unsigned char> seen = std::vector<unsigned char>(256, 0);
@@ -650,7 +669,7 @@ struct ColumnReader::State {
             const FrameView& v = *views[i];
             for (std::size_t r = 0; r < v.numRecords(); ++r) {
                 const char kind = v.record(r).object_id;
-                if (kept[i][r] && kind != id::FACE_SET_OUTPUT_DATA) {
+                if ((*kept[i])[r] && kind != id::FACE_SET_OUTPUT_DATA) {
                     seen[static_cast<unsigned char>(kind)] = 1;
                 }
             }
@@ -671,7 +690,10 @@ struct ColumnReader::State {
         }
         held.assign(count, 0);
         ended.assign(count, 0);
-        kept.assign(count, std::vector<unsigned char>());
+        kept.clear();
+        for (std::size_t i = 0; i < count; ++i) {
+            kept.push_back(std::make_unique<Keep>());
+        }
     }
 
     void switchToObjects() {
@@ -690,8 +712,7 @@ struct ColumnReader::State {
     // Which records of view i the selection keeps, and what they hold.
     void pick(std::size_t i, Picked& p) {
         const FrameView& v = *views[i];
-        std::vector<unsigned char>& keep = kept[i];
-        keep.assign(v.numRecords(), 0);
+        Keep& keep = *kept[i];
         int face = -1;
         int eye = -1;
         int eye_direct = -1;
@@ -874,7 +895,7 @@ ColumnReader::ColumnReader(const std::string& path, ColumnReaderOptions options)
         files.push_back(path);
     }
     for (const std::string& file : files) {
-        _state->inputs.push_back(std::make_unique<BlockFile>(file));
+        _state->inputs.push_back(std::make_unique<MappedFile>(file));
     }
     _state->reset(_state->inputs.size());
     for (char kind : _state->options.kinds) {
@@ -976,7 +997,7 @@ bool ColumnReader::next(ColumnBatch& batch) {
                     const FrameView& v = *s.views[i];
                     for (std::size_t r = 0; r < v.numRecords(); ++r) {
                         const char kind = v.record(r).object_id;
-                        if (s.kept[i][r] &&
+                        if ((*s.kept[i])[r] &&
                             (gaze ? isGazeIntersection(kind) : isHeadIntersection(kind))) {
                             rows += intersectionRows(v.record(r));
                         }
@@ -1000,7 +1021,7 @@ bool ColumnReader::next(ColumnBatch& batch) {
                         const FrameView& v = *s.views[i];
                         for (std::size_t r = 0; r < v.numRecords(); ++r) {
                             const char kind = v.record(r).object_id;
-                            if (s.kept[i][r] &&
+                            if ((*s.kept[i])[r] &&
                                 (gaze ? isGazeIntersection(kind) : isHeadIntersection(kind))) {
                                 fillIntersections(s.filler, gaze, frame_num, v.record(r));
                             }

@@ -19,8 +19,9 @@
 // memory bounded by the batch size (plus the reader's file blocks and the largest frame). In the
 // long tables a frame's rows never straddle two batches unless the frame alone exceeds a batch.
 //
-// Files are read in blocks of BLOCK_BYTES; a frame larger than a block is read whole once its
-// header's size has been checked against the bytes left in the file.
+// Files are mapped into memory and read front to back, every length checked against the bytes
+// the file holds; the pages behind the read position are given back every BLOCK_BYTES, so
+// the resident memory stays bounded whatever the file's length.
 //
 // Damaged input. The reader's results and errors are those of the record objects: every row it
 // gives before an error is one that EngineOutputDataFileReader would give, in the same order, and
@@ -112,7 +113,7 @@ struct RecordingSummary {
 
 class VQ_EOD_API ColumnReader {
 public:
-    // The largest block read from a file at once.
+    // The unit in which pages of a mapped file are given back.
     static constexpr std::size_t BLOCK_BYTES = 1 << 20;
 
     // Opens a directory of per-kind log files, or one log file; the errors of

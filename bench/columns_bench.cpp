@@ -1,0 +1,206 @@
+// The columnar path: the view of a typical frame against the hand-written decoder, the demo
+// recording read into columns, and `vqlog export` of it.
+//
+// The demo recording (216,000 frames, per kind: `vqlog demo --fast --seconds 600 --rate 360`)
+// is made once per run in a scratch directory under $TMPDIR (or /tmp) and removed at exit; the
+// two recording benchmarks need the vqlog of the same build and are skipped without it.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <cstdlib>
+#include <filesystem>
+#include <string>
+
+#include <benchmark/benchmark.h>
+
+#include "workload.h"
+
+namespace vqbench {
+namespace {
+
+using namespace vq::eod;
+
+constexpr std::size_t MASK = POOL_FRAMES - 1;
+constexpr std::size_t DEMO_FRAMES = 216000;
+
+// Every field of the typical frame, read once through the view into the decoder's struct.
+bool viewFrame(FrameView& view, const unsigned char* in, std::size_t size, FrameValues& v) {
+    if (view.reset(in, size) != ViewStatus::OK) {
+        return false;
+    }
+    v.frame_num = view.frameNum();
+    for (const RecordRef& r : view) {
+        switch (r.object_id) {
+            case object_id::TIMING_OUTPUT_DATA: {
+                const TimingView t(r);
+                v.experiment_time = t.experimentTime();
+                v.frame_time_secs = t.frameTimeSecs();
+                v.frame_time_msecs = t.frameTimeMSecs();
+                v.approx_delay = t.approxDelay();
+                v.annotation_label_id = t.annotationLabelID();
+                break;
+            }
+            case object_id::HEAD_OUTPUT_DATA_V2: {
+                const HeadV2View h(r);
+                v.head_tracking = h.isTracking();
+                const auto position = h.headPosition();
+                const auto q = h.headRotationQuaternion();
+                std::copy(position.begin(), position.end(), v.head_position);
+                std::copy(q.begin(), q.end(), v.head_quaternion);
+                v.head_confidence = h.headPositionConfidence();
+                v.model_quality_level = static_cast<char>(h.modelQualityLevel());
+                for (int eye = 0; eye < 2; ++eye) {
+                    const auto e = h.headEyeBallPos(eye);
+                    std::copy(e.begin(), e.end(), v.head_eyeball_pos[eye]);
+                }
+                break;
+            }
+            case object_id::EYE_CLOSURE_OUTPUT_DATA: {
+                const EyeClosureView c(r);
+                for (int eye = 0; eye < 2; ++eye) {
+                    v.eye_closure[eye] = c.eyeClosure(eye);
+                    v.eye_closure_confidence[eye] = c.eyeClosureConfidence(eye);
+                }
+                v.eye_closure_calib_status = c.eyeClosureCalibStatus();
+                v.blinking = c.blinking();
+                v.blink_frequency = c.blinkFrequency();
+                v.average_blink_duration = c.averageBlinkDuration();
+                v.perclos = c.perclos();
+                break;
+            }
+            case object_id::GAZE_OUTPUT_DATA: {
+                const GazeView g(r);
+                for (int eye = 0; eye < 2; ++eye) {
+                    v.gaze_quality_level[eye] = g.gazeQualityLevel(eye);
+                    const auto centre = g.eyeballCentre(eye);
+                    const auto rotation = g.gazeRotation(eye);
+                    std::copy(centre.begin(), centre.end(), v.eyeball_centre[eye]);
+                    std::copy(rotation.begin(), rotation.end(), v.gaze_pitch_yaw[eye]);
+                }
+                v.gaze_calibrated = g.gazeCalibrated();
+                v.saccade = g.saccade();
+                break;
+            }
+            case object_id::PUPIL_OUTPUT_DATA: {
+                const PupilView p(r);
+                for (int eye = 0; eye < 2; ++eye) {
+                    const auto position = p.pupilPosition(eye);
+                    std::copy(position.begin(), position.end(), v.pupil_position[eye]);
+                    v.pupil_diameter[eye] = p.pupilDiameter(eye);
+                }
+                break;
+            }
+            case object_id::ENGINE_STATE_OUTPUT_DATA:
+                v.engine_state = StateView(r).state();
+                break;
+            default:
+                break;
+        }
+    }
+    return true;
+}
+
+void viewTypical(benchmark::State& state) {
+    const Workload& w = workload();
+    static FrameView view;
+    FrameValues values{};
+    std::size_t i = 0;
+    for (auto _ : state) {
+        const ByteBuffer& bytes = w.bytes[i++ & MASK];
+        if (!viewFrame(view, bytes.data(), bytes.size(), values)) {
+            state.SkipWithError("the view refused a frame");
+            break;
+        }
+        benchmark::DoNotOptimize(values);
+        benchmark::ClobberMemory();
+    }
+    state.SetItemsProcessed(state.iterations());
+}
+BENCHMARK(viewTypical)->Name("columns/view")->UseRealTime();
+
+#ifdef VQ_BENCH_VQLOG
+// The demo recording, made on first use; empty when it could not be made.
+class DemoRecording {
+public:
+    DemoRecording() {
+        const char* base = std::getenv("TMPDIR");
+        std::string pattern =
+            std::string(base != nullptr && *base != 0 ? base : "/tmp") + "/vq_columns_bench.XXXXXX";
+        if (::mkdtemp(pattern.data()) == nullptr) {
+            return;
+        }
+        _scratch = pattern;
+        const std::string command = std::string(VQ_BENCH_VQLOG) +
+                                    " demo --fast --seconds 600 --rate 360 --out " + _scratch +
+                                    "/demo > /dev/null 2>&1";
+        if (std::system(command.c_str()) == 0) {
+            _path = _scratch + "/demo";
+        }
+    }
+    ~DemoRecording() {
+        std::error_code ignored;
+        if (!_scratch.empty()) {
+            std::filesystem::remove_all(_scratch, ignored);
+        }
+    }
+    DemoRecording(const DemoRecording&) = delete;
+    DemoRecording& operator=(const DemoRecording&) = delete;
+    const std::string& path() const { return _path; }
+    std::string scratch(const std::string& name) const { return _scratch + "/" + name; }
+
+private:
+    std::string _scratch;
+    std::string _path;
+};
+
+const DemoRecording& demo() {
+    static const DemoRecording recording;
+    return recording;
+}
+
+// Every column of the frame table, in batches of 65536 rows, one core.
+void readDemo(benchmark::State& state) {
+    if (demo().path().empty()) {
+        state.SkipWithError("vqlog demo failed");
+        return;
+    }
+    for (auto _ : state) {
+        io::ColumnReader reader(demo().path());
+        io::ColumnBatch batch;
+        std::size_t rows = 0;
+        while (reader.next(batch)) {
+            rows += batch.numRows();
+        }
+        if (rows != DEMO_FRAMES) {
+            state.SkipWithError("the demo recording did not give every frame");
+            break;
+        }
+    }
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(DEMO_FRAMES));
+}
+BENCHMARK(readDemo)->Name("columns/read_demo")->UseRealTime()->Unit(benchmark::kMillisecond);
+
+// `vqlog export --format csv` of the demo recording to a file, the whole process.
+void exportDemo(benchmark::State& state) {
+    if (demo().path().empty()) {
+        state.SkipWithError("vqlog demo failed");
+        return;
+    }
+    const std::string out = demo().scratch("demo.csv");
+    const std::string command = std::string(VQ_BENCH_VQLOG) + " export " + demo().path() +
+                                " --format csv -o " + out + " 2> /dev/null";
+    for (auto _ : state) {
+        std::filesystem::remove(out);
+        if (std::system(command.c_str()) != 0) {
+            state.SkipWithError("vqlog export failed");
+            break;
+        }
+    }
+    std::filesystem::remove(out);
+    state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(DEMO_FRAMES));
+}
+BENCHMARK(exportDemo)->Name("columns/export_csv")->UseRealTime()->Unit(benchmark::kMillisecond);
+#endif
+
+}  // namespace
+}  // namespace vqbench
