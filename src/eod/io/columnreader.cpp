@@ -242,6 +242,7 @@ public:
         }
         _batch = &batch;
         _row = 0;
+        _capacity = 0;  // a batch of its own may come with every call: size its buffers anew
         reserve(capacity);
     }
     void reserve(std::size_t rows) {

@@ -1,0 +1,110 @@
+#!/usr/bin/env python3
+"""Reading a recording into Python, side by side in one run:
+
+  * the CSV path: `vqlog export --format csv` and pandas.read_csv (the only way in before),
+  * Recording.to_pandas() and to_numpy() (the column reader),
+  * Recording.frames() (frame objects).
+
+Usage: bench_read.py [--vqlog PATH] [--seconds 600] [--rate 360] [--repeat 3] [--skip-csv]
+
+Makes the demo recording (`vqlog demo --fast`) in a temporary directory, times each path (best
+of --repeat runs, wall clock), and measures each one's peak memory in a child process of its
+own (peak resident set size minus the resident size before the read).
+"""
+
+import argparse
+import json
+import os
+import resource
+import subprocess
+import sys
+import tempfile
+import time
+from pathlib import Path
+
+ROOT = Path(__file__).resolve().parents[2]
+
+CHILD = r"""
+import io, json, resource, subprocess, sys, time
+import numpy, pandas, pyarrow, vq_corelog
+path, what, csv_cmd = sys.argv[1], sys.argv[2], sys.argv[3:]
+def rss():
+    with open("/proc/self/status") as f:
+        for line in f:
+            if line.startswith("VmRSS:"):
+                return int(line.split()[1]) * 1024
+# A first read of ten frames loads what each path loads lazily, before the measurement.
+small = vq_corelog.read(path, frames=(0, 9))
+small.to_pandas(); small.to_numpy(); list(small.frames())
+before = rss()
+cpu = time.process_time()
+t = time.perf_counter()
+rec = vq_corelog.read(path)
+if what == "pandas":
+    out = rec.to_pandas(); own = int(out.memory_usage(deep=True).sum())
+elif what == "numpy":
+    out = rec.to_numpy(); own = sum(a.nbytes for a in out.values() if hasattr(a, "nbytes"))
+elif what == "frames":
+    own = 0
+    for frame in rec.frames():
+        frame.frame_num
+elif what == "csv":
+    text = subprocess.run(csv_cmd, check=True, capture_output=True).stdout
+    out = pandas.read_csv(io.BytesIO(text)); own = int(out.memory_usage(deep=True).sum())
+seconds = time.perf_counter() - t
+cpu = time.process_time() - cpu
+peak = resource.getrusage(resource.RUSAGE_SELF).ru_maxrss * 1024
+print(json.dumps({"seconds": seconds, "cpu": cpu, "peak": peak - before, "own": own}))
+"""
+
+
+def child(path, what, csv_cmd):
+    out = subprocess.run([sys.executable, "-c", CHILD, str(path), what, *csv_cmd],
+                         check=True, capture_output=True, text=True).stdout
+    return json.loads(out)
+
+
+def main():
+    parser = argparse.ArgumentParser(description=__doc__.splitlines()[0])
+    parser.add_argument("--vqlog", default=os.environ.get("VQLOG",
+                                                          ROOT / "build/release/tools/vqlog"))
+    parser.add_argument("--seconds", type=float, default=600)
+    parser.add_argument("--rate", type=float, default=360)
+    parser.add_argument("--repeat", type=int, default=3)
+    parser.add_argument("--skip-csv", action="store_true")
+    args = parser.parse_args()
+
+    import vq_corelog
+
+    with tempfile.TemporaryDirectory() as tmp:
+        path = Path(tmp) / "demo"
+        subprocess.run([str(args.vqlog), "demo", "--fast", "--seconds", str(args.seconds),
+                        "--rate", str(args.rate), "--out", str(path)], check=True,
+                       stdout=subprocess.DEVNULL)
+        rec = vq_corelog.read(path)
+        frames = rec.info()["frames"]
+        csv_cmd = [str(args.vqlog), "export", "--format", "csv", str(path)]
+
+        def timed(what):
+            best = None
+            for _ in range(args.repeat):
+                result = child(path, what, csv_cmd)
+                if best is None or result["seconds"] < best["seconds"]:
+                    best = result
+            return best
+
+        print(f"recording: {frames} frames, {sum(p.stat().st_size for p in path.iterdir())} "
+              f"bytes; best of {args.repeat}, peak memory above the start of the read")
+        print(f"{'path':30} {'seconds':>8} {'frames/s':>11} {'CPU s':>7} {'peak MB':>8} "
+              f"{'own MB':>7}")
+        rows = [("to_pandas()", "pandas"), ("to_numpy()", "numpy"), ("frames()", "frames")]
+        if not args.skip_csv:
+            rows.append(("vqlog export csv + read_csv", "csv"))
+        for label, what in rows:
+            r = timed(what)
+            print(f"{label:30} {r['seconds']:8.3f} {frames / r['seconds']:11,.0f} "
+                  f"{r['cpu']:7.3f} {r['peak'] / 1e6:8.1f} {r['own'] / 1e6:7.1f}")
+
+
+if __name__ == "__main__":
+    main()
