@@ -37,7 +37,10 @@ public:
             std::sort(_kinds.begin(), _kinds.end());
         }
         withPath(_path, [&] {
-            if (!directory) {
+            if (!directory && vq::eod::io::DecompressingFileReader::isCompressedFrameFile(path)) {
+                _compressed.emplace();
+                _compressed->open(path);
+            } else if (!directory) {
                 _reader.openFile(path);
             } else if (kinds) {
                 _reader.openFiles(_kinds, path);
@@ -94,7 +97,8 @@ public:
 private:
     void fill(std::vector<boost::shared_ptr<EngineOutputData>>& frames, std::size_t count) {
         while (!_done && frames.size() < count) {
-            boost::shared_ptr<EngineOutputData> frame = _reader.readData();
+            boost::shared_ptr<EngineOutputData> frame =
+                _compressed ? _compressed->readData() : _reader.readData();
             if (!frame) {
                 _done = true;
                 break;
@@ -138,6 +142,7 @@ private:
     }
 
     EngineOutputDataFileReader _reader;
+    std::optional<vq::eod::io::DecompressingFileReader> _compressed;  // a compressed frame file
     std::string _path;
     std::vector<char> _kinds;
     bool _filter_kinds = false;

@@ -191,7 +191,8 @@ class Recording:
         duration = float(times.max() - times.min()) if len(times) else None
         return {
             "path": self.path,
-            "format": "per-kind" if self.is_directory else "single file",
+            "format": "per-kind" if self.is_directory else (
+                "compressed" if _is_compressed(self.path) else "single file"),
             "files": files,
             "bytes": sum(files.values()),
             "frames": frames,
@@ -209,10 +210,20 @@ class Recording:
         return f"vq_corelog.read({self.path!r})"
 
 
+# The first bytes of a compressed frame file (docs/compressed-format.md).
+_COMPRESSED_MAGIC = b"\x89VQZ\r\n\x1a\n"
+
+
+def _is_compressed(path: str) -> bool:
+    with open(path, "rb") as f:
+        return f.read(8) == _COMPRESSED_MAGIC
+
+
 def read(path: Union[str, os.PathLike], kinds: Optional[Iterable[Kind]] = None,
          start: Optional[float] = None, end: Optional[float] = None,
          frames: Optional[FrameRange] = None) -> Recording:
-    """Opens a recording: a directory of per-kind log files or a single log file.
+    """Opens a recording: a directory of per-kind log files, a single log file, or a compressed
+    frame file (recognised by its magic number).
 
     Args:
         path: the directory or the file.

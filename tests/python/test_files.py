@@ -2,6 +2,7 @@
 
 import filecmp
 import os
+import subprocess
 
 import pandas as pd
 import pytest
@@ -33,6 +34,17 @@ def test_random_recording_read_written_read_gives_equal_tables(random_recording,
         pd.testing.assert_frame_equal(vq.read(tmp_path / source.name).to_pandas(),
                                       vq.read(source).to_pandas())
     assert [f.to_bytes() for f in vq.read(single).frames()] == [f.to_bytes() for f in frames]
+
+
+def test_compressed_file_reads_as_the_log_it_was_made_from(random_recording, vqlog, tmp_path):
+    _, single, frames = random_recording
+    packed = tmp_path / "packed.vqz"
+    subprocess.run([vqlog, "convert", "--compress", str(single), str(packed)], check=True,
+                   stdout=subprocess.DEVNULL, timeout=60)
+    rec = vq.read(packed)
+    assert rec.info()["format"] == "compressed"
+    pd.testing.assert_frame_equal(rec.to_pandas(), vq.read(single).to_pandas())
+    assert [f.to_bytes() for f in rec.frames()] == [f.to_bytes() for f in frames]
 
 
 def test_frame_bytes_round_trip_and_refusals():

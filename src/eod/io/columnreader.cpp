@@ -14,6 +14,7 @@
 #include "eod/utils/geomutils_internal.h"
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/frameview.h"
+#include "vq/eod/io/compressedframesource.h"
 #include "vq/eod/io/engineoutputdatafileerror.h"
 #include "vq/eod/io/engineoutputdatafilereader.h"
 #include "vq/eod/serializableerror.h"
@@ -889,6 +890,10 @@ ColumnReader::ColumnReader(const std::string& path, ColumnReaderOptions options)
              EngineOutputDataFileReader::logFilesInDir(detail::widenPath(path))) {
             files.push_back(detail::narrowPath(file));
         }
+    } else if (DecompressingFileReader::isCompressedFrameFile(path)) {
+        // A compressed frame file gives its frames through its source; its errors are its own.
+        _state->inputs.push_back(
+            std::make_unique<SourceInput>(std::make_unique<CompressedFrameSource>(path)));
     } else {
         reader.openFile(path);
         files.push_back(path);

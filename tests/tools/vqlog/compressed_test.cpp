@@ -32,6 +32,11 @@ TEST(VqlogCompressed, ConvertCompressesAndBackByteForByteAndPrintSeeks) {
         vqlog({"print", "--from", "250", "--count", "3", dir / "packed.bin"});
     EXPECT_EQ(sought.exit_code, 0);
     EXPECT_EQ(sought.out, plain.out);
+    // And exported as the same rows.
+    const ProcessResult csv = vqlog({"export", "--format", "csv", dir / "one.vql"});
+    const ProcessResult packed_csv = vqlog({"export", "--format", "csv", dir / "packed.bin"});
+    EXPECT_EQ(packed_csv.exit_code, 0) << packed_csv.err;
+    EXPECT_EQ(packed_csv.out, csv.out);
 
     struct Misuse {
         std::vector<std::string> args;

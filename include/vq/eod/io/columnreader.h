@@ -1,6 +1,7 @@
 // ColumnReader: reads a recording into column batches, without building record objects.
 //
-// A recording is a single log file of whole frames, or a directory of per-kind log files that
+// A recording is a single log file of whole frames, a compressed frame file (recognised by its
+// magic number; see docs/compressed-format.md), or a directory of per-kind log files that
 // the reader merges by frame number (as EngineOutputDataFileReader does, on the bytes: the
 // frames of every file with the lowest frame number make one row). Other formats give their
 // frames through FrameSource. Each frame is checked and read through a FrameView.
