@@ -80,6 +80,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     bool _is_tracking;                              // head is tracked; default false
     std::vector<double> _head_position;             // filtered head position x, y, z; default 0
     std::vector<double> _head_rotation_quaternion;  // filtered rotation w, x, y, z; default

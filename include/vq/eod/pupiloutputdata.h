@@ -51,6 +51,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     std::array<std::vector<float>, 2> _pupil_position;  // pupil centre x, y, z per eye, element
                                                         // 0 the right eye; default 0
     std::array<float, 2> _pupil_diameter;               // pupil diameter per eye, >= 0; default 0

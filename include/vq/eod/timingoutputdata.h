@@ -49,6 +49,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     double _experiment_time;           // time since the experiment started; default 0
     int _frame_time_secs;              // frame time, whole seconds; default 0
     unsigned short _frame_time_msecs;  // frame time, milliseconds part; default 0
