@@ -145,7 +145,11 @@ bool RecordWriter::writeEngineRecord(const Serializable& object, Block& block,
     unsigned long long inside = 0;
     const SerializableComposite::SubObjectMap& children = record.subObjectMap();
     for (auto it = children.begin(); it != children.end(); ++it) {
-        if (writeChild(*it->second, block, inside)) {
+        // The map's key is the sub-object's ID, which saves asking for it.
+        const Serializable& child = *it->second;
+        const FastClass& entry = fast_classes[static_cast<unsigned char>(it->first)];
+        if (entry.type == &typeid(child) ? entry.write(child, block, inside)
+                                         : writeThroughHooks(child, block, inside)) {
             ++count;
         }
     }
