@@ -61,7 +61,8 @@ void expectHooksWriteTheSame(const ByteBuffer& bytes) {
     int pos = 0;
     const boost::shared_ptr<Serializable> library = SerializableFactory::newObject(bytes, pos);
     ASSERT_TRUE(library);
-    EXPECT_EQ(typeid(*library), typeid(T));
+    const Serializable& made = *library;
+    EXPECT_EQ(typeid(made), typeid(T));
     EXPECT_EQ(hex(serialized(*library)), hex(bytes));
     Subclass<T> own;
     pos = 0;
