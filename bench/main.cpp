@@ -59,9 +59,9 @@ struct Row {
 };
 
 const Row ROWS[] = {
-    {"serialise a typical frame", "codec/serialize", "codec/encode_hand", Compare::TIME, 2.5},
+    {"serialise a typical frame", "codec/serialize", "codec/encode_hand", Compare::TIME, 5.0},
     {"rebuild a frame through the factory", "codec/rebuild", "codec/decode_hand", Compare::TIME,
-     5.0},
+     15.0},
     {"clone a frame", "codec/clone", "codec/decode_hand", Compare::TIME, 0.0},
     {"single-file log writing", "files/write_single", "files/write_raw", Compare::THROUGHPUT, 0.4},
     {"per-kind log writing", "files/write_per_kind", "files/write_raw", Compare::THROUGHPUT, 0.2},

@@ -2,7 +2,8 @@
 
 #include <iomanip>
 #include <ostream>
-#include "eod/engineoutputdata_internal.h"
+
+#include "eod/recordwriter_internal.h"
 
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
@@ -179,7 +180,12 @@ void EngineOutputData::printOwnData(std::ostream& stream) const {
 }
 
 void EngineOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
-    appendValue(buffer, _frame_num);
+    FieldWriter out(buffer, EngineOutputData::numEngineSpecificDataBytes());
+    putEngineSpecificData(out);
+}
+
+void EngineOutputData::putEngineSpecificData(FieldWriter& out) const {
+    out.put(_frame_num);
 }
 
 void EngineOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) {
@@ -190,34 +196,8 @@ unsigned int EngineOutputData::numEngineSpecificDataBytes() const {
     return 4;
 }
 
-void detail::serializeInNewFrame(unsigned int frame_num, const Serializable& record,
-                                 ByteBuffer& buffer) {
-    // The frame's data: its flag (a new frame is enabled), its number, the count and the record.
-    // Its size is the record's announced size and header plus 6, taken from the record's header
-    // once the record is written rather than by sizing the record a second time.
-    const std::size_t start = buffer.size();
-    unsigned char head[3 + 6] = {static_cast<unsigned char>(EngineOutputData::THIS_OBJECT_ID), 0, 0,
-                                 1};
-    byteorder::store(head + 4, frame_num);
-    head[8] = 1;
-    buffer.insert(buffer.end(), head, head + sizeof head);
-    const std::size_t record_start = buffer.size();
-    record.serialize(buffer);
-    unsigned int record_total = 3 + byteorder::load<unsigned short>(&buffer[record_start + 1]);
-    if (record_total - 3 == Serializable::extendedHeaderSizeMagicCookie()) {
-        record_total = 7 + byteorder::load<unsigned int>(&buffer[record_start + 3]);
-    }
-    const unsigned int frame_data = 6 + record_total;
-    if (!Serializable::extendedHeaderSize(frame_data)) {
-        byteorder::store(&buffer[start + 1], static_cast<unsigned short>(frame_data));
-        return;
-    }
-    // Too large for the short header: the long one moves everything after it up by 4 bytes.
-    unsigned char size[2 + 4];
-    byteorder::store(size, Serializable::extendedHeaderSizeMagicCookie());
-    byteorder::store(size + 2, frame_data);
-    buffer.insert(buffer.begin() + static_cast<std::ptrdiff_t>(start) + 3, 4, 0);
-    std::copy(size, size + sizeof size, buffer.begin() + static_cast<std::ptrdiff_t>(start) + 1);
-}
+// Written without hooks when a record is exactly of this class.
+template bool detail::RecordWriter::writeEngineRecord<EngineOutputData>(
+    const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
 
 }  // namespace vq::eod

@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/recordwriter_internal.h"
 #include "vq/eod/headtrackerstateoutputdata.h"
 #include "vq/eod/irpodstateoutputdata.h"
 
@@ -62,7 +63,12 @@ void EngineStateOutputData::printOwnData(std::ostream& stream) const {
 }
 
 void EngineStateOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
-    appendValue(buffer, _state);
+    FieldWriter out(buffer, EngineStateOutputData::numEngineSpecificDataBytes());
+    putEngineSpecificData(out);
+}
+
+void EngineStateOutputData::putEngineSpecificData(FieldWriter& out) const {
+    out.put(_state);
 }
 
 void EngineStateOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) {
@@ -72,5 +78,9 @@ void EngineStateOutputData::readEngineSpecificData(const ByteBuffer& buffer, int
 unsigned int EngineStateOutputData::numEngineSpecificDataBytes() const {
     return 4;
 }
+
+// Written without hooks when a record is exactly of this class.
+template bool detail::RecordWriter::writeEngineRecord<EngineStateOutputData>(
+    const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
 
 }  // namespace vq::eod

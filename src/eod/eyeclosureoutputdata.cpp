@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/recordwriter_internal.h"
 
 namespace vq::eod {
 
@@ -98,6 +99,10 @@ void EyeClosureOutputData::printOwnData(std::ostream& stream) const {
 
 void EyeClosureOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
     FieldWriter out(buffer, EyeClosureOutputData::numEngineSpecificDataBytes());
+    putEngineSpecificData(out);
+}
+
+void EyeClosureOutputData::putEngineSpecificData(FieldWriter& out) const {
     out.put(_eye_closure[RIGHT_EYE]);
     out.put(_eye_closure[LEFT_EYE]);
     out.put(_eye_closure_confidence[RIGHT_EYE]);
@@ -124,5 +129,9 @@ void EyeClosureOutputData::readEngineSpecificData(const ByteBuffer& buffer, int&
 unsigned int EyeClosureOutputData::numEngineSpecificDataBytes() const {
     return 33;
 }
+
+// Written without hooks when a record is exactly of this class.
+template bool detail::RecordWriter::writeEngineRecord<EyeClosureOutputData>(
+    const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
 
 }  // namespace vq::eod

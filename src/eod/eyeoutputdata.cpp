@@ -1,5 +1,7 @@
 #include "vq/eod/eyeoutputdata.h"
 
+#include "eod/recordwriter_internal.h"
+
 #include "vq/eod/eyeclosureoutputdata.h"
 #include "vq/eod/gazeoutputdata.h"
 #include "vq/eod/pupiloutputdata.h"
@@ -55,10 +57,17 @@ void EyeOutputData::printOwnData(std::ostream& /*stream*/) const {}
 
 void EyeOutputData::appendEngineSpecificData(ByteBuffer& /*buffer*/) const {}
 
+void EyeOutputData::putEngineSpecificData(FieldWriter& /*out*/) const {}
+
 void EyeOutputData::readEngineSpecificData(const ByteBuffer& /*buffer*/, int& /*read_pos*/) {}
 
 unsigned int EyeOutputData::numEngineSpecificDataBytes() const {
     return 0;
 }
+
+// Written without hooks when a record is exactly of this class.
+template bool detail::RecordWriter::writeEngineRecord<EyeOutputData>(const Serializable&,
+                                                                     detail::RecordWriter::Block&,
+                                                                     unsigned long long&);
 
 }  // namespace vq::eod

@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/recordwriter_internal.h"
 #include "vq/eod/utils/geomutils.h"
 #include "vq/eod/utils/geomutilserror.h"
 
@@ -115,6 +116,10 @@ void GazeOutputData::writeVergenceFields(std::ostream& stream) const {
 
 void GazeOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
     FieldWriter out(buffer, GazeOutputData::numEngineSpecificDataBytes());
+    putEngineSpecificData(out);
+}
+
+void GazeOutputData::putEngineSpecificData(FieldWriter& out) const {
     for (int eye = RIGHT_EYE; eye <= LEFT_EYE; ++eye) {
         out.put(_gaze_quality_level[eye]);
         out.put(_eyeball_centre[eye]);
@@ -141,5 +146,10 @@ void GazeOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& read_
 unsigned int GazeOutputData::numEngineSpecificDataBytes() const {
     return 44;
 }
+
+// Written without hooks when a record is exactly of this class.
+template bool detail::RecordWriter::writeEngineRecord<GazeOutputData>(const Serializable&,
+                                                                      detail::RecordWriter::Block&,
+                                                                      unsigned long long&);
 
 }  // namespace vq::eod

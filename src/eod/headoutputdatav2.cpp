@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/recordwriter_internal.h"
 #include "eod/utils/geomutils_internal.h"
 #include "vq/eod/headoutputdata.h"
 #include "vq/eod/utils/geomutils.h"
@@ -107,6 +108,10 @@ void HeadOutputDataV2::printOwnData(std::ostream& stream) const {
 
 void HeadOutputDataV2::appendEngineSpecificData(ByteBuffer& buffer) const {
     FieldWriter out(buffer, HeadOutputDataV2::numEngineSpecificDataBytes());
+    putEngineSpecificData(out);
+}
+
+void HeadOutputDataV2::putEngineSpecificData(FieldWriter& out) const {
     out.put(_is_tracking);
     out.put(_head_position);
     out.put(_head_rotation_quaternion);
@@ -141,5 +146,9 @@ void HeadOutputDataV2::readEngineSpecificData(const ByteBuffer& buffer, int& rea
 unsigned int HeadOutputDataV2::numEngineSpecificDataBytes() const {
     return 114;
 }
+
+// Written without hooks when a record is exactly of this class.
+template bool detail::RecordWriter::writeEngineRecord<HeadOutputDataV2>(
+    const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
 
 }  // namespace vq::eod

@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/recordwriter_internal.h"
 
 namespace vq::eod {
 
@@ -61,6 +62,10 @@ void PupilOutputData::printOwnData(std::ostream& stream) const {
 
 void PupilOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
     FieldWriter out(buffer, PupilOutputData::numEngineSpecificDataBytes());
+    putEngineSpecificData(out);
+}
+
+void PupilOutputData::putEngineSpecificData(FieldWriter& out) const {
     for (int eye = RIGHT_EYE; eye <= LEFT_EYE; ++eye) {
         out.put(_pupil_position[eye]);
         out.put(_pupil_diameter[eye]);
@@ -79,5 +84,10 @@ void PupilOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& read
 unsigned int PupilOutputData::numEngineSpecificDataBytes() const {
     return 32;
 }
+
+// Written without hooks when a record is exactly of this class.
+template bool detail::RecordWriter::writeEngineRecord<PupilOutputData>(const Serializable&,
+                                                                       detail::RecordWriter::Block&,
+                                                                       unsigned long long&);
 
 }  // namespace vq::eod

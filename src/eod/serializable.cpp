@@ -7,6 +7,7 @@
 
 #include "eod/bufferrefill_internal.h"
 #include "eod/precondition_internal.h"
+#include "eod/recordwriter_internal.h"
 #include "vq/eod/recordheader.h"
 #include "vq/eod/serializableerror.h"
 
@@ -140,15 +141,13 @@ void Serializable::readFromBufferWithStatus(const ByteBuffer& buffer, int& read_
 
 void Serializable::serialize(ByteBuffer& buffer) const {
     if (!serializeEnabled()) {
-        throw SerializableError("Serializable::serialize() - trying to serialize invalid object.");
+        throwSerializeDisabled();
     }
-    const unsigned int data_bytes = numDataBytes();
-    const std::size_t total = data_bytes + numHeaderBytes(data_bytes);
-    if (buffer.capacity() - buffer.size() < total) {
-        buffer.reserve(buffer.size() + total);
-    }
-    writeHeader(buffer, objectID(), data_bytes);
-    appendBuffer(buffer);
+    detail::RecordWriter::append(*this, buffer);
+}
+
+void Serializable::throwSerializeDisabled() {
+    throw SerializableError("Serializable::serialize() - trying to serialize invalid object.");
 }
 
 unsigned int Serializable::numTotalBytes() const {
@@ -217,11 +216,12 @@ bool Serializable::readWholeObject(const ByteBuffer& buffer, int& read_pos, unsi
 
 void Serializable::writeToBinaryStream(std::ostream& stream) const {
     VQ_REQUIRE(!stream.fail(), "output_stream not valid");
-    ByteBuffer buffer;
-    buffer.reserve(numTotalBytes());
-    serialize(buffer);
-    stream.write(reinterpret_cast<const char*>(buffer.data()),
-                 static_cast<std::streamsize>(buffer.size()));
+    if (!serializeEnabled()) {
+        throwSerializeDisabled();
+    }
+    const detail::SerializedBytes bytes = detail::RecordWriter::view(*this);
+    stream.write(reinterpret_cast<const char*>(bytes.data),
+                 static_cast<std::streamsize>(bytes.size));
 }
 
 std::ostream& operator<<(std::ostream& stream, const Serializable& object) {

@@ -1,6 +1,7 @@
 #include "vq/eod/timingoutputdata.h"
 
 #include "eod/printcolumns_internal.h"
+#include "eod/recordwriter_internal.h"
 
 namespace vq::eod {
 
@@ -41,6 +42,10 @@ void TimingOutputData::printOwnData(std::ostream& stream) const {
 
 void TimingOutputData::appendEngineSpecificData(ByteBuffer& buffer) const {
     FieldWriter out(buffer, TimingOutputData::numEngineSpecificDataBytes());
+    putEngineSpecificData(out);
+}
+
+void TimingOutputData::putEngineSpecificData(FieldWriter& out) const {
     out.put(_experiment_time);
     out.put(_frame_time_secs);
     out.put(_frame_time_msecs);
@@ -59,5 +64,9 @@ void TimingOutputData::readEngineSpecificData(const ByteBuffer& buffer, int& rea
 unsigned int TimingOutputData::numEngineSpecificDataBytes() const {
     return 22;
 }
+
+// Written without hooks when a record is exactly of this class.
+template bool detail::RecordWriter::writeEngineRecord<TimingOutputData>(
+    const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
 
 }  // namespace vq::eod

@@ -102,6 +102,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     unsigned int _frame_num;  // frame number of the camera frame
 };
 

@@ -50,6 +50,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     int _state;  // engine state, -1..1; default -1
 };
 

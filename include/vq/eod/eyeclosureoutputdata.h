@@ -68,6 +68,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     std::array<float, 2> _eye_closure;             // eyelid closure per eye, element 0 the right
                                                    // eye, 0 open..1 closed; default 0
     std::array<float, 2> _eye_closure_confidence;  // confidence of the closure per eye, 0..1;

@@ -46,6 +46,11 @@ protected:
     void appendEngineSpecificData(ByteBuffer& buffer) const override;
     void readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) override;
     unsigned int numEngineSpecificDataBytes() const override;
+
+private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes: none.
+    void putEngineSpecificData(FieldWriter& out) const;
 };
 
 }  // namespace vq::eod

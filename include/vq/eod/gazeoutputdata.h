@@ -84,6 +84,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     // The five derived vergence columns.
     void writeVergenceFields(std::ostream& stream) const;
 

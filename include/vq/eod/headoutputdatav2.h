@@ -81,6 +81,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     bool _is_tracking;  // head is tracked; default false
     // Filtered head position x, y, z, metres in world coordinates; default 0.
     std::vector<double> _head_position;

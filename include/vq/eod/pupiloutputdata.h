@@ -51,6 +51,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     // Pupil centre x, y, z per eye, metres in world coordinates, element 0 the right eye;
     // default 0.
     std::array<std::vector<float>, 2> _pupil_position;

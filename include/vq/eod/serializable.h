@@ -47,7 +47,8 @@ constexpr unsigned int SIZE_MISMATCH = 8;      // the data read differs from the
 
 namespace detail {
 struct SerializableProbe;  // test access to the private primitives
-}
+class RecordWriter;        // writes whole objects (serialize)
+}  // namespace detail
 
 class VQ_EOD_API Serializable {
 public:
@@ -88,6 +89,9 @@ public:
 
     // ---- whole objects -----------------------------------------------------------------------
     // Appends the header and the data. Raises SerializableError when serializeEnabled() is false.
+    // Written in one pass: the header's size is that of the bytes the hooks wrote, less the
+    // numUnannouncedDataBytes() of the object and of every record inside it (for hooks that
+    // write what numDataBytes() counts, numDataBytes()).
     void serialize(ByteBuffer& buffer) const;
     // Header plus data size.
     unsigned int numTotalBytes() const;
@@ -162,14 +166,21 @@ protected:
     class FieldWriter {
     public:
         FieldWriter(ByteBuffer& buffer, std::size_t count)
-            : _buffer(buffer), _next(grow(buffer, count)), _end(_next + count) {}
+            : _buffer(&buffer), _next(grow(buffer, count)), _end(_next + count) {}
+        // The same over `count` bytes of memory at `block`, which the caller owns; a block left
+        // short is the caller's to account for (unused()).
+        FieldWriter(unsigned char* block, std::size_t count)
+            : _buffer(nullptr), _next(block), _end(block + count) {}
         FieldWriter(const FieldWriter&) = delete;
         FieldWriter& operator=(const FieldWriter&) = delete;
         ~FieldWriter() {
-            if (_next != _end) {
-                _buffer.resize(_buffer.size() - static_cast<std::size_t>(_end - _next));
+            if (_next != _end && _buffer != nullptr) {
+                _buffer->resize(_buffer->size() - static_cast<std::size_t>(_end - _next));
             }
         }
+
+        // Bytes of the block not yet put.
+        std::size_t unused() const { return static_cast<std::size_t>(_end - _next); }
 
         // A scalar, as appendValue writes it.
         template <typename T>
@@ -198,7 +209,7 @@ protected:
             return at;
         }
 
-        ByteBuffer& _buffer;
+        ByteBuffer* _buffer;   // the buffer grown for the block; null over caller's memory
         unsigned char* _next;  // where the next field goes
         unsigned char* _end;   // end of the block
     };
@@ -235,8 +246,7 @@ protected:
     // announces ends (for records that keep their data as it came).
     static int announcedDataEnd();
 
-    // Makes the buffer `count` bytes longer and returns where the new bytes start. serialize()
-    // reserves room for the whole object first, so growing only moves the end.
+    // Makes the buffer `count` bytes longer and returns where the new bytes start.
     static unsigned char* grow(ByteBuffer& buffer, std::size_t count) {
         const std::size_t size = buffer.size();
         buffer.resize(size + count);
@@ -245,6 +255,7 @@ protected:
 
 private:
     friend struct detail::SerializableProbe;
+    friend class detail::RecordWriter;
 
     static void append1Byte(ByteBuffer& buffer, const char* src);
     static void append2Bytes(ByteBuffer& buffer, const char* src);
@@ -260,6 +271,7 @@ private:
     static void writeDataSizeHeader(ByteBuffer& buffer, unsigned int data_size);
     bool readWholeObject(const ByteBuffer& buffer, int& read_pos, unsigned int* status);
 
+    [[noreturn]] static void throwSerializeDisabled();
     [[noreturn]] static void throwNegativeReadPos();
     [[noreturn]] static void throwFieldBlockOverrun();
     // The bytes beyond the buffer may still come from the buffer's refill (readers of streams);

@@ -50,6 +50,10 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordWriter;
+    // The fields that appendEngineSpecificData writes, in their order.
+    void putEngineSpecificData(FieldWriter& out) const;
+
     double _experiment_time;  // seconds since the experiment started; default 0
     // Frame time, whole seconds since 1970-01-01 00:00 UTC; default 0.
     int _frame_time_secs;

@@ -4,9 +4,9 @@
 #include <string>
 #include <utility>
 
-#include "eod/engineoutputdata_internal.h"
 #include "eod/io/paths_internal.h"
 #include "eod/precondition_internal.h"
+#include "eod/recordwriter_internal.h"
 #include "vq/eod/io/engineoutputdatafileerror.h"
 #include "vq/eod/serializableerror.h"
 
@@ -172,6 +172,27 @@ void EngineOutputDataFileWriter::writeData(const EngineOutputData& frame) {
     }
 }
 
+namespace {
+
+// Hands an object's bytes to the file buffer in one piece; raises when the stream has failed,
+// now or before. A stream that failed before is not written again, but still reported. The bytes
+// go to the file buffer directly: a file stream has no tied stream to flush and no unit
+// buffering, so the stream's write would add nothing but its checks. A short write fails the
+// stream as the stream's write would.
+void writeBytes(std::ostream& stream, const eod::detail::SerializedBytes& bytes) {
+    if (stream.good()) {
+        const auto size = static_cast<std::streamsize>(bytes.size);
+        if (stream.rdbuf()->sputn(reinterpret_cast<const char*>(bytes.data), size) != size) {
+            stream.setstate(std::ios::badbit);
+        }
+    }
+    if (!stream.good()) {
+        throw EngineOutputDataFileError("Failed to write to stream.");
+    }
+}
+
+}  // namespace
+
 void EngineOutputDataFileWriter::writeSubObject(const EngineOutputData& frame, char id,
                                                 LogFile& file) {
     boost::shared_ptr<const Serializable> record = frame.subObject(id);
@@ -197,40 +218,19 @@ void EngineOutputDataFileWriter::writeSubObject(const EngineOutputData& frame, c
         }
         file.engine_class = &record_class;
     }
-    std::ostream& stream = *file.stream;
     // The bytes of a new frame holding only the record, without making that frame.
-    if (stream.good()) {
-        _scratch.clear();
-        eod::detail::serializeInNewFrame(frame.frameNum(), *record, _scratch);
-    }
-    writeScratch(stream);
+    std::ostream& stream = *file.stream;
+    writeBytes(stream, stream.good()
+                           ? eod::detail::RecordWriter::viewInNewFrame(frame.frameNum(), *record)
+                           : eod::detail::SerializedBytes{nullptr, 0});
 }
 
 void EngineOutputDataFileWriter::serializeObject(const Serializable& object, std::ostream& stream) {
     if (!object.serializeEnabled()) {
         return;
     }
-    if (stream.good()) {
-        _scratch.clear();
-        object.serialize(_scratch);
-    }
-    writeScratch(stream);
-}
-
-void EngineOutputDataFileWriter::writeScratch(std::ostream& stream) {
-    // A stream that failed before is not written again, but still reported. The bytes go to the
-    // file buffer directly: a file stream has no tied stream to flush and no unit buffering, so
-    // the stream's write would add nothing but its checks. A short write fails the stream as the
-    // stream's write would.
-    if (stream.good()) {
-        const auto size = static_cast<std::streamsize>(_scratch.size());
-        if (stream.rdbuf()->sputn(reinterpret_cast<const char*>(_scratch.data()), size) != size) {
-            stream.setstate(std::ios::badbit);
-        }
-    }
-    if (!stream.good()) {
-        throw EngineOutputDataFileError("Failed to write to stream.");
-    }
+    writeBytes(stream, stream.good() ? eod::detail::RecordWriter::view(object)
+                                     : eod::detail::SerializedBytes{nullptr, 0});
 }
 
 }  // namespace vq::eod::io

@@ -107,12 +107,9 @@ private:
     void openFile(char id, const std::wstring& path, int buffer_size, const char* error);
     void writeSubObject(const EngineOutputData& frame, char id, LogFile& file);
     void serializeObject(const Serializable& object, std::ostream& stream);
-    // Writes _scratch to the stream; raises when the stream has failed, now or before.
-    void writeScratch(std::ostream& stream);
 
     std::map<char, LogFile, object_id::Less> _streams;  // single-file mode: one entry under 0
     bool _single_file;
-    ByteBuffer _scratch;  // one object's serialised form, reused between writes
 };
 
 }  // namespace vq::eod::io
