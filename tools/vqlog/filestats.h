@@ -81,8 +81,9 @@ struct ReaderFailures {
 };
 ReaderFailures readThrough(const std::string& path);
 
-// The files of a recording: a directory's log files (ToolError when there are none) or the path.
-std::vector<std::string> recordingFiles(const std::string& path);
+// The files of a recording: a directory's log files (ToolError when there are none, or with
+// `one_recording` when two hold the same kind, see requireOneRecording) or the path.
+std::vector<std::string> recordingFiles(const std::string& path, bool one_recording = true);
 
 // "7", "7..9".
 std::string frameRange(unsigned int first, unsigned int last);

@@ -19,7 +19,7 @@ int info(const std::string& path) {
         stats.push_back(scanFile(file));
         bytes += stats.back().bytes;
     }
-    std::cout << path << ": "
+    std::cout << displayName(path) << ": "
               << (isDirectory(path) ? "per-kind recording, " + std::to_string(files.size()) +
                                           (files.size() == 1 ? " log file, " : " log files, ")
                                     : std::string("single file, "))

@@ -1,6 +1,7 @@
 // vqlog record: records a live TCP frame stream into a new recording.
 #include <chrono>
 #include <cstdio>
+#include <filesystem>
 #include <iostream>
 
 #include "vqlog/commands.h"
@@ -24,10 +25,22 @@ constexpr int RECEIVE_WAIT_MILLIS = 100;
 
 int record(const RecordOptions& options) {
     const vq::eod::io::InetAddress server = parseEndPoint(options.connect);
+    requireRecordingName(options.output, !options.single_file);
+    std::error_code error;
+    const bool existed = std::filesystem::exists(options.output, error);
     prepareOutput(options.output, !options.single_file);
     catchStopSignals();
     vq::eod::io::EngineOutputDataTcpClient client;
-    client.connect(server);
+    try {
+        client.connect(server);
+    } catch (const vq::eod::EODError& failure) {
+        if (!existed && !options.single_file) {
+            std::filesystem::remove(options.output, error);  // the directory made above, empty
+        }
+        throw ToolError(std::string(failure.what()) + " (" + options.connect +
+                        ": is a tracker or vqlog serve listening there? vqlog serve prints its "
+                        "address when it starts)");
+    }
     RecordingWriter writer(options.output, !options.single_file);
     std::cerr << "vqlog record: recording " << options.connect << " into " << options.output
               << " (Ctrl-C stops)\n";

@@ -1,11 +1,19 @@
 #include "vqlog/recording.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <system_error>
 
 #include "vqlog/kinds.h"
+#include "vqlog/scanner.h"
 
 namespace vqlog {
 
@@ -91,11 +99,54 @@ std::vector<std::string> logFiles(const std::string& directory) {
     return files;
 }
 
+namespace {
+
+// The kinds a per-kind log file keeps of a frame: the frame's own records, and those of its
+// first face set in place of the face set, as the library's per-kind writer and reader take them.
+std::set<char> fileKinds(const EngineOutputData& frame) {
+    std::set<char> kinds;
+    for (const auto& record : frame.subObjects()) {
+        kinds.insert(record->objectID());
+    }
+    if (auto face = frame.subObjectAs<SerializableComposite>(object_id::FACE_SET_OUTPUT_DATA)) {
+        kinds.erase(object_id::FACE_SET_OUTPUT_DATA);
+        for (const auto& record : face->subObjects()) {
+            kinds.insert(record->objectID());
+        }
+    }
+    return kinds;
+}
+
+}  // namespace
+
+void requireOneRecording(const std::string& directory, const std::vector<std::string>& files) {
+    std::map<char, std::string, object_id::Less> holder;  // kind -> the first file holding it
+    for (const std::string& file : files) {
+        RecordScanner scanner(file);
+        RecordScanner::Item item;
+        while (scanner.next(item) && item.type != RecordScanner::Item::FRAME) {
+        }
+        if (!item.frame) {
+            continue;
+        }
+        for (char id : fileKinds(*item.frame)) {
+            const auto [other, fresh] = holder.emplace(id, file);
+            if (!fresh) {
+                throw ToolError(directory + " is not one recording: " + other->second + " and " +
+                                file + " both hold " + kindName(id) +
+                                " records (a per-kind recording keeps each kind in one file); "
+                                "give each file to vqlog on its own");
+            }
+        }
+    }
+}
+
 FrameSource::FrameSource(const std::string& path, Selection selection)
     : _selection(std::move(selection)), _per_kind(isDirectory(path)) {
     if (_per_kind) {
-        _reader.openFiles(path);
         _files = logFiles(path);
+        requireOneRecording(path, _files);
+        _reader.openFiles(path);
     } else {
         std::error_code error;
         if (fs::exists(path, error) && !fs::is_regular_file(path, error)) {
@@ -129,8 +180,104 @@ FramePtr FrameSource::next() {
     return FramePtr();
 }
 
+namespace {
+
+std::string& spoolPath() {
+    static std::string path;
+    return path;
+}
+
+}  // namespace
+
+std::string spoolStandardInput() {
+    if (!spoolPath().empty()) {
+        return spoolPath();
+    }
+    const char* tmp = std::getenv("TMPDIR");
+    std::string name =
+        std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/vqlog-stdin-XXXXXX";
+    const int fd = ::mkstemp(name.data());
+    if (fd < 0) {
+        throw ToolError("cannot make a temporary file for standard input in " +
+                        name.substr(0, name.find_last_of('/')) + ": " + std::strerror(errno) +
+                        " (set TMPDIR to a directory with room)");
+    }
+    ::unlink(name.c_str());  // the open descriptor keeps it until vqlog ends
+    char buffer[1 << 16];
+    for (;;) {
+        const ssize_t got = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (got == 0) {
+            break;
+        }
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throw ToolError(std::string("cannot read standard input: ") + std::strerror(errno));
+        }
+        for (ssize_t done = 0; done < got;) {
+            const ssize_t put = ::write(fd, buffer + done, static_cast<std::size_t>(got - done));
+            if (put < 0 && errno != EINTR) {
+                throw ToolError("cannot copy standard input to a temporary file in " +
+                                name.substr(0, name.find_last_of('/')) + ": " +
+                                std::strerror(errno) + " (set TMPDIR to a directory with room)");
+            }
+            done += put > 0 ? put : 0;
+        }
+    }
+    spoolPath() = "/proc/self/fd/" + std::to_string(fd);
+    return spoolPath();
+}
+
+std::string displayName(const std::string& path) {
+    return !spoolPath().empty() && path == spoolPath() ? "standard input" : path;
+}
+
+bool isStandardOutput(const std::string& path) {
+    return path == STANDARD_STREAM || path == "/dev/stdout";
+}
+
+void requireRecordingName(const std::string& path, bool directory) {
+    if (isStandardOutput(path)) {
+        return;
+    }
+    std::string name = path;
+    while (name.size() > 1 && name.back() == '/') {
+        name.pop_back();
+    }
+    const std::string extension = fs::path(name).extension().string();
+    for (const char* other : {".csv", ".tsv", ".json", ".jsonl", ".txt", ".parquet"}) {
+        if (extension == other) {
+            throw ToolError(path + " is named like a " + extension.substr(1) +
+                            " file, but a recording is binary: name it *.vql (vqlog export "
+                            "writes CSV and JSON lines)");
+        }
+    }
+    if (directory && extension == ".vql") {
+        throw ToolError(path +
+                        " is named like a log file, but a per-kind recording is a "
+                        "directory (add --single-file to write one log file)");
+    }
+}
+
 void prepareOutput(const std::string& path, bool directory) {
     std::error_code error;
+    if (isStandardOutput(path)) {
+        if (directory) {
+            throw ToolError(
+                "standard output takes a single file, not a per-kind directory "
+                "(add --single-file)");
+        }
+        struct stat out {};
+        const int flags = ::fcntl(STDOUT_FILENO, F_GETFL);
+        if (::fstat(STDOUT_FILENO, &out) == 0 && S_ISREG(out.st_mode) && flags >= 0 &&
+            (flags & O_APPEND) != 0) {
+            throw ToolError(
+                "standard output appends to a file; vqlog does not overwrite "
+                "recordings (redirect with > to a new file)");
+        }
+        return;
+    }
     if (!directory) {
         if (fs::exists(path, error)) {
             throw ToolError(path + " already exists; vqlog does not overwrite recordings");
@@ -160,7 +307,7 @@ RecordingWriter::RecordingWriter(std::string path, bool per_kind, int buffer_siz
         _path.pop_back();
     }
     if (!_per_kind) {
-        _single.newFile(_path, _buffer_size);
+        _single.newFile(isStandardOutput(_path) ? "/dev/stdout" : _path, _buffer_size);
         _paths.push_back(_path);
     }
 }
@@ -177,17 +324,7 @@ void RecordingWriter::write(const EngineOutputData& frame) {
         ++_faces_dropped;
     }
     // The kinds of the frame itself and of its first face set: those the writer takes.
-    std::set<char> kinds;
-    for (const auto& record : frame.subObjects()) {
-        kinds.insert(record->objectID());
-    }
-    if (auto face = frame.subObjectAs<SerializableComposite>(object_id::FACE_SET_OUTPUT_DATA)) {
-        kinds.erase(object_id::FACE_SET_OUTPUT_DATA);
-        for (const auto& record : face->subObjects()) {
-            kinds.insert(record->objectID());
-        }
-    }
-    for (char id : kinds) {
+    for (char id : fileKinds(frame)) {
         auto& writer = _writers[id];
         if (!writer) {
             const std::string name = ensureLogFileName(id);
