@@ -1,12 +1,17 @@
-// vqlog record: records a live TCP frame stream into a new recording.
+// vqlog record: records a live TCP frame stream into a new recording, across dropped
+// connections with --reconnect.
 #include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <iostream>
+#include <memory>
+#include <thread>
 
 #include "vqlog/commands.h"
+#include "vqlog/filestats.h"
 #include "vqlog/frameserver.h"
 #include "vqlog/kinds.h"
+#include "vqlog/table.h"
 #include "vqlog/terminal.h"
 
 namespace vqlog {
@@ -17,11 +22,21 @@ struct RecordOptions {
     std::string connect;
     std::string output;
     bool single_file = false;
+    bool reconnect = false;
     std::uint64_t count = 0;
 };
 
+using Clock = std::chrono::steady_clock;
+using vq::eod::io::EngineOutputDataTcpClient;
+
 // How long one wait for a frame lasts before the stop flag is looked at again.
 constexpr int RECEIVE_WAIT_MILLIS = 100;
+// With --reconnect, the pause between two attempts to connect again.
+constexpr int RECONNECT_PAUSE_MILLIS = 250;
+
+std::string seconds(Clock::duration duration) {
+    return fixed(std::chrono::duration<double>(duration).count(), 1) + " s";
+}
 
 int record(const RecordOptions& options) {
     const vq::eod::io::InetAddress server = parseEndPoint(options.connect);
@@ -30,63 +45,126 @@ int record(const RecordOptions& options) {
     const bool existed = std::filesystem::exists(options.output, error);
     prepareOutput(options.output, !options.single_file);
     catchStopSignals();
-    vq::eod::io::EngineOutputDataTcpClient client;
+    auto client = std::make_unique<EngineOutputDataTcpClient>();
     try {
-        client.connect(server);
+        client->connect(server);
     } catch (const vq::eod::EODError& failure) {
         if (!existed && !options.single_file) {
             std::filesystem::remove(options.output, error);  // the directory made above, empty
         }
-        throw ToolError(std::string(failure.what()) + " (" + options.connect +
-                        ": is a tracker or vqlog serve listening there? vqlog serve prints its "
-                        "address when it starts)");
+        throw ToolError(explainError(failure.what(), options.connect));
     }
     RecordingWriter writer(options.output, !options.single_file);
     std::cerr << "vqlog record: recording " << options.connect << " into " << options.output
-              << " (Ctrl-C stops)\n";
+              << (options.reconnect ? " (Ctrl-C stops; dropped connections are taken up again)"
+                                    : " (Ctrl-C stops)")
+              << '\n';
 
     const bool counter = stderrIsTerminal();
-    auto shown = std::chrono::steady_clock::now();
+    auto shown = Clock::now();
     unsigned int first = 0;
     unsigned int last = 0;
-    // Every frame handed out is written before the loop looks at the stop flag again.
     std::string damage;  // why the stream's data was damaged, when it was
-    try {
-        while (!stopRequested() && (options.count == 0 || writer.framesWritten() < options.count)) {
-            FramePtr frame = client.receive(RECEIVE_WAIT_MILLIS);
-            if (!frame) {
-                if (!client.connected()) {
-                    // The server closed the stream: cleanly only between records.
-                    if (client.pendingBytes() > 0) {
-                        damage = "the stream ended inside a record (" +
-                                 std::to_string(client.pendingBytes()) +
-                                 " bytes after the last whole one)";
-                    }
-                    break;
+    std::string lost;    // why the connection was lost, when it was and stays lost
+    std::uint64_t reconnects = 0;
+    std::uint64_t missing = 0;  // frame numbers missing across reconnections
+    std::uint64_t stale = 0;    // frames after a reconnection not newer than the last kept
+    bool just_reconnected = false;
+    Clock::time_point lost_at;
+    // Every frame handed out is written before the loop looks at the stop flag again.
+    while (!stopRequested() && (options.count == 0 || writer.framesWritten() < options.count)) {
+        FramePtr frame;
+        std::string ended;  // why this connection ended, when it did
+        bool damaged = false;
+        bool clean = false;  // the server closed the stream between two records
+        try {
+            frame = client->receive(RECEIVE_WAIT_MILLIS);
+            if (!frame && !client->connected()) {
+                // The server closed the stream: cleanly only between records.
+                if (client->pendingBytes() > 0) {
+                    damaged = true;
+                    ended = "the stream ended inside a record (" +
+                            std::to_string(client->pendingBytes()) +
+                            " bytes after the last whole one)";
+                } else {
+                    clean = true;
+                    ended = "the server closed the connection";
                 }
-                continue;
             }
-            writer.write(*frame);
-            last = frame->frameNum();
-            if (writer.framesWritten() == 1) {
-                first = last;
+        } catch (const vq::eod::SerializableError& failure) {
+            damaged = true;  // a damaged stream: the frames before it stay
+            ended = failure.what();
+        } catch (const vq::eod::io::SocketError& failure) {
+            ended = explainError(failure.what(), options.connect);
+        }
+        if (!ended.empty()) {
+            if (damaged) {
+                damage = ended;
             }
-            const auto now = std::chrono::steady_clock::now();
-            if (counter && now - shown > std::chrono::milliseconds(200)) {
-                shown = now;
-                std::fprintf(stderr, "\r%llu frames, last frame %u ",
-                             static_cast<unsigned long long>(writer.framesWritten()), last);
-                std::fflush(stderr);
+            if (!options.reconnect) {
+                if (!damaged && !clean) {
+                    lost = ended;
+                }
+                break;
+            }
+            // Keep recording: connect again until it works or a stop is asked for.
+            const std::string after = writer.framesWritten() > 0
+                                          ? " after frame " + std::to_string(last)
+                                          : std::string(" before the first frame");
+            std::cerr << (counter ? "\r\033[K" : "") << "vqlog record: connection to "
+                      << options.connect << " lost" << after << ": " << ended << "; reconnecting\n";
+            lost_at = Clock::now();
+            client->disconnect();
+            while (!stopRequested()) {
+                client = std::make_unique<EngineOutputDataTcpClient>();
+                try {
+                    client->connect(server);
+                    break;
+                } catch (const vq::eod::io::SocketError&) {
+                    std::this_thread::sleep_for(std::chrono::milliseconds(RECONNECT_PAUSE_MILLIS));
+                }
+            }
+            if (client->connected()) {
+                ++reconnects;
+                just_reconnected = true;
+                std::cerr << "vqlog record: reconnected to " << options.connect << " after "
+                          << seconds(Clock::now() - lost_at) << '\n';
+            }
+            continue;
+        }
+        if (!frame) {
+            continue;
+        }
+        if (reconnects > 0 && writer.framesWritten() > 0 && frame->frameNum() <= last) {
+            ++stale;  // numbered anew by a restarted server: the recording stays in order
+            continue;
+        }
+        if (just_reconnected) {
+            just_reconnected = false;
+            if (writer.framesWritten() > 0 && frame->frameNum() > last + 1ULL) {
+                missing += frame->frameNum() - last - 1ULL;
+                std::cerr << "vqlog record: frames " << frameRange(last + 1, frame->frameNum() - 1)
+                          << " missing (gap of " << seconds(Clock::now() - lost_at) << ")\n";
             }
         }
-    } catch (const vq::eod::SerializableError& error) {
-        damage = error.what();  // a damaged stream: the frames before it stay
+        writer.write(*frame);
+        last = frame->frameNum();
+        if (writer.framesWritten() == 1) {
+            first = last;
+        }
+        const auto now = Clock::now();
+        if (counter && now - shown > std::chrono::milliseconds(200)) {
+            shown = now;
+            std::fprintf(stderr, "\r%llu frames, last frame %u ",
+                         static_cast<unsigned long long>(writer.framesWritten()), last);
+            std::fflush(stderr);
+        }
     }
     if (counter) {
         std::fprintf(stderr, "\r\033[K");
     }
     const bool stopped = stopRequested();
-    client.disconnect();
+    client->disconnect();
     writer.close();
 
     const std::uint64_t frames = writer.framesWritten();
@@ -95,11 +173,28 @@ int record(const RecordOptions& options) {
         std::cout << " (" << first << ".." << last << ")";
     }
     std::cout << " into " << writer.paths().size()
-              << (writer.paths().size() == 1 ? " file" : " files") << " in " << options.output
-              << (stopped ? "; stopped by signal" : "") << '\n';
+              << (writer.paths().size() == 1 ? " file" : " files") << " in " << options.output;
+    if (reconnects > 0) {
+        std::cout << "; reconnected " << reconnects << (reconnects == 1 ? " time, " : " times, ")
+                  << missing << (missing == 1 ? " frame" : " frames") << " missing";
+    }
+    if (stale > 0) {
+        std::cout << "; " << stale << (stale == 1 ? " frame" : " frames")
+                  << " not newer than the last kept skipped";
+    }
+    std::cout << (stopped ? "; stopped by signal" : "") << '\n';
     if (!damage.empty()) {
         std::cerr << "vqlog record: damaged stream: " << damage
                   << "; the frames received before it are kept\n";
+        return 1;
+    }
+    if (!lost.empty()) {
+        std::cerr << "vqlog record: connection lost: " << lost
+                  << "; the frames received before it are kept"
+                  << (lost.find("--reconnect") == std::string::npos
+                          ? " (--reconnect keeps recording across dropped connections)"
+                          : "")
+                  << '\n';
         return 1;
     }
     if (writer.facesDropped() > 0) {
@@ -127,6 +222,9 @@ Command addRecord(CLI::App& app) {
                      "file with --single-file")
         ->required();
     command->add_flag("--single-file", options->single_file, "Write whole frames into one file");
+    command->add_flag("--reconnect", options->reconnect,
+                      "Keep recording when the connection drops: connect again every 0.25 s, "
+                      "report the gap, skip frames not newer than the last kept");
     command->add_option("--count", options->count, "Stop after this many frames");
     return [options] { return record(*options); };
 }

@@ -75,6 +75,42 @@ bool keepKinds(EngineOutputData& frame, const std::vector<char>& kinds) {
     return frame.numSubObjects() > 0;
 }
 
+std::string explainError(const std::string& message, const std::string& subject) {
+    for (const char* listing :
+         {"FindFirstFile failed with error code ", "FindNextFile failed with error code "}) {
+        const std::size_t at = message.find(listing);
+        if (at != std::string::npos) {
+            const int code = std::atoi(message.c_str() + at + std::strlen(listing));
+            return message + " (listing the directory " + subject + ": " + std::strerror(code) +
+                   "; check that it is a directory and that you may read it)";
+        }
+    }
+    struct Hint {
+        const char* text;  // in the library's message
+        const char* hint;  // after the address
+    };
+    static const Hint hints[] = {
+        {"forcibly closed by the remote host",
+         " dropped the connection: the tracker or vqlog serve stopped or let this client go "
+         "(vqlog record --reconnect keeps recording across drops)"},
+        {"forcefully rejected",
+         ": nothing listens there; start the tracker or vqlog serve first, or check the port "
+         "(vqlog serve prints its address when it starts)"},
+        {"timed out", " did not answer: check the address and any firewall between"},
+        {"address is already in use",
+         ": another program serves on that port; choose another --port, or 0 for a free one"},
+        {"host not found", ": the host name does not resolve; try its IP address"},
+        {"can't be reached", ": no route to that network; check the address"},
+        {"host was unreachable", ": no route to that host; check the address"},
+    };
+    for (const Hint& h : hints) {
+        if (message.find(h.text) != std::string::npos) {
+            return message + " (" + subject + h.hint + ")";
+        }
+    }
+    return message;
+}
+
 bool isDirectory(const std::string& path) {
     std::error_code error;
     return fs::is_directory(path, error);
@@ -146,7 +182,11 @@ FrameSource::FrameSource(const std::string& path, Selection selection)
     if (_per_kind) {
         _files = logFiles(path);
         requireOneRecording(path, _files);
-        _reader.openFiles(path);
+        try {
+            _reader.openFiles(path);
+        } catch (const vq::eod::EODError& error) {
+            throw ToolError(explainError(error.what(), path));
+        }
     } else {
         std::error_code error;
         if (fs::exists(path, error) && !fs::is_regular_file(path, error)) {

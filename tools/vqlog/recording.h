@@ -43,6 +43,11 @@ std::set<char> recordKinds(const vq::eod::EngineOutputData& frame);
 // they hold a record left). Returns whether a record is left.
 bool keepKinds(vq::eod::EngineOutputData& frame, const std::vector<char>& kinds);
 
+// A library message that reads as another platform's (an error code of a directory listing, the
+// socket texts of a refused, reset or timed-out connection) with what it concerns (`subject`: a
+// path or HOST:PORT) and what to try added in parentheses; other messages as they are.
+std::string explainError(const std::string& message, const std::string& subject);
+
 // Whether `path` names a directory.
 bool isDirectory(const std::string& path);
 // The log files (names ending in ".vql") of a directory, sorted by name. Other entries with

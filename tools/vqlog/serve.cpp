@@ -114,7 +114,12 @@ int serve(const ServeOptions& options) {
     auto source = std::make_unique<FrameSource>(options.path, selection);
     catchStopSignals();
     if (options.udp.empty()) {
-        server = std::make_unique<FrameServer>(options.bind, options.port, "vqlog serve");
+        try {
+            server = std::make_unique<FrameServer>(options.bind, options.port, "vqlog serve");
+        } catch (const vq::eod::io::SocketError& error) {
+            throw ToolError(
+                explainError(error.what(), options.bind + ':' + std::to_string(options.port)));
+        }
         std::cout << "vqlog serve: serving " << options.path << " on " << options.bind << ':'
                   << server->port() << std::endl;
         while (server->clients() < options.wait && !stopRequested()) {

@@ -83,7 +83,9 @@ TEST(VqlogCli, DataAndIoErrorsExitOneWithTheLibrarysMessage) {
     EXPECT_EQ(refused.err.rfind("vqlog record: Could not connect TCP socket to address.: ", 0), 0u)
         << refused.err;
     // The library's words, then the address and what to try; no empty directory is left.
-    EXPECT_TRUE(contains(refused, " (127.0.0.1:1: is a tracker or vqlog serve listening there? "))
+    EXPECT_TRUE(contains(refused,
+                         " (127.0.0.1:1: nothing listens there; start the tracker or "
+                         "vqlog serve first, or check the port"))
         << refused.err;
     EXPECT_FALSE(std::filesystem::exists(dir / "rec"));
 }

@@ -3,6 +3,7 @@
 #include <filesystem>
 
 #include "toolfixture.h"
+#include "vqlog/recording.h"
 
 namespace vqtest {
 namespace {
@@ -143,6 +144,33 @@ TEST(VqlogRecording, OutputsNamedLikeOtherFormatsAreRefused) {
         EXPECT_EQ(run.err, "vqlog " + c.args[0] + ": " + c.err + "\n");
         EXPECT_FALSE(
             std::filesystem::exists(c.args.back() == "--single-file" ? c.args[3] : c.args[2]));
+    }
+}
+
+// The library's words stay; what they concern and what to try follow.
+TEST(VqlogRecording, PlatformMessagesGetWhatTheyConcernAndWhatToTry) {
+    const std::string listing =
+        "EngineOutputDataFileReader::openFiles -  FindFirstFile failed "
+        "with error code 20";
+    const std::string refused =
+        "Could not connect TCP socket to address.: The attempt to connect was forcefully "
+        "rejected.";
+    const struct {
+        std::string message, subject, expected;
+    } cases[] = {
+        {listing, "rec",
+         listing + " (listing the directory rec: Not a directory; check that it is a directory "
+                   "and that you may read it)"},
+        {refused, "h:1",
+         refused + " (h:1: nothing listens there; start the tracker or vqlog serve first, or "
+                   "check the port (vqlog serve prints its address when it starts))"},
+        {"Could not bind socket.: The specified address is already in use.", "127.0.0.1:80",
+         "Could not bind socket.: The specified address is already in use. (127.0.0.1:80: "
+         "another program serves on that port; choose another --port, or 0 for a free one)"},
+        {"corrupt or invalid logfile", "x", "corrupt or invalid logfile"},
+    };
+    for (const auto& c : cases) {
+        EXPECT_EQ(vqlog::explainError(c.message, c.subject), c.expected);
     }
 }
 

@@ -92,6 +92,59 @@ TEST(VqlogServe, RecordOfAStreamCutShortKeepsItsFramesAndExitsOne) {
     }
 }
 
+// --reconnect takes up a dropped stream again and reports the gap; without it, a connection
+// reset keeps the frames, exits 1 and says what to try.
+TEST(VqlogServe, RecordReconnectsAcrossADropAndReportsTheGap) {
+    TempDir dir;
+    LoopbackListener listener;
+    const std::string address = "127.0.0.1:" + std::to_string(listener.port());
+    ChildProcess record({VQLOG_PATH, "record", "--connect", address, dir / "out.vql",
+                         "--single-file", "--reconnect", "--count", "6"});
+    auto sendFrames = [](vq::eod::io::TcpSocket& peer, std::vector<unsigned int> numbers) {
+        vq::eod::ByteBuffer stream;
+        for (unsigned int n : numbers) {
+            timedFrame(n, false)->serialize(stream);
+        }
+        peer.send(stream);
+        return stream;
+    };
+    auto first = listener.accept();
+    ASSERT_TRUE(first);
+    vq::eod::ByteBuffer kept = sendFrames(*first, {0, 1, 2});
+    first->close();
+    auto second = listener.accept();  // a restarted server numbers anew, then goes on
+    ASSERT_TRUE(second);
+    sendFrames(*second, {0, 1});
+    const vq::eod::ByteBuffer after = sendFrames(*second, {5, 6, 7});
+    kept.insert(kept.end(), after.begin(), after.end());
+    ProcessResult recorded = record.wait(SERVE_PATIENCE_MILLIS);
+    EXPECT_EQ(recorded.exit_code, 0) << recorded.err;
+    EXPECT_EQ(recorded.out, "vqlog record: 6 frames (0..7) into 1 file in " + (dir / "out.vql") +
+                                "; reconnected 1 time, 2 frames missing; 2 frames not newer "
+                                "than the last kept skipped\n");
+    EXPECT_TRUE(contains(recorded, "vqlog record: connection to " + address +
+                                       " lost after frame 2: the server closed the "
+                                       "connection; reconnecting\n"))
+        << recorded.err;
+    EXPECT_TRUE(contains(recorded, "vqlog record: frames 3..4 missing (gap of ")) << recorded.err;
+    EXPECT_EQ(readFile(dir / "out.vql"), kept);
+
+    AbortingServer aborting;
+    const std::string reset_address = "127.0.0.1:" + std::to_string(aborting.address().getPort());
+    ChildProcess plain(
+        {VQLOG_PATH, "record", "--connect", reset_address, dir / "reset.vql", "--single-file"});
+    ASSERT_TRUE(aborting.accept());
+    aborting.reset();
+    ProcessResult reset = plain.wait(SERVE_PATIENCE_MILLIS);
+    EXPECT_EQ(reset.exit_code, 1);
+    EXPECT_TRUE(contains(reset, "forcibly closed by the remote host. (" + reset_address +
+                                    " dropped the connection: the tracker or vqlog serve "
+                                    "stopped or let this client go (vqlog record --reconnect "
+                                    "keeps recording across drops)); the frames received before "
+                                    "it are kept"))
+        << reset.err;
+}
+
 TEST(VqlogServe, CtrlCStopsRecordWithEveryReceivedFrameInClosedFiles) {
     TempDir dir;
     writeRecording(dir / "in.vql", timedFrames(20), false);
