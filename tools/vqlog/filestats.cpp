@@ -133,7 +133,8 @@ FrameNumbers mergedNumbers(const std::vector<FileStats>& stats) {
     return merged;
 }
 
-ReaderFailures readThrough(const std::string& path) {
+ReaderFailures readThrough(const std::string& path,
+                           const std::function<void(const vq::eod::EngineOutputData&)>& on_frame) {
     ReaderFailures failures;
     vq::eod::io::EngineOutputDataFileReader reader;
     if (isDirectory(path)) {
@@ -148,6 +149,9 @@ ReaderFailures readThrough(const std::string& path) {
             if (frame->numSubObjects() > 0) {
                 any = true;
                 last = frame->frameNum();
+                if (on_frame) {
+                    on_frame(*frame);
+                }
             }
         }
     } catch (const vq::eod::EODError& error) {
