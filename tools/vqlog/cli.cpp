@@ -54,6 +54,8 @@ int runVqlog(int argc, char** argv) {
     add(addConvert);
     add(addCheck);
     add(addRecover);
+    add(addMerge);
+    add(addSplit);
     add(addServe);
     add(addRecord);
     // "-": a recording read from standard input, copied to a temporary file first (the scans

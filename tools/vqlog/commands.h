@@ -22,6 +22,8 @@ Command addExport(CLI::App& app);
 Command addConvert(CLI::App& app);
 Command addCheck(CLI::App& app);
 Command addRecover(CLI::App& app);
+Command addMerge(CLI::App& app);
+Command addSplit(CLI::App& app);
 Command addServe(CLI::App& app);
 Command addRecord(CLI::App& app);
 

@@ -7,8 +7,8 @@ namespace {
 TEST(VqlogCli, HelpForEveryCommandAndUsageErrorsExitTwo) {
     ProcessResult help = vqlog({"--help"});
     EXPECT_EQ(help.exit_code, 0);
-    for (const char* command :
-         {"demo", "print", "info", "export", "convert", "check", "recover", "serve", "record"}) {
+    for (const char* command : {"demo", "print", "info", "export", "convert", "check", "recover",
+                                "merge", "split", "serve", "record"}) {
         EXPECT_NE(help.out.find(std::string("  ") + command), std::string::npos) << command;
         ProcessResult sub = vqlog({command, "--help"});
         EXPECT_EQ(sub.exit_code, 0) << command;
