@@ -233,6 +233,11 @@ std::string spoolStandardInput() {
     if (!spoolPath().empty()) {
         return spoolPath();
     }
+    if (::isatty(STDIN_FILENO) == 1) {
+        throw ToolError(
+            "- reads a recording from standard input, which is a terminal here: pipe "
+            "one in (zstd -dc rec.vql.zst | vqlog info -)");
+    }
     const char* tmp = std::getenv("TMPDIR");
     std::string name =
         std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/vqlog-stdin-XXXXXX";
