@@ -23,6 +23,7 @@ struct RecordOptions {
     std::string output;
     bool single_file = false;
     bool reconnect = false;
+    std::string split_every;
     std::uint64_t count = 0;
 };
 
@@ -34,27 +35,105 @@ constexpr int RECEIVE_WAIT_MILLIS = 100;
 // With --reconnect, the pause between two attempts to connect again.
 constexpr int RECONNECT_PAUSE_MILLIS = 250;
 
+// The recording, written whole, or in parts (--split-every) in the output directory, each part a
+// recording of its own: part-0001.vql, ... or part-0001/, ...
+class RecordOutput {
+public:
+    RecordOutput(std::string path, bool per_kind, const std::string& split_every)
+        : _path(std::move(path)), _per_kind(per_kind) {
+        if (!split_every.empty()) {
+            _every = parseEvery(split_every, "--split-every");
+            _parted = true;
+        } else {
+            _writer = std::make_unique<RecordingWriter>(_path, _per_kind);
+        }
+    }
+
+    void write(const vq::eod::EngineOutputData& frame) {
+        const auto timing = frame.timingOutputData();
+        if (_parted) {
+            bool next = !_writer;
+            if (_writer && !_every.seconds) {
+                next = _in_part >= static_cast<std::uint64_t>(_every.amount);
+            } else if (_writer && timing && _timed) {
+                next = timing->experimentTime() - _part_start >= _every.amount;
+            }
+            if (next) {
+                closePart();
+                const std::string part = _path + "/" + partName(++_parts, _per_kind);
+                prepareOutput(part, _per_kind);
+                _writer = std::make_unique<RecordingWriter>(part, _per_kind);
+                _in_part = 0;
+                _timed = false;
+            }
+            if (timing && !_timed) {
+                _timed = true;
+                _part_start = timing->experimentTime();
+            }
+        }
+        _writer->write(frame);
+        ++_in_part;
+        ++_frames;
+    }
+    void close() { closePart(); }
+
+    std::uint64_t framesWritten() const { return _frames; }
+    std::uint64_t facesDropped() const {
+        return _faces_dropped + (_writer ? _writer->facesDropped() : 0);
+    }
+    std::size_t files() const { return _files + (_writer ? _writer->paths().size() : 0); }
+    std::uint64_t parts() const { return _parts; }
+
+private:
+    void closePart() {
+        if (_writer) {
+            _writer->close();
+            _faces_dropped += _writer->facesDropped();
+            _files += _writer->paths().size();
+            _writer.reset();
+        }
+    }
+
+    std::string _path;
+    bool _per_kind;
+    bool _parted = false;
+    Every _every;
+    std::unique_ptr<RecordingWriter> _writer;
+    std::uint64_t _parts = 0;
+    std::uint64_t _in_part = 0;
+    std::uint64_t _frames = 0;
+    std::uint64_t _faces_dropped = 0;
+    std::size_t _files = 0;
+    bool _timed = false;
+    double _part_start = 0;
+};
+
 std::string seconds(Clock::duration duration) {
     return fixed(std::chrono::duration<double>(duration).count(), 1) + " s";
 }
 
 int record(const RecordOptions& options) {
     const vq::eod::io::InetAddress server = parseEndPoint(options.connect);
-    requireRecordingName(options.output, !options.single_file);
+    // In parts, the output is a directory of them.
+    const bool parted = !options.split_every.empty();
+    if (parted) {
+        parseEvery(options.split_every, "--split-every");
+    }
+    requireRecordingName(options.output, parted || !options.single_file);
     std::error_code error;
     const bool existed = std::filesystem::exists(options.output, error);
-    prepareOutput(options.output, !options.single_file);
+    prepareOutput(options.output, parted || !options.single_file);
     catchStopSignals();
     auto client = std::make_unique<EngineOutputDataTcpClient>();
     try {
         client->connect(server);
     } catch (const vq::eod::EODError& failure) {
-        if (!existed && !options.single_file) {
+        if (!existed && (parted || !options.single_file)) {
             std::filesystem::remove(options.output, error);  // the directory made above, empty
         }
         throw ToolError(explainError(failure.what(), options.connect));
     }
-    RecordingWriter writer(options.output, !options.single_file);
+    RecordOutput writer(options.output, !options.single_file, options.split_every);
     std::cerr << "vqlog record: recording " << options.connect << " into " << options.output
               << (options.reconnect ? " (Ctrl-C stops; dropped connections are taken up again)"
                                     : " (Ctrl-C stops)")
@@ -172,8 +251,11 @@ int record(const RecordOptions& options) {
     if (frames > 0) {
         std::cout << " (" << first << ".." << last << ")";
     }
-    std::cout << " into " << writer.paths().size()
-              << (writer.paths().size() == 1 ? " file" : " files") << " in " << options.output;
+    std::cout << " into " << writer.files() << (writer.files() == 1 ? " file" : " files");
+    if (parted) {
+        std::cout << " in " << writer.parts() << (writer.parts() == 1 ? " part" : " parts");
+    }
+    std::cout << " in " << options.output;
     if (reconnects > 0) {
         std::cout << "; reconnected " << reconnects << (reconnects == 1 ? " time, " : " times, ")
                   << missing << (missing == 1 ? " frame" : " frames") << " missing";
@@ -226,6 +308,10 @@ Command addRecord(CLI::App& app) {
                       "Keep recording when the connection drops: connect again every 0.25 s, "
                       "report the gap, skip frames not newer than the last kept");
     command->add_option("--count", options->count, "Stop after this many frames");
+    command->add_option("--split-every", options->split_every,
+                        "Write parts of this many frames (1000) or seconds (10s, by the timing "
+                        "records) into the output directory: part-0001/, ... (part-0001.vql, ... "
+                        "with --single-file)");
     return [options] { return record(*options); };
 }
 

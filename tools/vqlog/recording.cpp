@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <filesystem>
@@ -344,6 +345,36 @@ void prepareOutput(const std::string& path, bool directory) {
     if (!fs::create_directories(path, error)) {
         throw ToolError("cannot create the directory " + path + ": " + error.message());
     }
+}
+
+Every parseEvery(const std::string& text, const std::string& option) {
+    Every every;
+    std::string number = text;
+    if (!number.empty() && number.back() == 's') {
+        every.seconds = true;
+        number.pop_back();
+    }
+    std::size_t used = 0;
+    try {
+        every.amount = std::stod(number, &used);
+    } catch (const std::exception&) {
+        used = 0;
+    }
+    const bool whole =
+        every.seconds ||
+        every.amount == static_cast<double>(static_cast<std::uint64_t>(every.amount));
+    if (number.empty() || used != number.size() || !(every.amount > 0) || !whole ||
+        every.amount > 1e15) {
+        throw UsageError(option + " takes a number of frames (1000) or of seconds (10s), not '" +
+                         text + "'");
+    }
+    return every;
+}
+
+std::string partName(std::uint64_t part, bool per_kind) {
+    char name[32];
+    std::snprintf(name, sizeof name, "part-%04llu", static_cast<unsigned long long>(part));
+    return std::string(name) + (per_kind ? "" : ".vql");
 }
 
 RecordingWriter::RecordingWriter(std::string path, bool per_kind, int buffer_size)

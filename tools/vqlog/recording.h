@@ -106,6 +106,16 @@ void requireRecordingName(const std::string& path, bool directory);
 // single file, unless it appends to a file (a file reopened by name would be cut short).
 void prepareOutput(const std::string& path, bool directory);
 
+// A part's length for split and record --split-every: "1000" frames or "10s" seconds (by the
+// timing records). UsageError "<option> takes ..." otherwise.
+struct Every {
+    bool seconds = false;
+    double amount = 0;
+};
+Every parseEvery(const std::string& text, const std::string& option);
+// "part-0001.vql", or "part-0001" for a per-kind part.
+std::string partName(std::uint64_t part, bool per_kind);
+
 // Writes frames as a recording: whole into one file, or per kind into a directory, where the
 // file of a kind is created when its first record comes.
 //

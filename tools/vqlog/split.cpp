@@ -1,5 +1,4 @@
 // vqlog split: a recording cut into parts of so many frames or seconds.
-#include <cstdio>
 #include <iostream>
 
 #include "vqlog/commands.h"
@@ -15,45 +14,8 @@ struct SplitOptions {
     std::string every;
 };
 
-// "--every 1000" (frames) or "--every 10s" (seconds by the timing records).
-struct Every {
-    bool seconds = false;
-    double amount = 0;
-};
-
-Every parseEvery(const std::string& text) {
-    Every every;
-    std::string number = text;
-    if (!number.empty() && number.back() == 's') {
-        every.seconds = true;
-        number.pop_back();
-    }
-    std::size_t used = 0;
-    try {
-        every.amount = std::stod(number, &used);
-    } catch (const std::exception&) {
-        used = 0;
-    }
-    const bool whole =
-        every.seconds ||
-        every.amount == static_cast<double>(static_cast<std::uint64_t>(every.amount));
-    if (number.empty() || used != number.size() || !(every.amount > 0) || !whole ||
-        every.amount > 1e15) {
-        throw UsageError("--every takes a number of frames (1000) or of seconds (10s), not '" +
-                         text + "'");
-    }
-    return every;
-}
-
-// "part-0001.vql", or "part-0001" for a per-kind part.
-std::string partName(std::uint64_t part, bool per_kind) {
-    char name[32];
-    std::snprintf(name, sizeof name, "part-%04llu", static_cast<unsigned long long>(part));
-    return std::string(name) + (per_kind ? "" : ".vql");
-}
-
 int split(const SplitOptions& options) {
-    const Every every = parseEvery(options.every);
+    const Every every = parseEvery(options.every, "--every");
     FrameSource source(options.input);
     const bool per_kind = source.perKind();
     requireRecordingName(options.output, true);

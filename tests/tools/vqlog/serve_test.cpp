@@ -45,6 +45,27 @@ TEST(VqlogServe, RecordTakesEveryFrameThatServeSends) {
     }
 }
 
+// --split-every writes parts, each a recording, that together hold every frame.
+TEST(VqlogServe, RecordInPartsKeepsEveryFrame) {
+    TempDir dir;
+    writeRecording(dir / "in.vql", timedFrames(50), false);
+    ChildProcess serve(
+        {VQLOG_PATH, "serve", dir / "in.vql", "--port", "0", "--wait", "1", "--rate", "max"});
+    const std::string address = "127.0.0.1:" + std::to_string(startServe(serve));
+    ProcessResult record = vqlog(
+        {"record", "--connect", address, dir / "parts", "--single-file", "--split-every", "20"});
+    EXPECT_EQ(record.exit_code, 0) << record.err;
+    EXPECT_EQ(record.out, "vqlog record: 50 frames (0..49) into 3 files in 3 parts in " +
+                              (dir / "parts") + "\n");
+    vq::eod::ByteBuffer joined;
+    for (const char* part : {"part-0001.vql", "part-0002.vql", "part-0003.vql"}) {
+        const vq::eod::ByteBuffer bytes = readFile(dir / "parts/" + part);
+        joined.insert(joined.end(), bytes.begin(), bytes.end());
+    }
+    EXPECT_EQ(joined, readFile(dir / "in.vql"));
+    EXPECT_EQ(serve.wait(SERVE_PATIENCE_MILLIS).exit_code, 0);
+}
+
 // Without --wait, a client that connects a moment after the start still gets the first frame;
 // serve says what each client got.
 TEST(VqlogServe, AClientOfTheFirstMomentGetsEveryFrameAndEachClientIsReported) {
