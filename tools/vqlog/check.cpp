@@ -144,8 +144,13 @@ int recover(const RecoverOptions& options) {
     if (isCompressedFile(options.input)) {
         return recoverCompressed(options.input, options.output);
     }
-    const std::vector<std::string> files = recordingFiles(options.input);
+    // Files that share a kind are what recover repairs: it keeps the first file of each kind.
+    const std::vector<std::string> files = recordingFiles(options.input, false);
     const bool per_kind = isDirectory(options.input);
+    if (isStandardOutput(options.output)) {
+        throw UsageError("recover reads what it wrote back to prove it whole: name a new file");
+    }
+    requireRecordingName(options.output, per_kind);
     prepareOutput(options.output, per_kind);
     Tally total;
     std::vector<std::string> outputs;
@@ -247,10 +252,11 @@ int recover(const RecoverOptions& options) {
         throw ToolError("the recovered recording reads back " + std::to_string(read) +
                         " frames instead of " + std::to_string(expected));
     }
-    std::cout << "recover: kept " << plural(total.kept_frames, "frame", "frames") << " ("
+    // Frames, not the sum over files: a per-kind file holds one kind of each frame.
+    std::cout << "recover: kept " << plural(read, "frame", "frames") << " ("
               << plural(total.kept_bytes, "byte", "bytes") << "), dropped "
               << plural(total.dropped_bytes, "byte", "bytes") << "; " << options.output
-              << " reads back whole (" << plural(read, "frame", "frames") << ")\n";
+              << " reads back whole\n";
     return 0;
 }
 

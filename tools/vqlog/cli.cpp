@@ -55,8 +55,30 @@ int runVqlog(int argc, char** argv) {
     add(addConvert);
     add(addCheck);
     add(addRecover);
+    add(addMerge);
+    add(addSplit);
     add(addServe);
     add(addRecord);
+    // "-": a recording read from standard input, copied to a temporary file first (the scans
+    // and the merge read it more than once); and standard output for export's -o.
+    for (const auto& entry : commands) {
+        for (const char* name : {"path", "input"}) {
+            if (CLI::Option* input = entry.first->get_option_no_throw(name)) {
+                input->transform(
+                    [](std::string value) {
+                        return value == STANDARD_STREAM ? spoolStandardInput() : value;
+                    },
+                    "", "");
+            }
+        }
+    }
+    if (CLI::Option* output = app.get_subcommand("export")->get_option_no_throw("--output")) {
+        output->transform(
+            [](std::string value) {
+                return value == STANDARD_STREAM ? std::string("/dev/stdout") : value;
+            },
+            "", "");
+    }
 
     setInvocation(argc > 0 ? argv[0] : "vqlog");
     if (argc > 1 && argv[1][0] != '-') {
@@ -78,6 +100,9 @@ int runVqlog(int argc, char** argv) {
         app.parse(argc, argv);
     } catch (const CLI::ParseError& error) {
         return app.exit(error) == 0 ? 0 : 2;
+    } catch (const std::exception& error) {  // standard input could not be read
+        std::cerr << "vqlog: " << error.what() << '\n';
+        return 1;
     }
     for (auto& [subcommand, command] : commands) {
         if (!subcommand->parsed()) {

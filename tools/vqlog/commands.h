@@ -23,6 +23,8 @@ Command addSchema(CLI::App& app);
 Command addConvert(CLI::App& app);
 Command addCheck(CLI::App& app);
 Command addRecover(CLI::App& app);
+Command addMerge(CLI::App& app);
+Command addSplit(CLI::App& app);
 Command addServe(CLI::App& app);
 Command addRecord(CLI::App& app);
 

@@ -28,10 +28,12 @@ std::uint64_t fileBytes(const std::string& path) {
 int convert(const ConvertOptions& options) {
     const Selection selection = options.select.selection();
     FrameSource source(options.input, selection);
-    // The other form by default.
+    // The other form by default; standard output takes one file.
     const bool per_kind =
         !options.compress &&
-        (options.per_kind || (!options.single_file && !source.perKind() && !source.compressed()));
+        (options.per_kind || (!options.single_file && !source.perKind() && !source.compressed() &&
+                              !isStandardOutput(options.output)));
+    requireRecordingName(options.output, per_kind);
     prepareOutput(options.output, per_kind);
     RecordingWriter writer(options.output, per_kind, 65536,
                            options.compress ? options.level : RecordingWriter::PLAIN);
@@ -45,15 +47,16 @@ int convert(const ConvertOptions& options) {
         bytes += fileBytes(path);
     }
     const std::size_t files = writer.paths().size();
-    std::cout << "vqlog convert: " << writer.framesWritten() << " frames from " << options.input
-              << (source.perKind()      ? " (per kind)"
-                  : source.compressed() ? " (compressed)"
-                                        : " (single file)")
-              << " to " << options.output
-              << (per_kind           ? " (per kind, "
-                  : options.compress ? " (compressed, "
-                                     : " (single file, ")
-              << files << (files == 1 ? " file, " : " files, ") << bytes << " bytes)\n";
+    (isStandardOutput(options.output) ? std::cerr : std::cout)
+        << "vqlog convert: " << writer.framesWritten() << " frames from " << options.input
+        << (source.perKind()      ? " (per kind)"
+            : source.compressed() ? " (compressed)"
+                                  : " (single file)")
+        << " to " << options.output
+        << (per_kind           ? " (per kind, "
+            : options.compress ? " (compressed, "
+                               : " (single file, ")
+        << files << (files == 1 ? " file, " : " files, ") << bytes << " bytes)\n";
     if (writer.facesDropped() > 0) {
         std::cerr << "vqlog convert: " << writer.facesDropped()
                   << " frames held more than one face; per-kind logs keep the first face "
@@ -77,7 +80,8 @@ Command addConvert(CLI::App& app) {
     command->add_option("input", options->input, "A recording directory or a log file")->required();
     command
         ->add_option("output", options->output,
-                     "The new log file, or the directory (new, or without log files)")
+                     "The new log file (*.vql; - for standard output), or the directory (new, or "
+                     "without log files)")
         ->required();
     auto* single = command->add_flag("--single-file", options->single_file,
                                      "Write one file, whatever the input");

@@ -116,7 +116,7 @@ void runTracker(const DemoOptions& options, std::size_t count, const std::string
             writer.write(*frame);
             production.frames.emplace_back();
             frame->serialize(production.frames.back());
-            server.send(production.frames.back());
+            server.send(production.frames.back(), frame->frameNum());
         }
         writer.close();
         production.files = writer.paths();

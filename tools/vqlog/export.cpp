@@ -12,6 +12,7 @@
 
 #include "vqlog/commands.h"
 #include "vqlog/kinds.h"
+#include "vqlog/recording.h"
 #include "vqlog/terminal.h"
 
 namespace vqlog {
@@ -267,6 +268,9 @@ int exportFrames(const ExportOptions& options) {
     read.max_frames = selection.count;
     read.start_s = options.start;
     read.end_s = options.end;
+    if (isDirectory(options.path)) {
+        requireOneRecording(options.path, logFiles(options.path));
+    }
     // A first pass learns the kinds, and so the columns, and the number of frames.
     const vq::eod::io::RecordingSummary summary = vq::eod::io::scanRecording(options.path, read);
     if (table == Table::FRAME) {

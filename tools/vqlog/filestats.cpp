@@ -64,7 +64,8 @@ void KindStats::merge(const KindStats& other) {
 FileStats scanFile(const std::string& path, const FrameVisitor& on_frame) {
     FileStats stats;
     stats.path = path;
-    stats.name = path.substr(path.find_last_of('/') + 1);
+    stats.name =
+        displayName(path) == path ? path.substr(path.find_last_of('/') + 1) : displayName(path);
     RecordScanner scanner(path);
     stats.bytes = scanner.fileSize();
     RecordScanner::Item item;
@@ -132,7 +133,8 @@ FrameNumbers mergedNumbers(const std::vector<FileStats>& stats) {
     return merged;
 }
 
-ReaderFailures readThrough(const std::string& path) {
+ReaderFailures readThrough(const std::string& path,
+                           const std::function<void(const vq::eod::EngineOutputData&)>& on_frame) {
     ReaderFailures failures;
     vq::eod::io::EngineOutputDataFileReader reader;
     if (isDirectory(path)) {
@@ -147,6 +149,9 @@ ReaderFailures readThrough(const std::string& path) {
             if (frame->numSubObjects() > 0) {
                 any = true;
                 last = frame->frameNum();
+                if (on_frame) {
+                    on_frame(*frame);
+                }
             }
         }
     } catch (const vq::eod::EODError& error) {
@@ -159,13 +164,16 @@ ReaderFailures readThrough(const std::string& path) {
     return failures;
 }
 
-std::vector<std::string> recordingFiles(const std::string& path) {
+std::vector<std::string> recordingFiles(const std::string& path, bool one_recording) {
     if (!isDirectory(path)) {
         return {path};
     }
     std::vector<std::string> files = logFiles(path);
     if (files.empty()) {
         throw ToolError("no log files (*.vql) in " + path);
+    }
+    if (one_recording) {
+        requireOneRecording(path, files);
     }
     return files;
 }

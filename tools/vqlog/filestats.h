@@ -79,10 +79,14 @@ struct ReaderFailures {
     bool failed = false;
     std::string first;  // where and why it stopped: "after frame 99: <message>"
 };
-ReaderFailures readThrough(const std::string& path);
+// `on_frame`, when given, sees every merged frame that holds a record.
+ReaderFailures readThrough(
+    const std::string& path,
+    const std::function<void(const vq::eod::EngineOutputData&)>& on_frame = {});
 
-// The files of a recording: a directory's log files (ToolError when there are none) or the path.
-std::vector<std::string> recordingFiles(const std::string& path);
+// The files of a recording: a directory's log files (ToolError when there are none, or with
+// `one_recording` when two hold the same kind, see requireOneRecording) or the path.
+std::vector<std::string> recordingFiles(const std::string& path, bool one_recording = true);
 
 // "7", "7..9".
 std::string frameRange(unsigned int first, unsigned int last);

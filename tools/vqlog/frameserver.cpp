@@ -53,19 +53,21 @@ int FrameServer::port() const {
 void FrameServer::acceptClients(int wait_millis) {
     while (TcpSocket* client = _listener.accept(wait_millis)) {
         client->enableNagleAlgortihm(true);  // frames leave at once
+        Client entry{std::unique_ptr<TcpSocket>(client), ClientReport()};
+        entry.report.address = client->getRemoteAddress().getHostIP() + ':' +
+                               std::to_string(client->getRemoteAddress().getPort());
         if (!_name.empty()) {
-            std::cerr << _name << ": client " << client->getRemoteAddress().getHostIP() << ':'
-                      << client->getRemoteAddress().getPort() << " connected\n";
+            std::cerr << _name << ": client " << entry.report.address << " connected\n";
         }
-        _clients.emplace_back(client);
+        _clients.push_back(std::move(entry));
         ++_seen;
         wait_millis = 0;
     }
 }
 
-void FrameServer::send(const vq::eod::ByteBuffer& bytes) {
+void FrameServer::send(const vq::eod::ByteBuffer& bytes, unsigned int frame_number) {
     for (auto it = _clients.begin(); it != _clients.end();) {
-        TcpSocket& client = **it;
+        TcpSocket& client = *it->socket;
         std::string problem;
         try {
             if (client.send(bytes.data(), bytes.size(), SEND_TIMEOUT_MILLIS) != bytes.size()) {
@@ -75,21 +77,37 @@ void FrameServer::send(const vq::eod::ByteBuffer& bytes) {
         } catch (const vq::eod::io::SocketError& error) {
             problem = error.what();
         }
+        ClientReport& report = it->report;
         if (problem.empty()) {
+            report.first = report.frames == 0 ? frame_number : report.first;
+            report.last = frame_number;
+            ++report.frames;
             ++it;
             continue;
         }
         if (!_name.empty()) {
-            std::cerr << _name << ": client " << client.getRemoteAddress().getHostIP() << ':'
-                      << client.getRemoteAddress().getPort() << " dropped: " << problem << '\n';
+            std::cerr << _name << ": client " << report.address << " dropped: " << problem << '\n';
         }
+        report.dropped = problem;
+        keepReport(std::move(report));
         it = _clients.erase(it);
     }
 }
 
 void FrameServer::close() {
+    for (Client& client : _clients) {
+        keepReport(std::move(client.report));
+    }
     _clients.clear();
     _listener.close();
+}
+
+void FrameServer::keepReport(ClientReport report) {
+    if (_reports.size() < MAX_REPORTS) {
+        _reports.push_back(std::move(report));
+    } else {
+        ++_left_out;
+    }
 }
 
 }  // namespace vqlog

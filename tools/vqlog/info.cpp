@@ -1,6 +1,12 @@
-// vqlog info: what a recording holds, per file and per kind.
+// vqlog info: what a recording holds, per file and per kind, and its timing: each kind's rate
+// and gaps in time, the start in UTC, the delay's percentiles.
 #include <algorithm>
+#include <array>
+#include <cmath>
+#include <ctime>
 #include <iostream>
+#include <map>
+#include <memory>
 
 #include "vqlog/commands.h"
 #include "vqlog/compressed.h"
@@ -11,6 +17,129 @@
 namespace vqlog {
 
 namespace {
+
+// Positive durations in seconds in bins 1 % wide, from 1 us to 10^4 s (shorter ones in the first
+// bin, longer in the last): quantiles within 1 % in bounded memory, whatever the recording's
+// length. A bin keeps the sum of its values, so equal values come back exactly.
+class Durations {
+public:
+    void add(double seconds) {
+        std::size_t bin = 0;
+        if (seconds > LOWEST) {
+            bin = std::min(BINS - 1, static_cast<std::size_t>(std::log(seconds / LOWEST) / STEP));
+        }
+        ++_counts[bin];
+        _sums[bin] += seconds;
+        ++_count;
+        _max = _count == 1 ? seconds : std::max(_max, seconds);
+    }
+    std::uint64_t count() const { return _count; }
+    double max() const { return _max; }
+    // The mean of the bin that holds the q-quantile (0 <= q <= 1); needs count() > 0.
+    double quantile(double q) const {
+        const auto rank = static_cast<std::uint64_t>(std::ceil(q * static_cast<double>(_count)));
+        std::uint64_t seen = 0;
+        for (std::size_t bin = 0; bin < BINS; ++bin) {
+            seen += _counts[bin];
+            if (_counts[bin] > 0 && seen >= std::max<std::uint64_t>(rank, 1)) {
+                return _sums[bin] / static_cast<double>(_counts[bin]);
+            }
+        }
+        return _max;
+    }
+    // The values above `limit` (by bin: those of the bins whose mean is above it): how many and
+    // their sum.
+    std::pair<std::uint64_t, double> above(double limit) const {
+        std::pair<std::uint64_t, double> result{0, 0.0};
+        for (std::size_t bin = 0; bin < BINS; ++bin) {
+            if (_counts[bin] > 0 && _sums[bin] / static_cast<double>(_counts[bin]) > limit) {
+                result.first += _counts[bin];
+                result.second += _sums[bin];
+            }
+        }
+        return result;
+    }
+
+private:
+    static constexpr double LOWEST = 1e-6;
+    static constexpr std::size_t BINS = 2315;            // ln(10^10) / ln(1.01)
+    static constexpr double STEP = 0.00995033085316809;  // ln(1.01)
+    std::array<std::uint64_t, BINS> _counts{};
+    std::array<double, BINS> _sums{};
+    std::uint64_t _count = 0;
+    double _max = 0;
+};
+
+// An interval longer than this many times the median interval of a kind is a gap in time.
+constexpr double GAP_FACTOR = 1.5;
+
+// What the timing records tell of a recording read through: per kind the intervals between the
+// frames that hold it, the recording's start in UTC and the delays.
+struct Timeline {
+    struct Kind {
+        bool timed = false;
+        double last_time = 0;
+        std::unique_ptr<Durations> intervals = std::make_unique<Durations>();
+    };
+    std::map<char, Kind, vq::eod::object_id::Less> kinds;
+    bool started = false;
+    double start_time = 0;       // the earliest experiment time
+    long long start_millis = 0;  // its frame time, milliseconds since 1970 UTC
+    Durations delays;
+
+    void add(const vq::eod::EngineOutputData& frame) {
+        const auto timing = frame.timingOutputData();
+        if (!timing) {
+            return;
+        }
+        const double time = timing->experimentTime();
+        if (!started || time < start_time) {
+            started = true;
+            start_time = time;
+            start_millis =
+                static_cast<long long>(timing->frameTimeSecs()) * 1000 + timing->frameTimeMSecs();
+        }
+        if (timing->approxDelay() >= 0) {
+            delays.add(timing->approxDelay());
+        }
+        for (char id : recordKinds(frame)) {
+            Kind& kind = kinds[id];
+            if (kind.timed && time > kind.last_time) {
+                kind.intervals->add(time - kind.last_time);
+            }
+            kind.timed = true;
+            kind.last_time = time;
+        }
+    }
+
+    // "360.0" and "1 (2.800 s)" for a kind, "-" where it has fewer than two timed frames.
+    std::pair<std::string, std::string> rateAndGaps(char id) const {
+        const auto found = kinds.find(id);
+        if (found == kinds.end() || found->second.intervals->count() == 0) {
+            return {"-", "-"};
+        }
+        const Durations& intervals = *found->second.intervals;
+        const double median = intervals.quantile(0.5);
+        const auto [gaps, gap_time] = intervals.above(GAP_FACTOR * median);
+        return {fixed(1.0 / median, 1),
+                gaps == 0 ? std::string("0")
+                          : std::to_string(gaps) + " (" +
+                                fixed(gap_time - static_cast<double>(gaps) * median, 3) + " s)"};
+    }
+};
+
+// "2023-11-14 22:13:20.000 UTC".
+std::string utc(long long millis) {
+    const auto seconds = static_cast<std::time_t>(millis / 1000 - (millis % 1000 < 0 ? 1 : 0));
+    std::tm parts{};
+    char text[40] = "?";
+    if (gmtime_r(&seconds, &parts) != nullptr) {
+        std::strftime(text, sizeof text, "%Y-%m-%d %H:%M:%S", &parts);
+    }
+    const long long rest = ((millis % 1000) + 1000) % 1000;
+    std::string ms = std::to_string(rest);
+    return std::string(text) + "." + std::string(3 - ms.size(), '0') + ms + " UTC";
+}
 
 int info(const std::string& path) {
     if (isCompressedFile(path)) {
@@ -23,13 +152,19 @@ int info(const std::string& path) {
         stats.push_back(scanFile(file));
         bytes += stats.back().bytes;
     }
-    std::cout << path << ": "
+    std::cout << displayName(path) << ": "
               << (isDirectory(path) ? "per-kind recording, " + std::to_string(files.size()) +
                                           (files.size() == 1 ? " log file, " : " log files, ")
                                     : std::string("single file, "))
               << bytes << " bytes\n\n";
 
-    Table per_file({"file", "bytes", "frames", "first", "last", "gaps", "missing", "unknown"});
+    // A per-kind file's steps in frame numbers are its kind's sampling (a 1 Hz GPS in a 360 Hz
+    // recording), not frames lost: the recording's gaps and each kind's gaps in time follow.
+    const bool per_kind_files = isDirectory(path);
+    Table per_file(per_kind_files ? std::vector<std::string>{"file", "bytes", "frames", "first",
+                                                             "last", "unknown"}
+                                  : std::vector<std::string>{"file", "bytes", "frames", "first",
+                                                             "last", "gaps", "missing", "unknown"});
     std::map<char, KindStats, vq::eod::object_id::Less> kinds;
     std::uint64_t damaged = 0;
     std::uint64_t damaged_ranges = 0;
@@ -40,10 +175,15 @@ int info(const std::string& path) {
     for (const FileStats& file : stats) {
         const FrameNumbers& n = file.frames;
         const bool any = n.frames > 0;
-        per_file.add({file.name, std::to_string(file.bytes), std::to_string(n.frames),
-                      any ? std::to_string(n.lowest) : "-", any ? std::to_string(n.highest) : "-",
-                      std::to_string(file.frames.gaps), std::to_string(file.frames.missing),
-                      std::to_string(file.unknown_frames)});
+        std::vector<std::string> row{file.name, std::to_string(file.bytes),
+                                     std::to_string(n.frames), any ? std::to_string(n.lowest) : "-",
+                                     any ? std::to_string(n.highest) : "-"};
+        if (!per_kind_files) {
+            row.push_back(std::to_string(n.gaps));
+            row.push_back(std::to_string(n.missing));
+        }
+        row.push_back(std::to_string(file.unknown_frames));
+        per_file.add(row);
         for (const auto& [id, kind] : file.kinds) {
             kinds[id].merge(kind);
         }
@@ -59,10 +199,27 @@ int info(const std::string& path) {
     per_file.write(std::cout);
     std::cout << '\n';
 
-    Table per_kind({"kind", "frames", "first", "last"});
+    // Merging can fail where every file scans clean: read it as print does, and take the
+    // timing records' story on the way.
+    Timeline timeline;
+    ReaderFailures reader;
+    if (damaged == 0) {
+        reader = readThrough(
+            path, [&timeline](const vq::eod::EngineOutputData& frame) { timeline.add(frame); });
+    }
+    const bool timed_kinds = !reader.failed && timeline.started;
+    Table per_kind(timed_kinds ? std::vector<std::string>{"kind", "frames", "first", "last",
+                                                          "rate/s", "gaps in time"}
+                               : std::vector<std::string>{"kind", "frames", "first", "last"});
     for (const auto& [id, kind] : kinds) {
-        per_kind.add({kindName(id), std::to_string(kind.frames), std::to_string(kind.first),
-                      std::to_string(kind.last)});
+        std::vector<std::string> row{kindName(id), std::to_string(kind.frames),
+                                     std::to_string(kind.first), std::to_string(kind.last)};
+        if (timed_kinds) {
+            const auto [rate, gaps] = timeline.rateAndGaps(id);
+            row.push_back(rate);
+            row.push_back(gaps);
+        }
+        per_kind.add(row);
     }
     per_kind.write(std::cout);
     std::cout << '\n';
@@ -79,11 +236,28 @@ int info(const std::string& path) {
     if (timed) {
         const double duration = last_time - first_time;
         std::cout << "duration: " << fixed(duration, 3) << " s by the timing records";
-        if (duration > 0 && timed_frames > 1) {
-            std::cout << " (" << fixed(static_cast<double>(timed_frames - 1) / duration, 1)
-                      << " frames/s)";
+        if (timed_kinds) {
+            std::cout << ", from " << utc(timeline.start_millis);
         }
         std::cout << '\n';
+        const auto timing = timeline.kinds.find(vq::eod::object_id::TIMING_OUTPUT_DATA);
+        if (timed_kinds && timing != timeline.kinds.end() &&
+            timing->second.intervals->count() > 0) {
+            // The rate between holes, then what the holes make of it.
+            std::cout << "rate: " << timeline.rateAndGaps(timing->first).first
+                      << " frames/s (the median interval)";
+            if (duration > 0 && timed_frames > 1) {
+                std::cout << ", " << fixed(static_cast<double>(timed_frames - 1) / duration, 1)
+                          << " on average";
+            }
+            std::cout << '\n';
+        }
+        if (timed_kinds && timeline.delays.count() > 0) {
+            const Durations& delays = timeline.delays;
+            std::cout << "delay: p50 " << fixed(delays.quantile(0.5) * 1000, 1) << " ms, p99 "
+                      << fixed(delays.quantile(0.99) * 1000, 1) << " ms, max "
+                      << fixed(delays.max() * 1000, 1) << " ms\n";
+        }
     } else {
         std::cout << "duration: unknown (no timing records)\n";
     }
@@ -96,13 +270,9 @@ int info(const std::string& path) {
                                : "in " + std::to_string(unknown) +
                                      (unknown == 1 ? " frame" : " frames") + " (skipped when read)")
               << '\n';
-    if (damaged == 0) {
-        // Merging can fail where every file scans clean: read it as print does.
-        const ReaderFailures reader = readThrough(path);
-        if (reader.failed) {
-            std::cout << "damaged: the library's reader stops " << reader.first << '\n';
-            return 1;
-        }
+    if (reader.failed) {
+        std::cout << "damaged: the library's reader stops " << reader.first << '\n';
+        return 1;
     }
     if (damaged > 0) {
         std::cout << "damaged: " << damaged << " bytes in " << damaged_ranges
@@ -119,8 +289,9 @@ Command addInfo(CLI::App& app) {
     auto path = std::make_shared<std::string>();
     CLI::App* command = app.add_subcommand(
         "info",
-        "Per file and per kind: frames, first and last frame number, gaps, bytes; the duration "
-        "from the timing records; records of unknown kinds. Exit 1 when a file is damaged");
+        "Per file and per kind: frames, first and last frame number, gaps, bytes; per kind its "
+        "rate and gaps in time; the duration, start (UTC), rate and delay (p50, p99, max) from "
+        "the timing records; records of unknown kinds. Exit 1 when a file is damaged");
     command->add_option("path", *path, "A recording directory or a log file")->required();
     return [path] { return info(*path); };
 }

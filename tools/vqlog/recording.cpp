@@ -1,11 +1,20 @@
 #include "vqlog/recording.h"
 
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <algorithm>
+#include <cerrno>
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
 #include <filesystem>
 #include <iostream>
 #include <system_error>
 
 #include "vqlog/kinds.h"
+#include "vqlog/scanner.h"
 
 namespace vqlog {
 
@@ -67,6 +76,42 @@ bool keepKinds(EngineOutputData& frame, const std::vector<char>& kinds) {
     return frame.numSubObjects() > 0;
 }
 
+std::string explainError(const std::string& message, const std::string& subject) {
+    for (const char* listing :
+         {"FindFirstFile failed with error code ", "FindNextFile failed with error code "}) {
+        const std::size_t at = message.find(listing);
+        if (at != std::string::npos) {
+            const int code = std::atoi(message.c_str() + at + std::strlen(listing));
+            return message + " (listing the directory " + subject + ": " + std::strerror(code) +
+                   "; check that it is a directory and that you may read it)";
+        }
+    }
+    struct Hint {
+        const char* text;  // in the library's message
+        const char* hint;  // after the address
+    };
+    static const Hint hints[] = {
+        {"forcibly closed by the remote host",
+         " dropped the connection: the tracker or vqlog serve stopped or let this client go "
+         "(vqlog record --reconnect keeps recording across drops)"},
+        {"forcefully rejected",
+         ": nothing listens there; start the tracker or vqlog serve first, or check the port "
+         "(vqlog serve prints its address when it starts)"},
+        {"timed out", " did not answer: check the address and any firewall between"},
+        {"address is already in use",
+         ": another program serves on that port; choose another --port, or 0 for a free one"},
+        {"host not found", ": the host name does not resolve; try its IP address"},
+        {"can't be reached", ": no route to that network; check the address"},
+        {"host was unreachable", ": no route to that host; check the address"},
+    };
+    for (const Hint& h : hints) {
+        if (message.find(h.text) != std::string::npos) {
+            return message + " (" + subject + h.hint + ")";
+        }
+    }
+    return message;
+}
+
 bool isDirectory(const std::string& path) {
     std::error_code error;
     return fs::is_directory(path, error);
@@ -91,11 +136,58 @@ std::vector<std::string> logFiles(const std::string& directory) {
     return files;
 }
 
+namespace {
+
+// The kinds a per-kind log file keeps of a frame: the frame's own records, and those of its
+// first face set in place of the face set, as the library's per-kind writer and reader take them.
+std::set<char> fileKinds(const EngineOutputData& frame) {
+    std::set<char> kinds;
+    for (const auto& record : frame.subObjects()) {
+        kinds.insert(record->objectID());
+    }
+    if (auto face = frame.subObjectAs<SerializableComposite>(object_id::FACE_SET_OUTPUT_DATA)) {
+        kinds.erase(object_id::FACE_SET_OUTPUT_DATA);
+        for (const auto& record : face->subObjects()) {
+            kinds.insert(record->objectID());
+        }
+    }
+    return kinds;
+}
+
+}  // namespace
+
+void requireOneRecording(const std::string& directory, const std::vector<std::string>& files) {
+    std::map<char, std::string, object_id::Less> holder;  // kind -> the first file holding it
+    for (const std::string& file : files) {
+        RecordScanner scanner(file);
+        RecordScanner::Item item;
+        while (scanner.next(item) && item.type != RecordScanner::Item::FRAME) {
+        }
+        if (!item.frame) {
+            continue;
+        }
+        for (char id : fileKinds(*item.frame)) {
+            const auto [other, fresh] = holder.emplace(id, file);
+            if (!fresh) {
+                throw ToolError(directory + " is not one recording: " + other->second + " and " +
+                                file + " both hold " + kindName(id) +
+                                " records (a per-kind recording keeps each kind in one file); "
+                                "give each file to vqlog on its own");
+            }
+        }
+    }
+}
+
 FrameSource::FrameSource(const std::string& path, Selection selection)
     : _selection(std::move(selection)), _per_kind(isDirectory(path)) {
     if (_per_kind) {
-        _reader.openFiles(path);
         _files = logFiles(path);
+        requireOneRecording(path, _files);
+        try {
+            _reader.openFiles(path);
+        } catch (const vq::eod::EODError& error) {
+            throw ToolError(explainError(error.what(), path));
+        }
     } else if (vq::eod::io::DecompressingFileReader::isCompressedFrameFile(path)) {
         _files.push_back(path);
         _packed = std::make_unique<vq::eod::io::DecompressingFileReader>();
@@ -136,8 +228,109 @@ FramePtr FrameSource::next() {
     return FramePtr();
 }
 
+namespace {
+
+std::string& spoolPath() {
+    static std::string path;
+    return path;
+}
+
+}  // namespace
+
+std::string spoolStandardInput() {
+    if (!spoolPath().empty()) {
+        return spoolPath();
+    }
+    if (::isatty(STDIN_FILENO) == 1) {
+        throw ToolError(
+            "- reads a recording from standard input, which is a terminal here: pipe "
+            "one in (zstd -dc rec.vql.zst | vqlog info -)");
+    }
+    const char* tmp = std::getenv("TMPDIR");
+    std::string name =
+        std::string(tmp != nullptr && *tmp != '\0' ? tmp : "/tmp") + "/vqlog-stdin-XXXXXX";
+    const int fd = ::mkstemp(name.data());
+    if (fd < 0) {
+        throw ToolError("cannot make a temporary file for standard input in " +
+                        name.substr(0, name.find_last_of('/')) + ": " + std::strerror(errno) +
+                        " (set TMPDIR to a directory with room)");
+    }
+    ::unlink(name.c_str());  // the open descriptor keeps it until vqlog ends
+    char buffer[1 << 16];
+    for (;;) {
+        const ssize_t got = ::read(STDIN_FILENO, buffer, sizeof buffer);
+        if (got == 0) {
+            break;
+        }
+        if (got < 0) {
+            if (errno == EINTR) {
+                continue;
+            }
+            throw ToolError(std::string("cannot read standard input: ") + std::strerror(errno));
+        }
+        for (ssize_t done = 0; done < got;) {
+            const ssize_t put = ::write(fd, buffer + done, static_cast<std::size_t>(got - done));
+            if (put < 0 && errno != EINTR) {
+                throw ToolError("cannot copy standard input to a temporary file in " +
+                                name.substr(0, name.find_last_of('/')) + ": " +
+                                std::strerror(errno) + " (set TMPDIR to a directory with room)");
+            }
+            done += put > 0 ? put : 0;
+        }
+    }
+    spoolPath() = "/proc/self/fd/" + std::to_string(fd);
+    return spoolPath();
+}
+
+std::string displayName(const std::string& path) {
+    return !spoolPath().empty() && path == spoolPath() ? "standard input" : path;
+}
+
+bool isStandardOutput(const std::string& path) {
+    return path == STANDARD_STREAM || path == "/dev/stdout";
+}
+
+void requireRecordingName(const std::string& path, bool directory) {
+    if (isStandardOutput(path)) {
+        return;
+    }
+    std::string name = path;
+    while (name.size() > 1 && name.back() == '/') {
+        name.pop_back();
+    }
+    const std::string extension = fs::path(name).extension().string();
+    for (const char* other : {".csv", ".tsv", ".json", ".jsonl", ".txt", ".parquet"}) {
+        if (extension == other) {
+            throw ToolError(path + " is named like a " + extension.substr(1) +
+                            " file, but a recording is binary: name it *.vql (vqlog export "
+                            "writes CSV and JSON lines)");
+        }
+    }
+    if (directory && extension == ".vql") {
+        throw ToolError(path +
+                        " is named like a log file, but a per-kind recording is a "
+                        "directory (add --single-file to write one log file)");
+    }
+}
+
 void prepareOutput(const std::string& path, bool directory) {
     std::error_code error;
+    if (isStandardOutput(path)) {
+        if (directory) {
+            throw ToolError(
+                "standard output takes a single file, not a per-kind directory "
+                "(add --single-file)");
+        }
+        struct stat out {};
+        const int flags = ::fcntl(STDOUT_FILENO, F_GETFL);
+        if (::fstat(STDOUT_FILENO, &out) == 0 && S_ISREG(out.st_mode) && flags >= 0 &&
+            (flags & O_APPEND) != 0) {
+            throw ToolError(
+                "standard output appends to a file; vqlog does not overwrite "
+                "recordings (redirect with > to a new file)");
+        }
+        return;
+    }
     if (!directory) {
         if (fs::exists(path, error)) {
             throw ToolError(path + " already exists; vqlog does not overwrite recordings");
@@ -161,6 +354,36 @@ void prepareOutput(const std::string& path, bool directory) {
     }
 }
 
+Every parseEvery(const std::string& text, const std::string& option) {
+    Every every;
+    std::string number = text;
+    if (!number.empty() && number.back() == 's') {
+        every.seconds = true;
+        number.pop_back();
+    }
+    std::size_t used = 0;
+    try {
+        every.amount = std::stod(number, &used);
+    } catch (const std::exception&) {
+        used = 0;
+    }
+    const bool whole =
+        every.seconds ||
+        every.amount == static_cast<double>(static_cast<std::uint64_t>(every.amount));
+    if (number.empty() || used != number.size() || !(every.amount > 0) || !whole ||
+        every.amount > 1e15) {
+        throw UsageError(option + " takes a number of frames (1000) or of seconds (10s), not '" +
+                         text + "'");
+    }
+    return every;
+}
+
+std::string partName(std::uint64_t part, bool per_kind) {
+    char name[32];
+    std::snprintf(name, sizeof name, "part-%04llu", static_cast<unsigned long long>(part));
+    return std::string(name) + (per_kind ? "" : ".vql");
+}
+
 RecordingWriter::RecordingWriter(std::string path, bool per_kind, int buffer_size,
                                  int compress_level)
     : _path(std::move(path)), _per_kind(per_kind), _buffer_size(buffer_size) {
@@ -175,7 +398,7 @@ RecordingWriter::RecordingWriter(std::string path, bool per_kind, int buffer_siz
         _paths.push_back(_path);
         _per_kind = false;
     } else if (!_per_kind) {
-        _single.newFile(_path, _buffer_size);
+        _single.newFile(isStandardOutput(_path) ? "/dev/stdout" : _path, _buffer_size);
         _paths.push_back(_path);
     }
 }
@@ -197,17 +420,7 @@ void RecordingWriter::write(const EngineOutputData& frame) {
         ++_faces_dropped;
     }
     // The kinds of the frame itself and of its first face set: those the writer takes.
-    std::set<char> kinds;
-    for (const auto& record : frame.subObjects()) {
-        kinds.insert(record->objectID());
-    }
-    if (auto face = frame.subObjectAs<SerializableComposite>(object_id::FACE_SET_OUTPUT_DATA)) {
-        kinds.erase(object_id::FACE_SET_OUTPUT_DATA);
-        for (const auto& record : face->subObjects()) {
-            kinds.insert(record->objectID());
-        }
-    }
-    for (char id : kinds) {
+    for (char id : fileKinds(frame)) {
         auto& writer = _writers[id];
         if (!writer) {
             const std::string name = ensureLogFileName(id);

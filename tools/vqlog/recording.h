@@ -4,6 +4,11 @@
 // per-kind log files, which the library's reader merges back into frames by frame number. vqlog
 // takes a directory for the second and anything else for the first. A single file may also be a
 // compressed frame file, recognised by its magic number whatever its name.
+//
+// A directory is one recording: each kind is kept in one of its files. A directory where two
+// files hold the same kind (several single-file sessions side by side, a copy of a log file) is
+// refused by every command, naming the two files, since merging them by frame number would put
+// two records of one kind into a frame.
 #pragma once
 
 #include <cstdint>
@@ -39,12 +44,22 @@ std::set<char> recordKinds(const vq::eod::EngineOutputData& frame);
 // they hold a record left). Returns whether a record is left.
 bool keepKinds(vq::eod::EngineOutputData& frame, const std::vector<char>& kinds);
 
+// A library message that reads as another platform's (an error code of a directory listing, the
+// socket texts of a refused, reset or timed-out connection) with what it concerns (`subject`: a
+// path or HOST:PORT) and what to try added in parentheses; other messages as they are.
+std::string explainError(const std::string& message, const std::string& subject);
+
 // Whether `path` names a directory.
 bool isDirectory(const std::string& path);
 // The log files (names ending in ".vql") of a directory, sorted by name. Other entries with
 // such names that are not regular files (FIFOs, devices) are skipped with a note on stderr
 // ("vqlog: skipped <path>: it is not a regular file"), as the library's reader skips them.
 std::vector<std::string> logFiles(const std::string& directory);
+// ToolError when two of the log files of `directory` hold the same kind: "<dir> is not one
+// recording: <a> and <b> both hold <Kind> records ...". A file's kinds are those of its first
+// intact frame (a per-kind log file holds the same kind in every frame); a file without one
+// holds none.
+void requireOneRecording(const std::string& directory, const std::vector<std::string>& files);
 
 // The frames of a recording, merged, in ascending frame number, as the selection has them.
 class FrameSource {
@@ -70,17 +85,46 @@ private:
     bool _done = false;
 };
 
+// "-" on the command line: standard output where a command writes, standard input where it reads.
+constexpr const char* STANDARD_STREAM = "-";
+
+// Copies standard input into an unnamed temporary file (in $TMPDIR, else /tmp; it is gone when
+// vqlog ends, however it ends) and returns a path that reads it, so that every command can scan
+// and re-read a recording that arrives through a pipe. ToolError when it cannot.
+std::string spoolStandardInput();
+// "standard input" for the path spoolStandardInput returned, else `path`.
+std::string displayName(const std::string& path);
+
+// Whether `path` names standard output: "-" or /dev/stdout.
+bool isStandardOutput(const std::string& path);
+
+// ToolError when `path` is named like a file of another format (.csv, .tsv, .json, .jsonl,
+// .txt, .parquet), or like a log file (.vql) where a per-kind directory is to be written, so that
+// binary never lands in a file a spreadsheet or pandas would open.
+void requireRecordingName(const std::string& path, bool directory);
+
 // Makes `path` ready to take a new recording: a directory that is created when missing (with its
 // parents) and may not hold log files yet, or a file that may not exist yet. ToolError names
-// the path otherwise, so that nothing is overwritten.
+// the path otherwise, so that nothing is overwritten. Standard output ("-", /dev/stdout) takes a
+// single file, unless it appends to a file (a file reopened by name would be cut short).
 void prepareOutput(const std::string& path, bool directory);
+
+// A part's length for split and record --split-every: "1000" frames or "10s" seconds (by the
+// timing records). UsageError "<option> takes ..." otherwise.
+struct Every {
+    bool seconds = false;
+    double amount = 0;
+};
+Every parseEvery(const std::string& text, const std::string& option);
+// "part-0001.vql", or "part-0001" for a per-kind part.
+std::string partName(std::uint64_t part, bool per_kind);
 
 // Writes frames as a recording: whole into one file, or per kind into a directory, where the
 // file of a kind is created when its first record comes.
 //
 // In per-kind mode each kind's file takes the record found in the frame itself or in its first
-// face set, as the library's writer does; a frame with a second face set loses that face, which
-// facesDropped() counts so that callers can say so.
+// face set, as the library's writer does; "-" writes one file to standard output; a frame with a
+// second face set loses that face, which facesDropped() counts so that callers can say so.
 class RecordingWriter {
 public:
     // `buffer_size` bytes of buffer per file. A compression level writes one compressed frame

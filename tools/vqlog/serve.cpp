@@ -2,10 +2,12 @@
 #include <algorithm>
 #include <chrono>
 #include <iostream>
+#include <limits>
 #include <memory>
 #include <thread>
 
 #include "vqlog/commands.h"
+#include "vqlog/filestats.h"
 #include "vqlog/frameserver.h"
 #include "vqlog/kinds.h"
 #include "vqlog/terminal.h"
@@ -25,6 +27,9 @@ constexpr int MAX_DATAGRAM_BYTES = 65507;
 constexpr double MAX_PAUSE_SECONDS = 1.0;
 // The interval when no timing records tell the recorded one.
 constexpr double DEFAULT_INTERVAL_SECONDS = 1.0 / 60;
+// Without --wait, how long the first frame waits for a first client: one that connects within
+// this moment of the start gets the recording from its first frame.
+constexpr int START_GRACE_MILLIS = 1000;
 
 struct ServeOptions {
     std::string path;
@@ -109,11 +114,19 @@ int serve(const ServeOptions& options) {
     auto source = std::make_unique<FrameSource>(options.path, selection);
     catchStopSignals();
     if (options.udp.empty()) {
-        server = std::make_unique<FrameServer>(options.bind, options.port, "vqlog serve");
+        try {
+            server = std::make_unique<FrameServer>(options.bind, options.port, "vqlog serve");
+        } catch (const vq::eod::io::SocketError& error) {
+            throw ToolError(
+                explainError(error.what(), options.bind + ':' + std::to_string(options.port)));
+        }
         std::cout << "vqlog serve: serving " << options.path << " on " << options.bind << ':'
                   << server->port() << std::endl;
         while (server->clients() < options.wait && !stopRequested()) {
             server->acceptClients(100);
+        }
+        if (options.wait == 0) {
+            server->acceptClients(START_GRACE_MILLIS);
         }
     } else {
         destination = std::make_unique<InetAddress>(parseEndPoint(options.udp));
@@ -128,6 +141,12 @@ int serve(const ServeOptions& options) {
 
     std::uint64_t sent = 0;
     std::uint64_t passes = 1;
+    // Looping, the frame numbers go on from pass to pass (each pass keeps its own gaps), so that
+    // a recording of the stream reads as one recording.
+    bool pass_start = true;
+    std::uint64_t offset = 0;
+    std::uint64_t next_number = 0;  // one past the last number sent
+    bool numbers_ran_out = false;
     ByteBuffer bytes;
     while (!stopRequested()) {
         FramePtr frame = source->next();
@@ -138,8 +157,20 @@ int serve(const ServeOptions& options) {
             source = std::make_unique<FrameSource>(options.path, selection);
             pacer.restart();
             ++passes;
+            pass_start = true;
             continue;
         }
+        if (pass_start) {
+            offset = passes == 1 ? 0 : next_number - frame->frameNum();
+            pass_start = false;
+        }
+        const std::uint64_t number = frame->frameNum() + offset;
+        if (number > std::numeric_limits<unsigned int>::max()) {
+            numbers_ran_out = true;
+            break;
+        }
+        frame->setFrameNum(static_cast<unsigned int>(number));
+        next_number = number + 1;
         const auto due = pacer.due(*frame);
         while (!stopRequested()) {
             const auto left =
@@ -158,7 +189,7 @@ int serve(const ServeOptions& options) {
         bytes.clear();
         frame->serialize(bytes);
         if (server) {
-            server->send(bytes);
+            server->send(bytes, frame->frameNum());
         } else {
             datagrams->sendDatagram(bytes, *destination);
         }
@@ -175,7 +206,26 @@ int serve(const ServeOptions& options) {
         std::cout << " to " << server->clientsSeen()
                   << (server->clientsSeen() == 1 ? " client" : " clients");
     }
-    std::cout << (stopRequested() ? " (stopped)" : "") << '\n';
+    std::cout << (stopRequested() ? " (stopped)" : "")
+              << (numbers_ran_out ? " (frame numbers ran out: the loop ends)" : "") << '\n';
+    if (server) {
+        // What each client got: one that came late or was dropped has fewer frames.
+        for (const FrameServer::ClientReport& client : server->reports()) {
+            std::cout << "  client " << client.address << ": "
+                      << (client.frames == 1 ? "1 frame"
+                                             : std::to_string(client.frames) + " frames");
+            if (client.frames > 0) {
+                std::cout << " (" << frameRange(client.first, client.last) << ")";
+            }
+            if (!client.dropped.empty()) {
+                std::cout << ", dropped: " << client.dropped;
+            }
+            std::cout << '\n';
+        }
+        if (server->reportsLeftOut() > 0) {
+            std::cout << "  and " << server->reportsLeftOut() << " more clients\n";
+        }
+    }
     return 0;
 }
 

@@ -56,7 +56,7 @@ TEST(VqlogCheck, FindsDamageAndRecoverKeepsEveryIntactFrame) {
               "rec.vql: kept 4 frames (144 bytes), dropped 66 bytes in 2 damaged "
               "ranges and 1 frame repeated or out of order\n"
               "recover: kept 4 frames (144 bytes), dropped 66 bytes; " +
-                  (dir / "fixed.vql") + " reads back whole (4 frames)\n");
+                  (dir / "fixed.vql") + " reads back whole\n");
     EXPECT_EQ(readFile(dir / "fixed.vql"),
               join({frameBytes(0), frameBytes(1), frameBytes(2), frameBytes(4)}));
     EXPECT_EQ(vqlog({"check", dir / "fixed.vql"}).exit_code, 0);
@@ -175,10 +175,6 @@ ByteBuffer framesBytes(unsigned int first, unsigned int count) {
     return bytes;
 }
 
-bool contains(const ProcessResult& result, const std::string& text) {
-    return (result.out + result.err).find(text) != std::string::npos;
-}
-
 // Recordings that every file scan called intact while the readers failed on them, or that a
 // command could not leave: check agrees with print, and recover leaves a readable recording.
 TEST(VqlogCheck, AgreesWithTheReadersAndRecoverLeavesWhatTheyRead) {
@@ -195,8 +191,8 @@ TEST(VqlogCheck, AgreesWithTheReadersAndRecoverLeavesWhatTheyRead) {
              std::filesystem::copy_file(dir / "rec/Timing.vql", dir / "rec/Timing2.vql");
              return dir / "rec";
          },
-         "check: damaged: the library's reader stops before the first frame: "
-         "SerializableComposite::addSubObject - Sub-object already exists in this composite\n",
+         "/Timing2.vql both hold Timing (0x0A) records (a per-kind recording keeps each kind in "
+         "one file)",
          "Timing2.vql: skipped, Timing (0x0A) of frames 0..5 is in Timing.vql too\n"},
         {"a frame holding an empty compressed record",
          [](const TempDir& dir) {

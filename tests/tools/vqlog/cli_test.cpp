@@ -7,8 +7,8 @@ namespace {
 TEST(VqlogCli, HelpForEveryCommandAndUsageErrorsExitTwo) {
     ProcessResult help = vqlog({"--help"});
     EXPECT_EQ(help.exit_code, 0);
-    for (const char* command :
-         {"demo", "print", "info", "export", "convert", "check", "recover", "serve", "record"}) {
+    for (const char* command : {"demo", "print", "info", "export", "convert", "check", "recover",
+                                "merge", "split", "serve", "record"}) {
         EXPECT_NE(help.out.find(std::string("  ") + command), std::string::npos) << command;
         ProcessResult sub = vqlog({command, "--help"});
         EXPECT_EQ(sub.exit_code, 0) << command;
@@ -82,6 +82,12 @@ TEST(VqlogCli, DataAndIoErrorsExitOneWithTheLibrarysMessage) {
     EXPECT_EQ(refused.exit_code, 1);
     EXPECT_EQ(refused.err.rfind("vqlog record: Could not connect TCP socket to address.: ", 0), 0u)
         << refused.err;
+    // The library's words, then the address and what to try; no empty directory is left.
+    EXPECT_TRUE(contains(refused,
+                         " (127.0.0.1:1: nothing listens there; start the tracker or "
+                         "vqlog serve first, or check the port"))
+        << refused.err;
+    EXPECT_FALSE(std::filesystem::exists(dir / "rec"));
 }
 
 TEST(VqlogCli, OutputThatCannotBeWrittenExitsOne) {

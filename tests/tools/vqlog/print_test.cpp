@@ -39,10 +39,15 @@ TEST(VqlogPrint, PrintsAsTheLibraryWithAHeaderWheneverTheColumnsChange) {
     EXPECT_EQ(some.out, printed(*frames[1], true) + printed(*timedFrame(2, false), false));
 }
 
-TEST(VqlogInfo, SummarisesFilesKindsFramesAndDuration) {
+// A hole lowers the average rate, not the rate; a kind in every other frame has its own rate
+// and no gaps in time.
+TEST(VqlogInfo, SummarisesFilesKindsFramesAndTiming) {
     TempDir dir;
     Frames frames = timedFrames(5);
     frames.erase(frames.begin() + 3);  // frame 3 is missing
+    for (std::size_t i = 0; i < frames.size(); ++i) {
+        frames[i]->timingOutputData()->setApproxDelay(0.01f * static_cast<float>(i + 1));
+    }
     writeRecording(dir.path(), frames, true);
 
     ProcessResult info = vqlog({"info", dir.path()});
@@ -50,17 +55,24 @@ TEST(VqlogInfo, SummarisesFilesKindsFramesAndDuration) {
     EXPECT_EQ(info.out, dir.path() +
                             ": per-kind recording, 2 log files, 225 bytes\n"
                             "\n"
-                            "file             bytes  frames  first  last  gaps  missing  unknown\n"
-                            "EngineState.vql     81       3      0     4     2        2        0\n"
-                            "Timing.vql         144       4      0     4     1        1        0\n"
+                            "file             bytes  frames  first  last  unknown\n"
+                            "EngineState.vql     81       3      0     4        0\n"
+                            "Timing.vql         144       4      0     4        0\n"
                             "\n"
-                            "kind                               frames  first  last\n"
-                            "Timing (0x0A)                           4      0     4\n"
-                            "EngineState (0x28)                      3      0     4\n"
-                            "HeadTrackerStateOutputData (0x29)       3      0     4\n"
+                            "kind                               frames  first  last  rate/s  "
+                            "gaps in time\n"
+                            "Timing (0x0A)                           4      0     4    50.0   "
+                            "1 (0.020 s)\n"
+                            "EngineState (0x28)                      3      0     4    25.0   "
+                            "          0\n"
+                            "HeadTrackerStateOutputData (0x29)       3      0     4    25.0   "
+                            "          0\n"
                             "\n"
                             "frames: 4, numbers 0 to 4, 1 gap (1 missing)\n"
-                            "duration: 0.080 s by the timing records (37.5 frames/s)\n"
+                            "duration: 0.080 s by the timing records, from 2023-11-14 "
+                            "22:13:20.000 UTC\n"
+                            "rate: 50.0 frames/s (the median interval), 37.5 on average\n"
+                            "delay: p50 20.0 ms, p99 40.0 ms, max 40.0 ms\n"
                             "records of unknown kinds: none\n");
 }
 

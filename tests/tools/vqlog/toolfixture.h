@@ -19,6 +19,11 @@ inline ProcessResult vqlog(std::vector<std::string> args) {
     return runProcess(args);
 }
 
+// Whether the program wrote `text` to standard output or standard error.
+inline bool contains(const ProcessResult& result, const std::string& text) {
+    return (result.out + result.err).find(text) != std::string::npos;
+}
+
 // Frame `n` of a 50 Hz recording: timing, and with `state` the engine state (1) with the head
 // tracker's (2).
 inline boost::shared_ptr<vq::eod::EngineOutputData> timedFrame(unsigned int n, bool state) {
