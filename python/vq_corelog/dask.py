@@ -21,11 +21,6 @@ from ._columns import Batch, TABLES, schema
 from ._recording import read
 from .parquet import unique_names
 
-try:  # the base class that lets Dask push a column selection down into the reader
-    from dask.dataframe.io.utils import DataFrameIOFunction
-except ImportError:  # pragma: no cover - older or newer Dask: projection is done after reading
-    DataFrameIOFunction = object
-
 
 def _index(name: str, rows: int):
     import numpy as np
@@ -35,34 +30,26 @@ def _index(name: str, rows: int):
                     name="recording")
 
 
-class _ReadRecording(DataFrameIOFunction):
-    """Reads one recording's table as a partition: called with (name, path)."""
+class _ReadRecording:
+    """Reads one recording's table as a partition: called with (name, path) and the columns
+    (Dask passes fewer when a computation needs fewer)."""
 
     def __init__(self, table: str, columns: List[str], start, end) -> None:
         self.table = table
-        self._columns = list(columns)
+        self.all_columns = columns
         self.start = start
         self.end = end
 
-    @property
-    def columns(self) -> List[str]:
-        return self._columns
-
-    def project_columns(self, columns) -> "_ReadRecording":
-        if list(columns) == self._columns:
-            return self
-        return _ReadRecording(self.table, list(columns), self.start, self.end)
-
     def meta(self):
         infos = schema(self.table)
-        frame = Batch.empty(infos, self._columns).to_pandas()
+        frame = Batch.empty(infos, self.all_columns).to_pandas()
         frame.index = _index("", 0)
         return frame
 
-    def __call__(self, part):
+    def __call__(self, part, columns=None):
         name, path = part
-        frame = read(path, start=self.start, end=self.end).to_pandas(self._columns,
-                                                                     table=self.table)
+        columns = self.all_columns if columns is None else list(columns)
+        frame = read(path, start=self.start, end=self.end).to_pandas(columns, table=self.table)
         frame.index = _index(name, len(frame))
         return frame
 
@@ -100,4 +87,4 @@ def read_recordings(paths: Union[str, os.PathLike, Iterable[Union[str, os.PathLi
     keys = list(names)
     return dd.from_map(reader, list(names.items()), meta=reader.meta(),
                        divisions=keys + [keys[-1]], label="vq-read-recording",
-                       enforce_metadata=False)
+                       enforce_metadata=False, columns=columns)

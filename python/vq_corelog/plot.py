@@ -152,9 +152,9 @@ def overview(recording: Union[Recording, str, os.PathLike], bins: int = 64):
     gaps = np.flatnonzero(np.diff(nums) > 1)
     for index in gaps:
         kinds.axvline(t[index], color="black", lw=0.6, alpha=0.6)
-    kinds.text(0.01, 1.0, f"{len(gaps)} gaps in the frame numbers (lines), "
-               f"{int((np.diff(nums) - 1).clip(0).sum()) if frames > 1 else 0} frames missing",
-               transform=kinds.transAxes, va="bottom", fontsize="small")
+    missing = int((np.diff(nums) - 1).clip(0).sum()) if frames > 1 else 0
+    kinds.set_title(f"{len(gaps)} gaps (lines), {missing} frames missing", loc="right",
+                    fontsize="small")
     if frames == 0:
         _empty(kinds, "no frames")
 

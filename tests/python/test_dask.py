@@ -59,8 +59,21 @@ def test_equal_to_pandas_on_a_cluster(client, fleet, columns, start, end):
                                    expected.groupby("recording")["frame_num"].count())
 
 
-def test_projection_reads_only_the_columns_asked_for(fleet):
-    frames = read_recordings(fleet)[["head_position_x"]]
-    assert list(frames.compute(scheduler="sync").columns) == ["head_position_x"]
+def test_projection_reads_only_the_columns_asked_for(fleet, monkeypatch):
+    asked = []
+
+    class Spy:
+        def __init__(self, path, **selection):
+            self.recording = vq.read(path, **selection)
+
+        def to_pandas(self, columns, table):
+            asked.append(list(columns))
+            return self.recording.to_pandas(columns, table=table)
+
+    monkeypatch.setattr("vq_corelog.dask.read", Spy)
+    frames = read_recordings(fleet)
+    got = frames["head_position_x"].sum().compute(scheduler="sync")
+    assert asked == [["head_position_x"]] * len(fleet)
+    assert got == pytest.approx(pandas_frames(fleet)["head_position_x"].sum())
     with pytest.raises(ValueError, match="no column named 'head_x' in the table frame"):
         read_recordings(fleet, columns=["head_x"])

@@ -34,9 +34,8 @@ def test_overview_holds_every_panel_with_data(demo, tmp_path):
     assert (tmp_path / "o.png").read_bytes().startswith(PNG)
 
 
-def test_overview_of_a_recording_without_eyes(random_recording, tmp_path):
-    directory, _, _ = random_recording
-    fig = overview(vq.read(directory, kinds=["TimingV2"]))
+def test_overview_of_a_recording_of_timing_only(demo):
+    fig = overview(vq.read(demo, kinds=["Timing"]))
     texts = [t.get_text() for ax in fig.get_axes() for t in ax.texts]
     assert "no records" in texts and "no gaze target" in texts
 
