@@ -24,11 +24,12 @@ large enough for scans to read long runs, small enough for a reader to hold one)
 from __future__ import annotations
 
 import datetime
+import itertools
 import json
 import os
 from typing import Dict, Iterable, List, Sequence, Union
 
-from ._columns import TABLES, schema
+from ._columns import TABLES, read_batches, schema
 from ._recording import read
 
 PARTITION_KEYS = ("recording", "start_time")
@@ -83,16 +84,44 @@ def arrow_schema(table: str):
                                        "vq_corelog.columns": json.dumps(columns)})
 
 
-def _first_timestamp(path: str, row_group_rows: int):
+def _arrow_arrays(batch, fields) -> list:
+    """A reader batch's columns as Arrow arrays on the batch's own buffers (no copies but the
+    validity bitmaps and the flags, which Arrow packs into bits)."""
     import numpy as np
+    import pyarrow as pa
 
-    for batch in read(path).batches(rows=row_group_rows, columns=["timestamp_utc"],
-                                    format="numpy"):
-        times = batch["timestamp_utc"]
-        times = times[~np.isnat(times)]
-        if len(times):
-            return times[0].astype("int64")
-    return None
+    arrays = []
+    for field in fields:
+        name = field.name
+        if batch.infos[name].type == "string":
+            arrays.append(batch.arrow_text(name))
+            continue
+        values = batch.values[name]
+        valid = batch.valid[name]
+        bitmap, nulls = None, 0
+        if valid is not None:
+            nulls = batch.rows - int(np.count_nonzero(valid))
+            if nulls:
+                bitmap = pa.py_buffer(np.packbits(valid, bitorder="little"))
+        if values.dtype == np.bool_:
+            values = np.packbits(values, bitorder="little")
+        arrays.append(pa.Array.from_buffers(field.type, batch.rows,
+                                            [bitmap, pa.py_buffer(values)], nulls))
+    return arrays
+
+
+def _first_timestamp(batch):
+    if batch is None or batch.rows == 0:
+        return None
+    times = batch.values["timestamp_utc"]
+    valid = batch.valid["timestamp_utc"]
+    if valid is not None:
+        times = times[valid]
+    return int(times[0]) if len(times) else None
+
+
+def _batches(recording, table: str, rows: int, columns=None):
+    return read_batches(recording.path, table, None, columns, None, None, None, None, rows)
 
 
 def _write_recording(path: str, name: str, out_dir: str, tables: Sequence[str],
@@ -103,33 +132,50 @@ def _write_recording(path: str, name: str, out_dir: str, tables: Sequence[str],
     import pyarrow.parquet as pq
 
     recording = read(path)
-    first = _first_timestamp(path, row_group_rows)
-    values = {"recording": name, "start_time": start_text(first)}
+    values = {"recording": name}
     constants = [k for k in PARTITION_KEYS if k not in partition_cols]
     written = {}
     for table in tables:
         base = schemas[table]
+        # The long tables are read in small batches (the reader sizes its buffers by them)
+        # and gathered into row groups of row_group_rows rows.
+        batches = _batches(recording, table,
+                           row_group_rows if table == "frame" else min(row_group_rows, 4096))
+        first = next(batches, None)
+        if "start_time" not in values:  # from the frame table's first batch where it is read
+            if table != "frame":
+                first_times = next(_batches(recording, "frame", row_group_rows,
+                                            ["timestamp_utc"]), None)
+            values["start_time"] = start_text(_first_timestamp(
+                first if table == "frame" else first_times))
         fields = list(base) + [pa.field(k, pa.string(), nullable=False) for k in constants]
         meta = dict(base.metadata)
         meta[b"vq_corelog.recording"] = json.dumps(
             {"recording": name, "start_time": values["start_time"],
              "path": os.path.abspath(path)}).encode()
         file_schema = pa.schema(fields, metadata=meta)
-        folder = os.path.join(out_dir, table,
-                              *(f"{k}={values[k]}" for k in partition_cols))
+        texts = [f.name for f in fields if f.type == pa.string()]
+        folder = os.path.join(out_dir, table, *(f"{k}={values[k]}" for k in partition_cols))
         os.makedirs(folder, exist_ok=True)
         target = os.path.join(folder, "part-0.parquet")
-        partial = target + ".partial"
+        partial = os.path.join(folder, ".part-0.parquet.partial")  # hidden from readers
         try:
-            with pq.ParquetWriter(partial, file_schema, compression=compression) as writer:
-                for batch in recording.batches(rows=row_group_rows, table=table,
-                                               format="arrow"):
-                    arrays = list(batch.columns)
+            with pq.ParquetWriter(partial, file_schema, compression=compression,
+                                  use_dictionary=texts) as writer:
+                pending, rows = [], 0
+                for batch in itertools.chain([first] if first else [], batches):
+                    arrays = _arrow_arrays(batch, base)
                     arrays += [pa.DictionaryArray.from_arrays(
-                        np.zeros(batch.num_rows, np.int32), [values[k]]).cast(pa.string())
+                        np.zeros(batch.rows, np.int32), [values[k]]).cast(pa.string())
                         for k in constants]
-                    writer.write_table(pa.Table.from_arrays(arrays, schema=file_schema),
-                                       row_group_size=row_group_rows)
+                    pending.append(pa.Table.from_arrays(arrays, schema=file_schema))
+                    rows += batch.rows
+                    if rows >= row_group_rows:
+                        writer.write_table(pa.concat_tables(pending),
+                                           row_group_size=row_group_rows)
+                        pending, rows = [], 0
+                if pending:
+                    writer.write_table(pa.concat_tables(pending), row_group_size=row_group_rows)
             os.replace(partial, target)
         finally:
             if os.path.exists(partial):
