@@ -42,7 +42,6 @@ def test_overview_of_a_recording_of_timing_only(demo):
 
 @pytest.mark.parametrize("args, code, stream, text", [
     (["REC", "-o", "OUT/x.png"], 0, "stdout", "x.png"),
-    (["REC", "-o", "OUT/x.svg"], 0, "stdout", "x.svg"),
     (["OUT/missing", "-o", "OUT/y.png"], 1, "stderr", "no such file or directory"),
     (["REC", "-o", "OUT/no/dir/z.png"], 1, "stderr", "No such file or directory"),
 ])
