@@ -20,7 +20,14 @@ def main(argv: Optional[List[str]] = None) -> int:
     overview.add_argument("--end", type=float, help="last time_s to draw, in seconds")
     args = parser.parse_args(argv)
 
+    import os
+
     from . import Error, read
+
+    folder = os.path.dirname(args.output) or "."
+    if not os.path.isdir(folder):  # before the drawing, which takes a while
+        print(f"python -m vq_corelog overview: {folder}: no such directory", file=sys.stderr)
+        return 1
     from .plot import overview as draw
 
     try:

@@ -43,7 +43,7 @@ def test_overview_of_a_recording_of_timing_only(demo):
 @pytest.mark.parametrize("args, code, stream, text", [
     (["REC", "-o", "OUT/x.png"], 0, "stdout", "x.png"),
     (["OUT/missing", "-o", "OUT/y.png"], 1, "stderr", "no such file or directory"),
-    (["REC", "-o", "OUT/no/dir/z.png"], 1, "stderr", "No such file or directory"),
+    (["REC", "-o", "OUT/no/dir/z.png"], 1, "stderr", "/no/dir: no such directory"),
 ])
 def test_command(demo, tmp_path, args, code, stream, text):
     args = [a.replace("REC", str(demo)).replace("OUT", str(tmp_path)) for a in args]
