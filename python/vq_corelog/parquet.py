@@ -7,9 +7,10 @@ Layout of ``out_dir``, one dataset per table, Hive-style::
     out_dir/head_intersections/recording=<name>/start_time=<start>/part-0.parquet
 
 ``<name>`` is the recording's file or directory name without ".vql"; ``<start>`` is the
-timestamp_utc of its first timed frame in ISO 8601 basic form, UTC, milliseconds
+timestamp_utc of its first timed frame (looked for among the first ``row_group_rows`` frames)
+in ISO 8601 basic form, UTC, milliseconds
 ("20261123T023118.250Z"; no colons, so that every file system and object store takes it), or
-"__HIVE_DEFAULT_PARTITION__" when no frame has a timing record. Values that are not partition
+"__HIVE_DEFAULT_PARTITION__" when none of those frames has a timing record. Values that are not partition
 columns are stored as constant string columns of every row instead, so that each file still
 says where its rows came from.
 
