@@ -17,6 +17,7 @@ from ._live import Stream, connect
 from ._columns import TABLES, ColumnInfo, schema
 from ._recording import KIND_IDS, Recording, kind_id, read
 from ._writer import Writer
+from .parquet import to_parquet
 
 _core.set_error_classes(ERROR_CLASSES)
 
@@ -26,5 +27,5 @@ __all__ = [
     "AddressError", "ColumnInfo", "EngineState", "Error", "Eye", "Eyes", "FileError", "Frame", "Gaze",
     "GeometryError", "Head", "Inertia", "KIND_IDS", "OutputDataError", "Pupil", "Recording",
     "SerialPortError", "SerializableError", "SocketError", "Stream", "TABLES", "Timing",
-    "Writer", "connect", "kind_id", "read", "schema",
+    "Writer", "connect", "kind_id", "read", "schema", "to_parquet",
 ]

@@ -116,3 +116,17 @@ def random_recording(request, tmp_path_factory):
     with vq.Writer(base / "rec.vql", per_kind=False) as writer:
         writer.write_all(frames)
     return base / "rec", base / "rec.vql", frames
+
+
+@pytest.fixture(scope="session")
+def fleet(tmp_path_factory, vqlog):
+    """Three 80-second, 15 Hz per-kind demo recordings of different seeds: a tiny fleet."""
+    base = tmp_path_factory.mktemp("fleet")
+    paths = []
+    for seed in (3, 1, 2):
+        out = base / f"drive-{seed}"
+        subprocess.run([vqlog, "demo", "--fast", "--seconds", "80", "--rate", "15", "--seed",
+                        str(seed), "--out", str(out)], check=True, stdout=subprocess.DEVNULL,
+                       timeout=60)
+        paths.append(out)
+    return paths
