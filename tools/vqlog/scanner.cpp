@@ -5,12 +5,16 @@
 #include <cstring>
 #include <filesystem>
 
+#include "vq/eod/recordheader.h"
 #include "vqlog/kinds.h"
 
 namespace vqlog {
 
 using vq::eod::ByteBuffer;
 using vq::eod::EngineOutputData;
+using vq::eod::parseRecordHeader;
+using vq::eod::RecordExtent;
+using vq::eod::RecordHeader;
 using vq::eod::Serializable;
 using vq::eod::SerializableFactory;
 namespace status = vq::eod::status;
@@ -95,20 +99,16 @@ RecordScanner::Decoded RecordScanner::decodeAt(std::uint64_t offset) {
     }
     load(offset, std::min(_size, offset + 7));
     const std::size_t p = static_cast<std::size_t>(offset - _window_begin);
-    std::uint64_t header = 3;
-    d.id = static_cast<char>(_window[p]);
-    d.data_size = (std::uint64_t{_window[p + 1]} << 8) | _window[p + 2];
-    if (d.data_size == Serializable::extendedHeaderSizeMagicCookie()) {
-        if (offset + 7 > _size) {
-            d.result = Decoded::HEADER_CUT;
-            return d;
-        }
-        header = 7;
-        d.data_size = 0;
-        for (std::size_t i = 3; i < 7; ++i) {
-            d.data_size = (d.data_size << 8) | _window[p + i];
-        }
+    RecordHeader parsed;
+    const RecordExtent extent = parseRecordHeader(
+        &_window[p], static_cast<std::size_t>(std::min<std::uint64_t>(_size - offset, 7)), parsed);
+    d.id = parsed.object_id;
+    if (extent == RecordExtent::HEADER_INCOMPLETE) {
+        d.result = Decoded::HEADER_CUT;
+        return d;
     }
+    const std::uint64_t header = parsed.header_bytes;
+    d.data_size = parsed.data_size;
     const std::uint64_t announced_end = offset + header + d.data_size;
     d.available = _size - (offset + header);
     if (d.data_size > MAX_RECORD_BYTES) {
@@ -147,21 +147,15 @@ bool RecordScanner::plausibleHeaderAt(std::uint64_t offset) {
     }
     load(offset, std::min(_size, offset + 8));
     const std::size_t p = static_cast<std::size_t>(offset - _window_begin);
-    if (static_cast<char>(_window[p]) != EngineOutputData::THIS_OBJECT_ID) {
+    RecordHeader parsed;
+    if (parseRecordHeader(&_window[p],
+                          static_cast<std::size_t>(std::min<std::uint64_t>(_size - offset, 8)),
+                          parsed) == RecordExtent::HEADER_INCOMPLETE ||
+        parsed.object_id != EngineOutputData::THIS_OBJECT_ID) {
         return false;
     }
-    std::uint64_t header = 3;
-    std::uint64_t size = (std::uint64_t{_window[p + 1]} << 8) | _window[p + 2];
-    if (size == Serializable::extendedHeaderSizeMagicCookie()) {
-        if (offset + 8 > _size) {
-            return false;
-        }
-        header = 7;
-        size = 0;
-        for (std::size_t i = 3; i < 7; ++i) {
-            size = (size << 8) | _window[p + i];
-        }
-    }
+    const std::uint64_t header = parsed.header_bytes;
+    const std::uint64_t size = parsed.data_size;
     // Writers never write a disabled frame, so its flag byte is 1.
     return size >= MIN_FRAME_DATA_BYTES && size <= MAX_RECORD_BYTES &&
            offset + header + size <= _size && _window[p + header] == 1;
