@@ -337,6 +337,8 @@ int exportFrames(const ExportOptions& options) {
     read.end_s = options.end;
     if (isDirectory(options.path)) {
         requireOneRecording(options.path, logFiles(options.path));
+    } else {
+        FrameSource(options.path, selection);  // its checks: no device, no FIFO
     }
     // A first pass learns the kinds, and so the columns, and the number of frames.
     // A damaged recording: its frames before the damage (the rows the reader gives before its

@@ -6,6 +6,7 @@
 #include <cstdio>
 #include <cstdlib>
 #include <ctime>
+#include <exception>
 #include <iostream>
 #include <sstream>
 
@@ -235,6 +236,8 @@ int print(const PrintOptions& options) {
     read.max_frames = selection.count;
     if (isDirectory(options.path)) {
         requireOneRecording(options.path, logFiles(options.path));
+    } else {
+        FrameSource(options.path, selection);  // its checks: no device, no FIFO
     }
     if (options.columns.empty()) {
         read.columns = defaultColumns(options.path, read, lineWidth());
@@ -253,12 +256,24 @@ int print(const PrintOptions& options) {
     writeRow(names, widths, left);
     ColumnBatch batch;
     std::vector<std::string> cells(names.size());
-    while (reader.next(batch)) {
+    for (;;) {
+        std::exception_ptr failure;  // the error that ended the read
+        try {
+            if (!reader.next(batch)) {
+                break;
+            }
+        } catch (const vq::eod::EODError&) {
+            failure = std::current_exception();  // the batch holds the rows before it
+        }
         for (std::size_t row = 0; row < batch.numRows(); ++row) {
             for (std::size_t c = 0; c < batch.numColumns(); ++c) {
                 cells[c] = cellText(batch.column(c), row, names[c] == "time_s");
             }
             writeRow(cells, widths, left);
+        }
+        if (failure) {
+            std::cout.flush();
+            std::rethrow_exception(failure);
         }
     }
     if (reader.framesTaken() == 0) {
