@@ -9,10 +9,14 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
+#include <set>
 
 #include "vqlog/commands.h"
+#include "vqlog/compressed.h"
 #include "vqlog/kinds.h"
 #include "vqlog/recording.h"
+#include "vqlog/scanner.h"
+#include "vqlog/tabletext.h"
 #include "vqlog/terminal.h"
 
 namespace vqlog {
@@ -31,6 +35,7 @@ struct ExportOptions {
     std::string format = "csv";
     std::string output;  // empty: standard output
     std::string table = "frame";
+    std::string columns;  // comma-separated; empty: those of the kinds the recording holds
     double start = -std::numeric_limits<double>::infinity();
     double end = std::numeric_limits<double>::infinity();
     SelectionOptions select;
@@ -123,7 +128,15 @@ void appendTimestamp(TextBuffer& out, std::int64_t ns) {
     out += std::string_view(fraction, 5);
 }
 
-void appendCsvText(TextBuffer& out, std::string_view text) {
+// A label in CSV: bytes outside UTF-8 as \xNN, quoted (RFC 4180) when it holds a comma, a quote
+// or a line break.
+void appendCsvText(TextBuffer& out, std::string_view raw) {
+    std::string escaped;
+    std::string_view text = raw;
+    if (needsEscape(raw, false)) {
+        escaped = escapeLabel(raw, false);
+        text = escaped;
+    }
     if (text.find_first_of(",\"\r\n") == std::string_view::npos) {
         out += text;
         return;
@@ -138,7 +151,15 @@ void appendCsvText(TextBuffer& out, std::string_view text) {
     out += '"';
 }
 
-void appendJsonText(TextBuffer& out, std::string_view text) {
+// A label as a JSON string: bytes outside UTF-8 as \xNN (so "\\xNN" in JSON), control
+// characters as \u00NN.
+void appendJsonText(TextBuffer& out, std::string_view raw) {
+    std::string escaped;
+    std::string_view text = raw;
+    if (needsEscape(raw, false)) {
+        escaped = escapeLabel(raw, false);
+        text = escaped;
+    }
     out += '"';
     for (char c : text) {
         if (c == '"' || c == '\\') {
@@ -249,6 +270,52 @@ std::vector<char> uncovered(const std::vector<char>& kinds) {
     return left;
 }
 
+// What a first pass learns from a damaged recording: the kinds and number of the frames before
+// the damage, read through the record objects.
+vq::eod::io::RecordingSummary summaryBeforeDamage(const std::string& path,
+                                                  const Selection& selection) {
+    vq::eod::io::RecordingSummary summary;
+    std::set<char> kinds;
+    try {
+        FrameSource source(path, selection);
+        while (FramePtr frame = source.next()) {
+            const std::set<char> more = recordKinds(*frame);
+            kinds.insert(more.begin(), more.end());
+            ++summary.frames;
+        }
+    } catch (const std::exception&) {
+        // the damage: the frames before it are those the export writes
+    }
+    summary.kinds.assign(kinds.begin(), kinds.end());
+    std::sort(summary.kinds.begin(), summary.kinds.end());
+    return summary;
+}
+
+// Where a recording's first damage lies, by the scanner: "<file> is damaged from byte N (what)";
+// empty when the scanner finds none (or the file is compressed, which it does not scan).
+std::string damageOf(const std::string& path) {
+    const std::vector<std::string> files =
+        isDirectory(path) ? logFiles(path) : std::vector<std::string>{path};
+    for (const std::string& file : files) {
+        try {
+            if (isCompressedFile(file)) {
+                continue;
+            }
+            RecordScanner scanner(file);
+            RecordScanner::Item item;
+            while (scanner.next(item)) {
+                if (item.type == RecordScanner::Item::DAMAGE) {
+                    return displayName(file) + " is damaged from byte " +
+                           std::to_string(item.begin) + " (" + item.what + ")";
+                }
+            }
+        } catch (const std::exception&) {
+            // a file the scanner cannot read: the library's error says enough
+        }
+    }
+    return "";
+}
+
 int exportFrames(const ExportOptions& options) {
     const Selection selection = options.select.selection();
     Table table = Table::FRAME;
@@ -270,9 +337,21 @@ int exportFrames(const ExportOptions& options) {
     read.end_s = options.end;
     if (isDirectory(options.path)) {
         requireOneRecording(options.path, logFiles(options.path));
+    } else {
+        FrameSource(options.path, selection);  // its checks: no device, no FIFO
     }
     // A first pass learns the kinds, and so the columns, and the number of frames.
-    const vq::eod::io::RecordingSummary summary = vq::eod::io::scanRecording(options.path, read);
+    // A damaged recording: its frames before the damage (the rows the reader gives before its
+    // error).
+    vq::eod::io::RecordingSummary summary;
+    try {
+        summary = vq::eod::io::scanRecording(options.path, read);
+    } catch (const vq::eod::EODError&) {
+        summary = summaryBeforeDamage(options.path, selection);
+    }
+    if (!options.columns.empty()) {
+        read.columns = parseColumns(options.columns, table);
+    }
     if (table == Table::FRAME) {
         for (char id : uncovered(summary.kinds)) {
             std::cerr << "vqlog export: no columns for " << kindName(id)
@@ -282,7 +361,9 @@ int exportFrames(const ExportOptions& options) {
             std::cerr << "vqlog export: " << summary.more_faces
                       << " frames hold more than one face: the columns show the first\n";
         }
-        read.columns = frameColumns(summary.kinds);
+        if (options.columns.empty()) {
+            read.columns = frameColumns(summary.kinds);
+        }
     }
 
     std::ofstream file;
@@ -316,7 +397,15 @@ int exportFrames(const ExportOptions& options) {
     ProgressBar progress("export", summary.frames);
     ColumnBatch batch;
     std::uint64_t rows = 0;
-    while (reader.next(batch)) {
+    std::string failure;  // the error that ended the read
+    for (;;) {
+        try {
+            if (!reader.next(batch)) {
+                break;
+            }
+        } catch (const vq::eod::EODError& error) {
+            failure = error.what();  // the batch holds the rows before it
+        }
         for (std::size_t row = 0; row < batch.numRows(); ++row) {
             for (std::size_t c = 0; c < batch.numColumns(); ++c) {
                 if (csv) {
@@ -334,12 +423,22 @@ int exportFrames(const ExportOptions& options) {
         out.write(text.data(), static_cast<std::streamsize>(text.size()));
         text.clear();
         progress.update(reader.framesTaken());
+        if (!failure.empty()) {
+            break;
+        }
     }
     out.write(text.data(), static_cast<std::streamsize>(text.size()));
     progress.finish();
     out.flush();
     if (!out) {
         throw ToolError("cannot write " + (options.output.empty() ? "the output" : options.output));
+    }
+    if (!failure.empty()) {
+        const std::string where = damageOf(options.path);
+        throw ToolError(displayName(options.path) + ": " + failure + "; exported the " +
+                        std::to_string(reader.framesTaken()) + " frames before it" +
+                        (where.empty() ? "" : "; " + where) +
+                        "; `vqlog recover` copies every intact frame into a new recording");
     }
     if (!options.output.empty()) {
         std::cerr << "vqlog export: " << rows << (table == Table::FRAME ? " frames, " : " rows, ")
@@ -369,6 +468,9 @@ Command addExport(CLI::App& app) {
                      "frame (one row per frame), gaze_intersections or head_intersections (one "
                      "row per intersection, keyed by frame_num)")
         ->check(CLI::IsMember({"frame", "gaze_intersections", "head_intersections"}));
+    command->add_option("--columns", options->columns,
+                        "Only these columns of the table, comma-separated, in this order, by the "
+                        "names `vqlog schema` lists");
     command->add_option("--start", options->start,
                         "Frames whose time_s (the timing record's experiment time) is at least "
                         "this many seconds; frames without a timing record are then left out");

@@ -22,19 +22,19 @@ std::string printed(const EngineOutputData& frame, bool header) {
     return out.str();
 }
 
-TEST(VqlogPrint, PrintsAsTheLibraryWithAHeaderWheneverTheColumnsChange) {
+TEST(VqlogPrint, RawPrintsAsTheLibraryWithAHeaderWheneverTheColumnsChange) {
     TempDir dir;
     const Frames frames = timedFrames(4);  // engine state in frames 0 and 2
     writeRecording(dir.path(), frames, true);
 
-    ProcessResult all = vqlog({"print", dir.path()});
+    ProcessResult all = vqlog({"print", dir.path(), "--raw"});
     EXPECT_EQ(all.exit_code, 0);
     EXPECT_EQ(all.out, printed(*frames[0], true) + printed(*frames[1], true) +
                            printed(*frames[2], true) + printed(*frames[3], true));
 
     // Timing only, frames 1 to 3, at most two: one header.
-    ProcessResult some = vqlog(
-        {"print", dir.path(), "--kinds", "timing", "--from", "1", "--to", "3", "--count", "2"});
+    ProcessResult some = vqlog({"print", dir.path(), "--raw", "--kinds", "timing", "--from", "1",
+                                "--to", "3", "--count", "2"});
     EXPECT_EQ(some.exit_code, 0);
     EXPECT_EQ(some.out, printed(*frames[1], true) + printed(*timedFrame(2, false), false));
 }
@@ -125,8 +125,8 @@ TEST(VqlogExport, TimeRangeTablesAndDamagedFilesAsTheRecordObjectsReadThem) {
         EXPECT_EQ(out.out.substr(out.out.find('\n') + 1), c.rows) << c.args[0];
     }
 
-    // A timing file cut short in its fourth frame: the library's error, met by the first pass
-    // before a row is written (the column reader's rows before an error: columnreader_test).
+    // A timing file cut short in its fourth frame: the three frames before it, then the library's
+    // error, where the damage lies and what to do.
     const std::string timing = dir / "rec/Timing.vql";
     std::filesystem::resize_file(timing, std::filesystem::file_size(timing) * 7 / 12);
     std::string expected_error;
@@ -141,8 +141,16 @@ TEST(VqlogExport, TimeRangeTablesAndDamagedFilesAsTheRecordObjectsReadThem) {
     ASSERT_FALSE(expected_error.empty());
     ProcessResult damaged = vqlog({"export", dir / "rec"});
     EXPECT_EQ(damaged.exit_code, 1);
-    EXPECT_EQ(damaged.out, "");
-    EXPECT_EQ(damaged.err, "vqlog export: " + expected_error + "\n");
+    EXPECT_EQ(damaged.out.substr(damaged.out.find('\n') + 1),
+              "0,0,2023-11-14T22:13:20.000Z,0,1700000000,0,0.015,-1,1,2\n"
+              "1,0.02,2023-11-14T22:13:20.020Z,0.02,1700000000,20,0.015,-1,,\n"
+              "2,0.04,2023-11-14T22:13:20.040Z,0.04,1700000000,40,0.015,-1,1,2\n");
+    EXPECT_EQ(damaged.err,
+              "vqlog export: " + dir / "rec" + ": " + expected_error +
+                  "; exported the 3 frames before it; " + timing +
+                  " is damaged from byte 108 (truncated: the record announces 33 bytes of data, "
+                  "the file holds 15 more)"
+                  "; `vqlog recover` copies every intact frame into a new recording\n");
 }
 
 TEST(VqlogExport, GpsInSignedDegreesAndTextAndNumbersThatSurviveEveryReader) {
@@ -173,6 +181,87 @@ TEST(VqlogExport, GpsInSignedDegreesAndTextAndNumbersThatSurviveEveryReader) {
         "\"gaze_target_plane_y\":0.5,\"gaze_target_pixel_x\":null,\"gaze_target_pixel_y\":null,"
         "\"gps_valid\":false,\"gps_gmt_time\":0,\"gps_latitude_deg\":-33.867777777777775,"
         "\"gps_longitude_deg\":151.21,\"gps_speed_km_h\":null,\"gps_course\":null}\n");
+}
+
+}  // namespace
+}  // namespace vqtest
+
+namespace vqtest {
+namespace {
+
+// A label of any bytes keeps each format valid: bytes outside UTF-8 as \xNN (é stays), quotes
+// and line breaks quoted in CSV, escaped in JSON, shown as \xNN by print.
+TEST(VqlogExport, LabelsOutsideUtf8AndWithLineBreaksStayValidText) {
+    using namespace vq::eod;
+    TempDir dir;
+    EngineOutputData frame;
+    frame.setFrameNum(3);
+    boost::shared_ptr<GazeIntersectionOutputDataV4> hit(new GazeIntersectionOutputDataV4);
+    hit->addIntersection("a\xff\xc3\xa9\xed\xa0\x80\n\"q\"\\", {1, 2, 3}, {0.25f, 0.5f});
+    boost::shared_ptr<WorldOutputDataV2> world(new WorldOutputDataV2);
+    world->addSubObject(hit);
+    frame.addSubObject(world);
+    writeRecording(dir / "rec.vql", {boost::shared_ptr<EngineOutputData>(frame.clone())}, false);
+    struct Case {
+        std::vector<std::string> args;
+        std::string out;
+    } cases[] = {
+        {{"export", "--format", "csv", "--columns", "frame_num,gaze_target_label"},
+         "frame_num,gaze_target_label\n3,\"a\\xFF\xc3\xa9\\xED\\xA0\\x80\n\"\"q\"\"\\\"\n"},
+        {{"export", "--format", "jsonl", "--columns", "frame_num,gaze_target_label"},
+         "{\"frame_num\":3,\"gaze_target_label\":\"a\\\\xFF\xc3\xa9\\\\xED\\\\xA0\\\\x80\\u000a"
+         "\\\"q\\\"\\\\\"}\n"},
+        {{"print", "--columns", "frame_num,gaze_target_label"},
+         "frame_num  gaze_target_label\n"
+         "        3  a\\xFF\xc3\xa9\\xED\\xA0\\x80\\x0A\"q\"\\\n"},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::string> args{c.args[0], dir / "rec.vql"};
+        args.insert(args.end(), c.args.begin() + 1, c.args.end());
+        const ProcessResult result = vqlog(args);
+        EXPECT_EQ(result.exit_code, 0) << c.args[2];
+        EXPECT_EQ(result.out, c.out) << c.args[2];
+    }
+}
+
+// By default print shows the columns the recording has, as many as fit 80 characters off a
+// terminal, under one header; --columns chooses by the schema's names.
+TEST(VqlogPrint, TableOfChosenColumnsUnderOneHeader) {
+    TempDir dir;
+    writeRecording(dir.path(), timedFrames(3), true);
+    struct Case {
+        std::vector<std::string> args;
+        int exit_code;
+        std::string out;
+        std::string err;
+    } cases[] = {
+        {{},
+         0,
+         "frame_num      time_s  engine_state\n"
+         "        0      0.0000             1\n"
+         "        1      0.0200             -\n"
+         "        2      0.0400             1\n",
+         ""},
+        {{"--columns", "frame_num,engine_state", "--from", "1"},
+         0,
+         "frame_num  engine_state\n"
+         "        1             -\n"
+         "        2             1\n",
+         ""},
+        {{"--columns", "frame_num,bogus"},
+         2,
+         "",
+         "vqlog print: --columns: unknown column 'bogus' (`vqlog schema` lists them)\nRun with "
+         "--help for more information.\n"},
+    };
+    for (const Case& c : cases) {
+        std::vector<std::string> args{"print", dir.path()};
+        args.insert(args.end(), c.args.begin(), c.args.end());
+        const ProcessResult result = vqlog(args);
+        EXPECT_EQ(result.exit_code, c.exit_code);
+        EXPECT_EQ(result.out, c.out);
+        EXPECT_EQ(result.err, c.err);
+    }
 }
 
 }  // namespace
