@@ -383,6 +383,9 @@ void writeText(const Stats& s, const StatsOptions& options) {
     Table kinds({"kind", "frames", "rate/s", "gaps in time", "missing s", "gaps in frames",
                  "missing frames"});
     for (const KindTrack& track : s.kinds) {
+        if (track.frames == 0) {
+            continue;
+        }
         const KindResult k = kindResult(track);
         kinds.add({k.name, std::to_string(k.frames), k.rate > 0 ? fixed(k.rate, 1) : "-",
                    std::to_string(k.time_gaps), fixed(k.missing_time, 3),
@@ -427,10 +430,17 @@ void writeText(const Stats& s, const StatsOptions& options) {
                       << fixed(100 * runs.seconds / moving, 1) << " % of the time\n";
         }
     }
-    std::cout << "tracking: head " << percent(s.head_tracked, s.head_frames) << " % of "
-              << s.head_frames << " frames with a head record; engine running "
-              << percent(s.engine_running, s.engine_frames) << " % of " << s.engine_frames
-              << " frames with an engine state\n";
+    std::cout << "tracking: "
+              << (s.head_frames == 0
+                      ? std::string("no head records")
+                      : "head " + percent(s.head_tracked, s.head_frames) + " % of " +
+                            std::to_string(s.head_frames) + " frames with a head record")
+              << "; "
+              << (s.engine_frames == 0
+                      ? std::string("no engine states")
+                      : "engine running " + percent(s.engine_running, s.engine_frames) + " % of " +
+                            std::to_string(s.engine_frames) + " frames with an engine state")
+              << '\n';
 }
 
 void writeJson(const Stats& s, const StatsOptions& options) {
@@ -439,9 +449,13 @@ void writeJson(const Stats& s, const StatsOptions& options) {
         << ",\"last_frame\":" << s.last_frame
         << ",\"duration_s\":" << (s.timed ? number(s.last_time - s.first_time, 6) : "null")
         << ",\"kinds\":[";
-    for (std::size_t i = 0; i < s.kinds.size(); ++i) {
-        const KindResult k = kindResult(s.kinds[i]);
-        out << (i > 0 ? "," : "") << "{\"kind\":\"" << k.name << "\",\"frames\":" << k.frames
+    bool first = true;
+    for (const KindTrack& track : s.kinds) {
+        if (track.frames == 0) {
+            continue;
+        }
+        const KindResult k = kindResult(track);
+        out << (first ? "" : ",") << "{\"kind\":\"" << k.name << "\",\"frames\":" << k.frames
             << ",\"rate_hz\":" << (k.rate > 0 ? number(k.rate, 3) : "null")
             << ",\"gaps_in_time\":" << k.time_gaps << ",\"missing_s\":" << number(k.missing_time, 6)
             << ",\"gaps_in_frames\":" << k.frame_gaps << ",\"missing_frames\":" << k.missing_frames
@@ -460,7 +474,7 @@ void writeJson(const Stats& s, const StatsOptions& options) {
         << ",\"mean_ms\":" << number(s.blinks.mean() * 1000, 3) << ",\"per_minute\":"
         << (minutes > 0 ? number(static_cast<double>(s.blinks.count) / minutes, 3) : "null")
         << "},\"perclos\":[";
-    bool first = true;
+    first = true;
     for (const auto& [index, window] : s.windows) {
         const double from = s.first_time + static_cast<double>(index) * options.window;
         out << (first ? "" : ",") << "{\"from_s\":" << number(from, 6)
@@ -506,12 +520,22 @@ int stats(const StatsOptions& options) {
     } else {
         FrameSource(options.path, selection);  // its checks: no device, no FIFO
     }
-    // The kinds come from a first pass of views; a damaged recording gives none there, and the
-    // read below then fails as it does.
+    // The kinds come from a first pass of views; of a damaged recording, every kind with a
+    // column is watched (those without frames are left out of the report), and the read below
+    // fails as the scan did, after the frames before the damage.
     std::vector<char> kinds;
     try {
         kinds = vq::eod::io::scanRecording(options.path, read).kinds;
     } catch (const vq::eod::EODError&) {
+        const auto& all = vq::eod::columns(vq::eod::Table::FRAME);
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            for (char id : vq::eod::columnKinds(vq::eod::Table::FRAME, i)) {
+                if (std::find(kinds.begin(), kinds.end(), id) == kinds.end()) {
+                    kinds.push_back(id);
+                }
+            }
+        }
+        std::sort(kinds.begin(), kinds.end(), vq::eod::object_id::Less());
     }
     Collector collector(options, kinds);
     read.columns = collector.columns();
