@@ -57,6 +57,7 @@ int runVqlog(int argc, char** argv) {
     add(addRecover);
     add(addMerge);
     add(addSplit);
+    add(addStats);
     add(addServe);
     add(addRecord);
     // "-": a recording read from standard input, copied to a temporary file first (the scans

@@ -25,6 +25,7 @@ Command addCheck(CLI::App& app);
 Command addRecover(CLI::App& app);
 Command addMerge(CLI::App& app);
 Command addSplit(CLI::App& app);
+Command addStats(CLI::App& app);
 Command addServe(CLI::App& app);
 Command addRecord(CLI::App& app);
 
