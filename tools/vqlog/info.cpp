@@ -10,6 +10,7 @@
 
 #include "vqlog/commands.h"
 #include "vqlog/compressed.h"
+#include "vqlog/distribution.h"
 #include "vqlog/filestats.h"
 #include "vqlog/kinds.h"
 #include "vqlog/table.h"
@@ -18,57 +19,8 @@ namespace vqlog {
 
 namespace {
 
-// Positive durations in seconds in bins 1 % wide, from 1 us to 10^4 s (shorter ones in the first
-// bin, longer in the last): quantiles within 1 % in bounded memory, whatever the recording's
-// length. A bin keeps the sum of its values, so equal values come back exactly.
-class Durations {
-public:
-    void add(double seconds) {
-        std::size_t bin = 0;
-        if (seconds > LOWEST) {
-            bin = std::min(BINS - 1, static_cast<std::size_t>(std::log(seconds / LOWEST) / STEP));
-        }
-        ++_counts[bin];
-        _sums[bin] += seconds;
-        ++_count;
-        _max = _count == 1 ? seconds : std::max(_max, seconds);
-    }
-    std::uint64_t count() const { return _count; }
-    double max() const { return _max; }
-    // The mean of the bin that holds the q-quantile (0 <= q <= 1); needs count() > 0.
-    double quantile(double q) const {
-        const auto rank = static_cast<std::uint64_t>(std::ceil(q * static_cast<double>(_count)));
-        std::uint64_t seen = 0;
-        for (std::size_t bin = 0; bin < BINS; ++bin) {
-            seen += _counts[bin];
-            if (_counts[bin] > 0 && seen >= std::max<std::uint64_t>(rank, 1)) {
-                return _sums[bin] / static_cast<double>(_counts[bin]);
-            }
-        }
-        return _max;
-    }
-    // The values above `limit` (by bin: those of the bins whose mean is above it): how many and
-    // their sum.
-    std::pair<std::uint64_t, double> above(double limit) const {
-        std::pair<std::uint64_t, double> result{0, 0.0};
-        for (std::size_t bin = 0; bin < BINS; ++bin) {
-            if (_counts[bin] > 0 && _sums[bin] / static_cast<double>(_counts[bin]) > limit) {
-                result.first += _counts[bin];
-                result.second += _sums[bin];
-            }
-        }
-        return result;
-    }
-
-private:
-    static constexpr double LOWEST = 1e-6;
-    static constexpr std::size_t BINS = 2315;            // ln(10^10) / ln(1.01)
-    static constexpr double STEP = 0.00995033085316809;  // ln(1.01)
-    std::array<std::uint64_t, BINS> _counts{};
-    std::array<double, BINS> _sums{};
-    std::uint64_t _count = 0;
-    double _max = 0;
-};
+// Durations in seconds.
+using Durations = Distribution;
 
 // An interval longer than this many times the median interval of a kind is a gap in time.
 constexpr double GAP_FACTOR = 1.5;
