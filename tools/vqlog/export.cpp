@@ -326,20 +326,11 @@ int exportFrames(const ExportOptions& options) {
     if (options.start > options.end) {
         throw UsageError("--start is beyond --end");
     }
-    ColumnReaderOptions read;
+    // The batch and its text: a few MB whatever the recording's length.
+    ColumnReaderOptions read = columnOptions(options.path, selection, 4096);
     read.table = table;
-    read.batch_rows = 4096;  // the batch and its text: a few MB whatever the recording's length
-    read.kinds = selection.kinds;
-    read.first_frame = selection.from;
-    read.last_frame = selection.to;
-    read.max_frames = selection.count;
     read.start_s = options.start;
     read.end_s = options.end;
-    if (isDirectory(options.path)) {
-        requireOneRecording(options.path, logFiles(options.path));
-    } else {
-        FrameSource(options.path, selection);  // its checks: no device, no FIFO
-    }
     // A first pass learns the kinds, and so the columns, and the number of frames.
     // A damaged recording: its frames before the damage (the rows the reader gives before its
     // error).

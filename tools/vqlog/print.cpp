@@ -228,17 +228,7 @@ int print(const PrintOptions& options) {
         return printRaw(options);
     }
     const Selection selection = options.select.selection();
-    ColumnReaderOptions read;
-    read.batch_rows = 1024;
-    read.kinds = selection.kinds;
-    read.first_frame = selection.from;
-    read.last_frame = selection.to;
-    read.max_frames = selection.count;
-    if (isDirectory(options.path)) {
-        requireOneRecording(options.path, logFiles(options.path));
-    } else {
-        FrameSource(options.path, selection);  // its checks: no device, no FIFO
-    }
+    ColumnReaderOptions read = columnOptions(options.path, selection, 1024);
     if (options.columns.empty()) {
         read.columns = defaultColumns(options.path, read, lineWidth());
     } else {

@@ -178,6 +178,22 @@ void requireOneRecording(const std::string& directory, const std::vector<std::st
     }
 }
 
+vq::eod::io::ColumnReaderOptions columnOptions(const std::string& path, const Selection& selection,
+                                               std::size_t batch_rows) {
+    if (isDirectory(path)) {
+        requireOneRecording(path, logFiles(path));
+    } else {
+        FrameSource(path, selection);  // its checks: no device, no FIFO
+    }
+    vq::eod::io::ColumnReaderOptions read;
+    read.batch_rows = batch_rows;
+    read.kinds = selection.kinds;
+    read.first_frame = selection.from;
+    read.last_frame = selection.to;
+    read.max_frames = selection.count;
+    return read;
+}
+
 FrameSource::FrameSource(const std::string& path, Selection selection)
     : _selection(std::move(selection)), _per_kind(isDirectory(path)) {
     if (_per_kind) {

@@ -61,6 +61,12 @@ std::vector<std::string> logFiles(const std::string& directory);
 // holds none.
 void requireOneRecording(const std::string& directory, const std::vector<std::string>& files);
 
+// The column reader's options for a selection, `batch_rows` rows a batch, after the checks every
+// command makes of a recording it reads through the column reader: a directory must be one
+// recording (requireOneRecording), a file a regular one (as FrameSource checks).
+vq::eod::io::ColumnReaderOptions columnOptions(const std::string& path, const Selection& selection,
+                                               std::size_t batch_rows);
+
 // The frames of a recording, merged, in ascending frame number, as the selection has them.
 class FrameSource {
 public:

@@ -459,17 +459,7 @@ int stats(const StatsOptions& options) {
     if (!(options.saccade_threshold > 0) || !std::isfinite(options.saccade_threshold)) {
         throw UsageError("--saccade-threshold must be a positive number of degrees per second");
     }
-    ColumnReaderOptions read;
-    read.batch_rows = 4096;
-    read.kinds = selection.kinds;
-    read.first_frame = selection.from;
-    read.last_frame = selection.to;
-    read.max_frames = selection.count;
-    if (isDirectory(options.path)) {
-        requireOneRecording(options.path, logFiles(options.path));
-    } else {
-        FrameSource(options.path, selection);  // its checks: no device, no FIFO
-    }
+    ColumnReaderOptions read = columnOptions(options.path, selection, 4096);
     // The kinds come from a first pass of views; of a damaged recording, every kind with a
     // column is watched (those without frames are left out of the report), and the read below
     // fails as the scan did, after the frames before the damage.
