@@ -71,11 +71,7 @@ DatagramSocket::~DatagramSocket() {
 void DatagramSocket::bindLocal(int port) {
     _local_address.setReceiverAddress();
     _local_address.setPort(port);
-    const sockaddr_in& record = _local_address.sockAddr();
-    if (detail::retrySocketCall([&] {
-            return detail::systemCalls().bind(
-                _handle.fd(), reinterpret_cast<const sockaddr*>(&record), sizeof(record));
-        }) != 0) {
+    if (detail::bindTo(_handle.fd(), _local_address.sockAddr()) != 0) {
         detail::throwSocketError("Could not bind UDP command socket to address.");
     }
     // Port 0 binds to a port the system chooses: keep that one.

@@ -155,6 +155,12 @@ int connectTo(int fd, const sockaddr_in& address) {
     return 0;
 }
 
+int bindTo(int fd, const sockaddr_in& address) {
+    return retrySocketCall([&] {
+        return systemCalls().bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    });
+}
+
 int setIntOption(int fd, int level, int option, int value) {
     return retrySocketCall(
         [&] { return systemCalls().setsockopt(fd, level, option, &value, sizeof(value)); });

@@ -56,6 +56,9 @@ bool waitReady(int fd, short events, int timeout_millis);
 // reported. Returns 0 or -1 (error recorded).
 int connectTo(int fd, const sockaddr_in& address);
 
+// bind() to an IPv4 address. Returns 0 or -1 (error recorded).
+int bindTo(int fd, const sockaddr_in& address);
+
 // Integer socket options; -1 on failure (error recorded).
 int setIntOption(int fd, int level, int option, int value);
 int getIntOption(int fd, int level, int option, int& value);

@@ -15,49 +15,35 @@ namespace vq::eod::io::detail {
 
 namespace {
 
+// Through the C library's own entry points; open and ioctl take variable arguments.
 const SystemCalls REAL_CALLS = {
-    [](int domain, int type, int protocol) { return ::socket(domain, type, protocol); },
-    [](int fd, const sockaddr* address, socklen_t length) { return ::bind(fd, address, length); },
-    [](int fd, int backlog) { return ::listen(fd, backlog); },
-    [](int fd, sockaddr* address, socklen_t* length, int flags) {
-        return ::accept4(fd, address, length, flags);
-    },
-    [](int fd, const sockaddr* address, socklen_t length) {
-        return ::connect(fd, address, length);
-    },
-    [](int fd, const void* data, std::size_t size, int flags) {
-        return ::send(fd, data, size, flags);
-    },
-    [](int fd, void* data, std::size_t size, int flags) { return ::recv(fd, data, size, flags); },
-    [](int fd, const void* data, std::size_t size, int flags, const sockaddr* to,
-       socklen_t length) { return ::sendto(fd, data, size, flags, to, length); },
-    [](int fd, void* data, std::size_t size, int flags, sockaddr* from, socklen_t* length) {
-        return ::recvfrom(fd, data, size, flags, from, length);
-    },
-    [](int fd, sockaddr* address, socklen_t* length) { return ::getsockname(fd, address, length); },
-    [](int fd, int level, int option, const void* value, socklen_t length) {
-        return ::setsockopt(fd, level, option, value, length);
-    },
-    [](int fd, int level, int option, void* value, socklen_t* length) {
-        return ::getsockopt(fd, level, option, value, length);
-    },
-    [](char* name, std::size_t length) { return ::gethostname(name, length); },
+    ::socket,
+    ::bind,
+    ::listen,
+    ::accept4,
+    ::connect,
+    ::send,
+    ::recv,
+    ::sendto,
+    ::recvfrom,
+    ::getsockname,
+    ::setsockopt,
+    ::getsockopt,
+    ::gethostname,
     [](const char* path, int flags) { return ::open(path, flags); },
-    [](int fd) { return ::close(fd); },
-    [](int fd, void* data, std::size_t size) { return ::read(fd, data, size); },
-    [](int fd, const void* data, std::size_t size) { return ::write(fd, data, size); },
-    [](pollfd* entries, nfds_t count, int timeout_millis) {
-        return ::poll(entries, count, timeout_millis);
-    },
-    [](int fd, int operation) { return ::flock(fd, operation); },
+    ::close,
+    ::read,
+    ::write,
+    ::poll,
+    ::flock,
     [](int fd, unsigned long request, void* argument) { return ::ioctl(fd, request, argument); },
-    [](int fd, termios* settings) { return ::tcgetattr(fd, settings); },
-    [](int fd, int when, const termios* settings) { return ::tcsetattr(fd, when, settings); },
-    [](int fd, int queue) { return ::tcflush(fd, queue); },
-    [](int fd) { return ::tcdrain(fd); },
-    [](const char* path) { return ::opendir(path); },
-    [](DIR* directory) { return ::readdir(directory); },
-    [](DIR* directory) { return ::closedir(directory); },
+    ::tcgetattr,
+    ::tcsetattr,
+    ::tcflush,
+    ::tcdrain,
+    ::opendir,
+    ::readdir,
+    ::closedir,
 };
 
 std::atomic<const SystemCalls*> calls_in_force{&REAL_CALLS};

@@ -89,11 +89,7 @@ void TcpSocket::close() {
 void TcpSocket::bind(const InetAddress& address) {
     VQ_REQUIRE(opened(), "socket not open");
     VQ_REQUIRE(!_connected, "socket connected");
-    const sockaddr_in& record = address.sockAddr();
-    if (detail::retrySocketCall([&] {
-            return detail::systemCalls().bind(
-                _handle.fd(), reinterpret_cast<const sockaddr*>(&record), sizeof(record));
-        }) != 0) {
+    if (detail::bindTo(_handle.fd(), address.sockAddr()) != 0) {
         detail::throwSocketError("Could not bind TCP socket to address.");
     }
     _local_address = address;

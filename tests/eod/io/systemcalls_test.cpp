@@ -11,75 +11,51 @@
 
 namespace {
 
-using vq::eod::io::detail::Clock;
-using vq::eod::io::detail::deadlineAfter;
-using vq::eod::io::detail::realSystemCalls;
-using vq::eod::io::detail::SystemCalls;
-using vq::eod::io::detail::waitUntil;
+using namespace vq::eod::io::detail;
 
-// Poll calls so far; the first `interruptions` of them fail with EINTR, later ones with
-// `failure` when it is set.
+// Polls so far; the first `interrupted` fail with EINTR, later ones with `failure` if set.
 int polls = 0;
-int interruptions = 0;
+int interrupted = 0;
 int failure = 0;
-
-int flakyPoll(pollfd* entries, nfds_t count, int timeout_millis) {
-    ++polls;
-    if (polls <= interruptions || failure != 0) {
-        errno = polls <= interruptions ? EINTR : failure;
-        return -1;
-    }
-    return realSystemCalls().poll(entries, count, timeout_millis);
-}
 
 TEST(SystemCalls, WaitUntilOutlastsSignalsAndReportsWhatPollSaw) {
     int pipe_ends[2];
     ASSERT_EQ(::pipe(pipe_ends), 0);
-    const int reader = pipe_ends[0];
-    const int writer = pipe_ends[1];
-    const int closed = ::dup(reader);
+    const int silent = pipe_ends[0];
+    const int closed = ::dup(silent);
     ::close(closed);
     SystemCalls calls = realSystemCalls();
-    calls.poll = flakyPoll;
+    calls.poll = [](pollfd* entries, nfds_t count, int millis) {
+        ++polls;
+        const int error = polls <= interrupted ? EINTR : failure;
+        return error != 0 ? (errno = error, -1) : realSystemCalls().poll(entries, count, millis);
+    };
     const vqtest::SystemCallsOverride seam(calls);
-    struct Case {
-        const char* what;
-        int fd;
-        int millis;
-        int interrupted;
-        int fails_with;
-        int result;
-        int polls;
+    const struct {
+        int fd, millis, interruptions, fails_with, result, polls;
+    } cases[] = {
+        {silent, 30, 2, 0, 0, 3},         // silence until the deadline, signals between
+        {silent, 0, 0, 0, 0, 1},          // a look without waiting
+        {closed, -1, 3, 0, POLLNVAL, 4},  // not open: reported, not waited for
+        {silent, -1, 1, ENOMEM, -1, 2},   // a failing poll, after a signal
     };
-    const Case cases[] = {
-        {"silence until the deadline, signals between", reader, 30, 2, 0, 0, 3},
-        {"a look without waiting", reader, 0, 0, 0, 0, 1},
-        {"data, after signals, without limit", -1, -1, 3, 0, POLLIN, 4},
-        {"a descriptor that is not open", closed, -1, 0, 0, POLLNVAL, 1},
-        {"a failing poll after a signal", reader, -1, 1, ENOMEM, -1, 2},
-    };
-    for (const Case& c : cases) {
-        SCOPED_TRACE(c.what);
+    for (const auto& c : cases) {
+        SCOPED_TRACE(&c - cases);
         polls = 0;
-        interruptions = c.interrupted;
+        interrupted = c.interruptions;
         failure = c.fails_with;
-        if (c.fd < 0) {
-            ASSERT_EQ(::write(writer, "x", 1), 1);
-        }
-        const auto deadline = deadlineAfter(c.millis);
-        errno = 0;
-        EXPECT_EQ(waitUntil(c.fd < 0 ? reader : c.fd, POLLIN, deadline), c.result);
+        const Deadline deadline = deadlineAfter(c.millis);
+        const int result = waitUntil(c.fd, POLLIN, deadline);
+        const int error = result < 0 ? errno : 0;
+        EXPECT_EQ(result, c.result);
+        EXPECT_EQ(error, c.fails_with);
         EXPECT_EQ(polls, c.polls);
         if (c.result == 0) {
             EXPECT_GE(Clock::now(), *deadline);  // never before the deadline
         }
-        if (c.result < 0) {
-            EXPECT_EQ(errno, c.fails_with);
-        }
     }
-    failure = 0;
-    ::close(reader);
-    ::close(writer);
+    ::close(pipe_ends[0]);
+    ::close(pipe_ends[1]);
 }
 
 }  // namespace
