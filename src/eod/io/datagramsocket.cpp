@@ -22,8 +22,8 @@ constexpr int MAX_DATAGRAM_BYTES = 65536;
 
 std::uint64_t newDatagramSocket() {
     initNetLib();
-    const int fd =
-        detail::retrySocketCall([] { return ::socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0); });
+    const int fd = detail::retrySocketCall(
+        [] { return detail::systemCalls().socket(AF_INET, SOCK_DGRAM | SOCK_CLOEXEC, 0); });
     if (fd < 0) {
         detail::throwSocketError("Failed to build socket.");
     }
@@ -71,16 +71,14 @@ DatagramSocket::~DatagramSocket() {
 void DatagramSocket::bindLocal(int port) {
     _local_address.setReceiverAddress();
     _local_address.setPort(port);
-    const sockaddr_in& record = _local_address.sockAddr();
-    if (detail::retrySocketCall([&] {
-            return ::bind(_handle.fd(), reinterpret_cast<const sockaddr*>(&record), sizeof(record));
-        }) != 0) {
+    if (detail::bindTo(_handle.fd(), _local_address.sockAddr()) != 0) {
         detail::throwSocketError("Could not bind UDP command socket to address.");
     }
     // Port 0 binds to a port the system chooses: keep that one.
     sockaddr_in bound{};
     socklen_t length = sizeof(bound);
-    if (::getsockname(_handle.fd(), reinterpret_cast<sockaddr*>(&bound), &length) == 0) {
+    if (detail::systemCalls().getsockname(_handle.fd(), reinterpret_cast<sockaddr*>(&bound),
+                                          &length) == 0) {
         _local_address.setPort(ntohs(bound.sin_port));
     }
 }
@@ -168,8 +166,9 @@ void DatagramSocket::sendChunks(const std::vector<unsigned char>& data,
         const std::size_t chunk = std::min(data.size() - offset, chunk_limit);
         const unsigned char* const bytes = data.data() + offset;
         const auto count = detail::retrySocketCall([&] {
-            return ::sendto(_handle.fd(), bytes, chunk, MSG_NOSIGNAL,
-                            reinterpret_cast<const sockaddr*>(to), to != nullptr ? sizeof(*to) : 0);
+            return detail::systemCalls().sendto(_handle.fd(), bytes, chunk, MSG_NOSIGNAL,
+                                                reinterpret_cast<const sockaddr*>(to),
+                                                to != nullptr ? sizeof(*to) : 0);
         });
         if (count < 0) {
             detail::throwSocketError("Failed to send datagram.");
@@ -195,8 +194,8 @@ int DatagramSocket::receiveDatagram(std::vector<unsigned char>& data, InetAddres
     unsigned char* const bytes = _receive_data.get();
     // MSG_TRUNC reports the datagram's real size, so an oversize one is told apart and dropped.
     const auto count = detail::retrySocketCall([&] {
-        return ::recvfrom(_handle.fd(), bytes, capacity, MSG_TRUNC,
-                          reinterpret_cast<sockaddr*>(&sender), &sender_length);
+        return detail::systemCalls().recvfrom(_handle.fd(), bytes, capacity, MSG_TRUNC,
+                                              reinterpret_cast<sockaddr*>(&sender), &sender_length);
     });
     if (count < 0) {
         detail::throwSocketError("Failed to receive datagram.");
@@ -216,8 +215,8 @@ void DatagramSocket::subscribeMulticast(std::string group) {
     _groups.push_back(group);
     const ip_mreq request = membershipRequest(group);
     if (detail::retrySocketCall([&] {
-            return ::setsockopt(_handle.fd(), IPPROTO_IP, IP_ADD_MEMBERSHIP, &request,
-                                sizeof(request));
+            return detail::systemCalls().setsockopt(_handle.fd(), IPPROTO_IP, IP_ADD_MEMBERSHIP,
+                                                    &request, sizeof(request));
         }) != 0) {
         detail::throwSocketError("Failed to request membership of multicast group " + group);
     }
@@ -230,8 +229,8 @@ void DatagramSocket::unsubscribeMulticast(std::string group) {
     }
     const ip_mreq request = membershipRequest(group);
     if (detail::retrySocketCall([&] {
-            return ::setsockopt(_handle.fd(), IPPROTO_IP, IP_DROP_MEMBERSHIP, &request,
-                                sizeof(request));
+            return detail::systemCalls().setsockopt(_handle.fd(), IPPROTO_IP, IP_DROP_MEMBERSHIP,
+                                                    &request, sizeof(request));
         }) != 0) {
         detail::throwSocketError("Failed to drop membership of multicast group " + group);
     }

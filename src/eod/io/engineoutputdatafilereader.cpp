@@ -10,6 +10,7 @@
 #include <utility>
 
 #include "eod/io/paths_internal.h"
+#include "eod/io/systemcalls_internal.h"
 #include "eod/precondition_internal.h"
 #include "eod/sharedrecord_internal.h"
 #include "vq/eod/io/engineoutputdatafileerror.h"
@@ -67,7 +68,7 @@ namespace {
 
 // Closes a directory stream on every way out.
 struct DirectoryCloser {
-    void operator()(DIR* dir) const { closedir(dir); }
+    void operator()(DIR* dir) const { detail::systemCalls().closedir(dir); }
 };
 
 bool endsWith(const std::string& text, const std::string& end) {
@@ -103,7 +104,8 @@ std::vector<std::wstring> EngineOutputDataFileReader::logFilesInDir(const std::w
     if (!detail::isNativePath(name)) {
         throwListingError("not a valid directory: " + name);
     }
-    std::unique_ptr<DIR, DirectoryCloser> dir(opendir(name.empty() ? "." : name.c_str()));
+    std::unique_ptr<DIR, DirectoryCloser> dir(
+        detail::systemCalls().opendir(name.empty() ? "." : name.c_str()));
     if (!dir) {
         if (errno == ENOENT) {
             throwListingError("No logfiles found in " + name);
@@ -117,7 +119,7 @@ std::vector<std::wstring> EngineOutputDataFileReader::logFilesInDir(const std::w
     bool any_log_name = false;
     for (;;) {
         errno = 0;
-        const dirent* entry = readdir(dir.get());
+        const dirent* entry = detail::systemCalls().readdir(dir.get());
         if (entry == nullptr) {
             if (errno != 0) {
                 throwListingError("FindNextFile failed with error code " + std::to_string(errno));

@@ -66,7 +66,7 @@ bool interfaceAddresses(std::size_t max, std::vector<in_addr_t>& addresses) {
 
 bool isThisMachinesName(const std::string& host) {
     char name[HOST_NAME_BUFFER] = {};
-    return ::gethostname(name, sizeof(name) - 1) == 0 && host == name;
+    return detail::systemCalls().gethostname(name, sizeof(name) - 1) == 0 && host == name;
 }
 
 // Resolves `host` to its IPv4 addresses (at most `max`, in the resolver's order) and its
@@ -142,7 +142,7 @@ void InetAddress::buildLocalAddressTable() {
         return;
     }
     char name[HOST_NAME_BUFFER] = {};
-    if (::gethostname(name, sizeof(name) - 1) != 0) {
+    if (detail::systemCalls().gethostname(name, sizeof(name) - 1) != 0) {
         detail::recordErrno();
         throw SocketError(netLibErrorString("Error resolving hostname"));
     }

@@ -5,15 +5,16 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 #include <termios.h>
-#include <unistd.h>
 
 #include <algorithm>
 #include <cerrno>
 #include <mutex>
 #include <system_error>
+#include <utility>
 
 #include "eod/io/serialframing_internal.h"
 #include "eod/io/serialspeed_internal.h"
+#include "eod/io/systemcalls_internal.h"
 #include "eod/precondition_internal.h"
 #include "vq/eod/io/serialporterror.h"
 
@@ -27,7 +28,9 @@ std::array<const SerialPort*, SerialPort::NUM_PORTS> SerialPort::_open_ports{};
 
 namespace {
 
-using Clock = std::chrono::steady_clock;
+using detail::Clock;
+using detail::deadlineAfter;
+using detail::retryOnInterrupt;
 
 // Bytes taken from the device per read call.
 constexpr std::size_t INPUT_CHUNK_BYTES = 4096;
@@ -44,46 +47,17 @@ std::array<std::string, SerialPort::NUM_PORTS>& devicePaths() {
     return paths;
 }
 
-// Runs a system call again while a signal interrupts it; errno stays that of the last run.
-template <typename Call>
-auto retryOnInterrupt(Call call) -> decltype(call()) {
-    decltype(call()) result;
-    do {
-        result = call();
-    } while (result == -1 && errno == EINTR);
-    return result;
-}
-
-std::optional<Clock::time_point> deadlineAfter(int millis) {
-    if (millis < 0) {
-        return std::nullopt;
-    }
-    return Clock::now() + std::chrono::milliseconds(millis);
-}
-
 // Waits until `handle` is ready for `events` (or has failed). Returns 0, TIMEOUT_ERROR once the
 // deadline has passed, or an errno value.
-unsigned long waitFor(int handle, short events, const std::optional<Clock::time_point>& deadline) {
-    for (;;) {
-        int wait_ms = -1;
-        if (deadline) {
-            const auto left = *deadline - Clock::now();
-            // Rounded up, so that the wait never ends before the deadline.
-            wait_ms = static_cast<int>(std::max<std::int64_t>(
-                0, std::chrono::ceil<std::chrono::milliseconds>(left).count()));
-        }
-        pollfd entry{handle, events, 0};
-        const int ready = ::poll(&entry, 1, wait_ms);
-        if (ready > 0) {
-            return (entry.revents & POLLNVAL) != 0 ? EBADF : 0;
-        }
-        if (ready < 0 && errno != EINTR) {
-            return static_cast<unsigned long>(errno);
-        }
-        if (ready == 0 && deadline && Clock::now() >= *deadline) {
-            return SerialPort::TIMEOUT_ERROR;
-        }
+unsigned long waitFor(int handle, short events, const detail::Deadline& deadline) {
+    const int ready = detail::waitUntil(handle, events, deadline);
+    if (ready < 0) {
+        return static_cast<unsigned long>(errno);
     }
+    if (ready == 0) {
+        return SerialPort::TIMEOUT_ERROR;
+    }
+    return (ready & POLLNVAL) != 0 ? EBADF : 0;
 }
 
 // "timed out (110)", "Input/output error (5)".
@@ -188,25 +162,26 @@ unsigned long SerialPort::openNoThrow(bool useTimeouts, int millis) {
     if (_open_ports[_port] != nullptr) {
         return EBUSY;
     }
-    const int handle = retryOnInterrupt(
-        [&] { return ::open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC); });
-    if (handle < 0) {
+    const detail::SystemCalls& calls = detail::systemCalls();
+    const int fd = retryOnInterrupt(
+        [&] { return calls.open(path.c_str(), O_RDWR | O_NOCTTY | O_NONBLOCK | O_CLOEXEC); });
+    if (fd < 0) {
         return static_cast<unsigned long>(errno);
     }
+    SocketHandle handle(static_cast<std::uint64_t>(fd));
     unsigned long error = 0;
-    if (retryOnInterrupt([&] { return ::flock(handle, LOCK_EX | LOCK_NB); }) != 0) {
+    if (retryOnInterrupt([&] { return calls.flock(fd, LOCK_EX | LOCK_NB); }) != 0) {
         error = errno == EWOULDBLOCK ? EBUSY : static_cast<unsigned long>(errno);
-    } else if (::ioctl(handle, TIOCEXCL) != 0) {
+    } else if (calls.ioctl(fd, TIOCEXCL, nullptr) != 0) {
         error = static_cast<unsigned long>(errno);
     } else {
-        error = configureLine(handle);
+        error = configureLine(fd);
     }
     if (error != 0) {
-        ::ioctl(handle, TIOCNXCL);
-        ::close(handle);
-        return error;
+        calls.ioctl(fd, TIOCNXCL, nullptr);
+        return error;  // the handle closes the descriptor
     }
-    _handle = handle;
+    _handle = std::move(handle);
     _use_timeouts = useTimeouts;
     _write_timeout_ms = millis;
     dropInput();
@@ -220,8 +195,9 @@ unsigned long SerialPort::configureLine(int handle) const {
     if (_stop_bits == ONE5STOPBITS) {
         return EINVAL;  // 1.5 stop bits exist only for 5 data bits
     }
+    const detail::SystemCalls& calls = detail::systemCalls();
     termios settings{};
-    if (::tcgetattr(handle, &settings) != 0) {
+    if (calls.tcgetattr(handle, &settings) != 0) {
         return static_cast<unsigned long>(errno);
     }
     settings.c_iflag &= ~static_cast<tcflag_t>(IGNBRK | BRKINT | PARMRK | ISTRIP | INLCR | IGNCR |
@@ -260,12 +236,12 @@ unsigned long SerialPort::configureLine(int handle) const {
     // An arbitrary rate goes on afterwards; until then the line runs at a standard one.
     const speed_t standard = arbitrary ? B38400 : static_cast<speed_t>(speed);
     if (::cfsetispeed(&settings, standard) != 0 || ::cfsetospeed(&settings, standard) != 0 ||
-        retryOnInterrupt([&] { return ::tcsetattr(handle, TCSANOW, &settings); }) != 0) {
+        retryOnInterrupt([&] { return calls.tcsetattr(handle, TCSANOW, &settings); }) != 0) {
         return static_cast<unsigned long>(errno);
     }
     // tcsetattr succeeds when any of the changes took; a driver may ignore the rest.
     termios applied{};
-    if (::tcgetattr(handle, &applied) != 0) {
+    if (calls.tcgetattr(handle, &applied) != 0) {
         return static_cast<unsigned long>(errno);
     }
     if ((applied.c_cflag & framing) != wanted || ::cfgetospeed(&applied) != standard) {
@@ -285,12 +261,11 @@ void SerialPort::open(bool useTimeouts, int millis) {
 
 void SerialPort::close() {
     const std::lock_guard<std::mutex> lock(tableMutex());
-    if (_handle < 0) {
+    if (!_handle.valid()) {
         return;
     }
-    ::ioctl(_handle, TIOCNXCL);
-    ::close(_handle);  // the lock goes with the descriptor; never retried (Linux frees it)
-    _handle = -1;
+    detail::systemCalls().ioctl(_handle.fd(), TIOCNXCL, nullptr);
+    _handle.reset();  // the lock goes with the descriptor
     _open_ports[_port] = nullptr;
     dropInput();
 }
@@ -299,7 +274,7 @@ void SerialPort::reset() {
     if (!isOpen()) {
         throw SerialPortError("reset() called on non-open serial port");
     }
-    if (::tcflush(_handle, TCIOFLUSH) != 0) {
+    if (detail::systemCalls().tcflush(_handle.fd(), TCIOFLUSH) != 0) {
         fail("SerialPort::reset():", static_cast<unsigned long>(errno));
     }
     dropInput();
@@ -309,7 +284,7 @@ void SerialPort::flush() {
     if (!isOpen()) {
         throw SerialPortError("flush() called on non-open serial port");
     }
-    if (retryOnInterrupt([&] { return ::tcdrain(_handle); }) != 0) {
+    if (retryOnInterrupt([&] { return detail::systemCalls().tcdrain(_handle.fd()); }) != 0) {
         fail("SerialPort::flush():", static_cast<unsigned long>(errno));
     }
 }
@@ -327,13 +302,13 @@ unsigned long SerialPort::fillInput(const Deadline& deadline) const {
     _input.clear();
     _input_pos = 0;
     for (;;) {
-        const unsigned long error = waitFor(_handle, POLLIN, deadline);
+        const unsigned long error = waitFor(_handle.fd(), POLLIN, deadline);
         if (error != 0) {
             return error;
         }
         _input.resize(INPUT_CHUNK_BYTES);
-        const ssize_t got =
-            retryOnInterrupt([&] { return ::read(_handle, _input.data(), _input.size()); });
+        const ssize_t got = retryOnInterrupt(
+            [&] { return detail::systemCalls().read(_handle.fd(), _input.data(), _input.size()); });
         _input.resize(got > 0 ? static_cast<std::size_t>(got) : 0);
         if (got > 0) {
             return 0;
@@ -432,8 +407,8 @@ unsigned long SerialPort::writeAll(const unsigned char* data, std::size_t size) 
     const Deadline deadline = deadlineAfter(_write_timeout_ms);
     std::size_t done = 0;
     while (done < size) {
-        const ssize_t written =
-            retryOnInterrupt([&] { return ::write(_handle, data + done, size - done); });
+        const ssize_t written = retryOnInterrupt(
+            [&] { return detail::systemCalls().write(_handle.fd(), data + done, size - done); });
         if (written > 0) {
             done += static_cast<std::size_t>(written);
             continue;
@@ -441,7 +416,7 @@ unsigned long SerialPort::writeAll(const unsigned char* data, std::size_t size) 
         if (written < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
             return static_cast<unsigned long>(errno);
         }
-        const unsigned long error = waitFor(_handle, POLLOUT, deadline);
+        const unsigned long error = waitFor(_handle.fd(), POLLOUT, deadline);
         if (error != 0) {
             return error;
         }

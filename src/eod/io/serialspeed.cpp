@@ -1,9 +1,11 @@
 #include "eod/io/serialspeed_internal.h"
 
 #include <asm/termbits.h>
-#include <sys/ioctl.h>
+#include <sys/ioctl.h>  // the request codes
 
 #include <cerrno>
+
+#include "eod/io/systemcalls_internal.h"
 
 namespace vq::eod::io::detail {
 
@@ -12,11 +14,7 @@ static_assert(ARBITRARY_SPEED == BOTHER, "the kernel's arbitrary-rate code");
 namespace {
 
 int retryIoctl(int handle, unsigned long request, termios2* settings) {
-    int result;
-    do {
-        result = ::ioctl(handle, request, settings);
-    } while (result == -1 && errno == EINTR);
-    return result;
+    return retryOnInterrupt([&] { return systemCalls().ioctl(handle, request, settings); });
 }
 
 }  // namespace

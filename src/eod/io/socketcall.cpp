@@ -4,8 +4,6 @@
 #include <poll.h>
 #include <sys/socket.h>
 
-#include <chrono>
-
 #include "vq/eod/io/netinitialiser.h"
 #include "vq/eod/io/socketerror.h"
 
@@ -116,24 +114,12 @@ void throwSocketError(const std::string& message) {
 }
 
 int waitForEvents(int fd, short events, int timeout_millis) {
-    using Clock = std::chrono::steady_clock;
-    const Clock::time_point deadline = Clock::now() + std::chrono::milliseconds(timeout_millis);
-    pollfd entry{fd, events, 0};
-    int wait_millis = timeout_millis < 0 ? -1 : timeout_millis;
-    for (;;) {
-        const int result = ::poll(&entry, 1, wait_millis);
-        if (result >= 0) {
-            return result > 0 ? 1 : 0;
-        }
-        if (errno != EINTR) {
-            recordErrno();
-            return -1;
-        }
-        if (timeout_millis > 0) {
-            const auto left = std::chrono::ceil<std::chrono::milliseconds>(deadline - Clock::now());
-            wait_millis = left.count() > 0 ? static_cast<int>(left.count()) : 0;
-        }
+    const int ready = waitUntil(fd, events, deadlineAfter(timeout_millis));
+    if (ready < 0) {
+        recordErrno();
+        return -1;
     }
+    return ready > 0 ? 1 : 0;
 }
 
 bool waitReady(int fd, short events, int timeout_millis) {
@@ -145,7 +131,8 @@ bool waitReady(int fd, short events, int timeout_millis) {
 }
 
 int connectTo(int fd, const sockaddr_in& address) {
-    if (::connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) == 0) {
+    if (systemCalls().connect(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address)) ==
+        0) {
         return 0;
     }
     if (errno != EINTR) {
@@ -168,13 +155,21 @@ int connectTo(int fd, const sockaddr_in& address) {
     return 0;
 }
 
+int bindTo(int fd, const sockaddr_in& address) {
+    return retrySocketCall([&] {
+        return systemCalls().bind(fd, reinterpret_cast<const sockaddr*>(&address), sizeof(address));
+    });
+}
+
 int setIntOption(int fd, int level, int option, int value) {
-    return retrySocketCall([&] { return ::setsockopt(fd, level, option, &value, sizeof(value)); });
+    return retrySocketCall(
+        [&] { return systemCalls().setsockopt(fd, level, option, &value, sizeof(value)); });
 }
 
 int getIntOption(int fd, int level, int option, int& value) {
     socklen_t length = sizeof(value);
-    return retrySocketCall([&] { return ::getsockopt(fd, level, option, &value, &length); });
+    return retrySocketCall(
+        [&] { return systemCalls().getsockopt(fd, level, option, &value, &length); });
 }
 
 }  // namespace vq::eod::io::detail

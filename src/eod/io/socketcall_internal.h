@@ -1,4 +1,4 @@
-// The one seam between the socket classes and the system's socket calls.
+// The error table of the socket classes and their calls on top of the system-call seam.
 //
 // Every socket call goes through retrySocketCall, which repeats a call interrupted by a signal
 // and records the error of a call that failed for the calling thread, as a code of the error
@@ -7,8 +7,9 @@
 
 #include <netinet/in.h>
 
-#include <cerrno>
 #include <string>
+
+#include "eod/io/systemcalls_internal.h"
 
 namespace vq::eod::io::detail {
 
@@ -32,16 +33,11 @@ const char* socketErrorText(int code) noexcept;
 // Calls `call` until it is not interrupted by a signal; a result of -1 records errno.
 template <typename Call>
 auto retrySocketCall(Call&& call) -> decltype(call()) {
-    for (;;) {
-        const auto result = call();
-        if (result != -1) {
-            return result;
-        }
-        if (errno != EINTR) {
-            recordErrno();
-            return result;
-        }
+    const auto result = retryOnInterrupt(call);
+    if (result == -1) {
+        recordErrno();
     }
+    return result;
 }
 
 // Raises SocketError with netLibErrorString(message).
@@ -59,6 +55,9 @@ bool waitReady(int fd, short events, int timeout_millis);
 // connect() that survives a signal: the connection under way is awaited and its result
 // reported. Returns 0 or -1 (error recorded).
 int connectTo(int fd, const sockaddr_in& address);
+
+// bind() to an IPv4 address. Returns 0 or -1 (error recorded).
+int bindTo(int fd, const sockaddr_in& address);
 
 // Integer socket options; -1 on failure (error recorded).
 int setIntOption(int fd, int level, int option, int value);

@@ -1,6 +1,6 @@
 #include "vq/eod/io/sockethandle.h"
 
-#include <unistd.h>
+#include "eod/io/systemcalls_internal.h"
 
 namespace vq::eod::io {
 
@@ -21,7 +21,7 @@ void SocketHandle::reset(std::uint64_t handle) noexcept {
     if (valid()) {
         // Never retried: on Linux the descriptor is released even when close reports EINTR, and
         // a retry could close a descriptor that another thread has opened meanwhile.
-        ::close(fd());
+        detail::systemCalls().close(fd());
     }
     _handle = handle;
 }

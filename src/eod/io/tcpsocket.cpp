@@ -69,8 +69,9 @@ TcpSocket::~TcpSocket() = default;
 void TcpSocket::open() {
     VQ_REQUIRE(!opened(), "socket already open");
     initNetLib();
-    const int fd = detail::retrySocketCall(
-        [] { return ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP); });
+    const int fd = detail::retrySocketCall([] {
+        return detail::systemCalls().socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, IPPROTO_TCP);
+    });
     if (fd < 0) {
         detail::throwSocketError("Failed to build socket.");
     }
@@ -88,17 +89,15 @@ void TcpSocket::close() {
 void TcpSocket::bind(const InetAddress& address) {
     VQ_REQUIRE(opened(), "socket not open");
     VQ_REQUIRE(!_connected, "socket connected");
-    const sockaddr_in& record = address.sockAddr();
-    if (detail::retrySocketCall([&] {
-            return ::bind(_handle.fd(), reinterpret_cast<const sockaddr*>(&record), sizeof(record));
-        }) != 0) {
+    if (detail::bindTo(_handle.fd(), address.sockAddr()) != 0) {
         detail::throwSocketError("Could not bind TCP socket to address.");
     }
     _local_address = address;
     sockaddr_in bound{};
     socklen_t length = sizeof(bound);
     if (detail::retrySocketCall([&] {
-            return ::getsockname(_handle.fd(), reinterpret_cast<sockaddr*>(&bound), &length);
+            return detail::systemCalls().getsockname(_handle.fd(),
+                                                     reinterpret_cast<sockaddr*>(&bound), &length);
         }) != 0) {
         detail::throwSocketError("Could not determine bound port for TCP socket.");
     }
@@ -108,7 +107,8 @@ void TcpSocket::bind(const InetAddress& address) {
 void TcpSocket::listen() {
     VQ_REQUIRE(opened(), "un-open socket");
     // The system caps the backlog at its own maximum.
-    if (detail::retrySocketCall([&] { return ::listen(_handle.fd(), INT_MAX); }) != 0) {
+    if (detail::retrySocketCall(
+            [&] { return detail::systemCalls().listen(_handle.fd(), INT_MAX); }) != 0) {
         detail::throwSocketError("Socket Error try to set listening state");
     }
 }
@@ -121,7 +121,8 @@ TcpSocket* TcpSocket::accept(int timeoutMillis) {
     sockaddr_in peer{};
     socklen_t length = sizeof(peer);
     const int fd = detail::retrySocketCall([&] {
-        return ::accept4(_handle.fd(), reinterpret_cast<sockaddr*>(&peer), &length, SOCK_CLOEXEC);
+        return detail::systemCalls().accept4(_handle.fd(), reinterpret_cast<sockaddr*>(&peer),
+                                             &length, SOCK_CLOEXEC);
     });
     if (fd < 0) {
         detail::throwSocketError("Socket Error trying to accept connection");
@@ -155,7 +156,8 @@ int TcpSocket::receive(std::vector<unsigned char>& data, int timeoutMillis, bool
     }
     unsigned char* const bytes = _receive_buffer.buffer();
     const auto count = detail::retrySocketCall([&] {
-        return ::recv(_handle.fd(), bytes, static_cast<std::size_t>(_receive_buffer.size()), 0);
+        return detail::systemCalls().recv(_handle.fd(), bytes,
+                                          static_cast<std::size_t>(_receive_buffer.size()), 0);
     });
     if (count < 0) {
         detail::throwSocketError("Failed to receive data.");
@@ -200,8 +202,9 @@ std::uint64_t TcpSocket::sendBytes(const unsigned char* data, std::uint64_t size
     VQ_REQUIRE(_connected, "unconnected socket");
     const auto length = static_cast<std::size_t>(std::min<std::uint64_t>(size, INT_MAX));
     // MSG_NOSIGNAL: a peer that went away is an error here, not a SIGPIPE for the process.
-    const auto count = detail::retrySocketCall(
-        [&] { return ::send(_handle.fd(), data, length, flags | MSG_NOSIGNAL); });
+    const auto count = detail::retrySocketCall([&] {
+        return detail::systemCalls().send(_handle.fd(), data, length, flags | MSG_NOSIGNAL);
+    });
     if (count < 0) {
         if ((flags & MSG_DONTWAIT) != 0 && (errno == EAGAIN || errno == EWOULDBLOCK)) {
             detail::setLastSocketError(0);

@@ -2,7 +2,6 @@
 #include "vq/eod/io/engineoutputdatafilereader.h"
 
 #include <dirent.h>
-#include <dlfcn.h>
 #include <sys/stat.h>
 
 #include <gtest/gtest.h>
@@ -16,27 +15,8 @@
 #include "vq/eod/timingoutputdata.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
+#include "vqtest/systemcalls.h"
 #include "vqtest/testrecords.h"
-
-// The test program's own opendir and readdir take the place of the C library's, for the library
-// too: while fail_errno is set, the call named by fail_call fails with it (root reads any
-// directory, and a failing readdir cannot be provoked otherwise).
-namespace {
-int fail_errno = 0;
-std::string fail_call;
-template <typename F>
-F next(const char* name) {
-    return reinterpret_cast<F>(dlsym(RTLD_NEXT, name));
-}
-}  // namespace
-extern "C" DIR* opendir(const char* name) {
-    static const auto real = next<DIR* (*)(const char*)>("opendir");
-    return fail_call == "opendir" && fail_errno != 0 ? (errno = fail_errno, nullptr) : real(name);
-}
-extern "C" dirent* readdir(DIR* dir) {
-    static const auto real = next<dirent* (*)(DIR*)>("readdir");
-    return fail_call == "readdir" && fail_errno != 0 ? (errno = fail_errno, nullptr) : real(dir);
-}
 
 namespace {
 
@@ -197,13 +177,16 @@ TEST_F(EngineOutputDataFileReaderTest, ListingAndOpeningErrors) {
     EXPECT_FILE_ERROR(list(dir / "only_dirs/notes.txt"),
                       LISTING + " FindFirstFile failed with error code 20");  // ENOTDIR
     EXPECT_FILE_ERROR(list(std::string("a\0b", 3)), LISTING + "not a valid directory: a");
-    for (const auto& [call, code] : {std::pair{"opendir", EACCES}, std::pair{"readdir", EIO}}) {
-        fail_call = call;
-        fail_errno = code;
-        EXPECT_FILE_ERROR(list(dir / "only_dirs"),
-                          LISTING + (code == EACCES ? " FindFirstFile" : "FindNextFile") +
-                              " failed with error code " + std::to_string(code));
-        fail_errno = 0;
+    // Failures that root cannot provoke: an unreadable directory, a failing read of one.
+    auto failing_open = vq::eod::io::detail::realSystemCalls();
+    failing_open.opendir = [](const char*) -> DIR* { return errno = EACCES, nullptr; };
+    auto failing_read = vq::eod::io::detail::realSystemCalls();
+    failing_read.readdir = [](DIR*) -> dirent* { return errno = EIO, nullptr; };
+    for (const auto& [calls, error] :
+         {std::pair{failing_open, " FindFirstFile failed with error code 13"},
+          std::pair{failing_read, "FindNextFile failed with error code 5"}}) {
+        const vqtest::SystemCallsOverride failing(calls);
+        EXPECT_FILE_ERROR(list(dir / "only_dirs"), LISTING + error);
     }
 
     // A file that went away between listing and opening.

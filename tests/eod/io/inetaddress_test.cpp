@@ -2,7 +2,6 @@
 #include "vq/eod/io/inetaddress.h"
 
 #include <arpa/inet.h>
-#include <dlfcn.h>
 #include <ifaddrs.h>
 #include <net/if.h>
 #include <netdb.h>
@@ -16,21 +15,7 @@
 #include <vector>
 
 #include "vqtest/expect.h"
-
-// The test program's own gethostname takes the place of the C library's, for the library too:
-// while fake_hostname is set, this machine is called by it.
-namespace {
-const char* fake_hostname = nullptr;
-}  // namespace
-extern "C" int gethostname(char* name, size_t length) noexcept {
-    static const auto real =
-        reinterpret_cast<int (*)(char*, size_t)>(dlsym(RTLD_NEXT, "gethostname"));
-    if (fake_hostname == nullptr) {
-        return real(name, length);
-    }
-    std::strncpy(name, fake_hostname, length);
-    return 0;
-}
+#include "vqtest/systemcalls.h"
 
 namespace {
 
@@ -115,7 +100,13 @@ TEST(InetAddress, ThisMachinesNameResolvesWhenTheResolverDoesNotKnowIt) {
     static const std::string unknown = std::string(64, 'h') + ".invalid";
     EXPECT_EXIT(
         {
-            fake_hostname = unknown.c_str();
+            // This machine is called by the unknown name.
+            auto calls = vq::eod::io::detail::realSystemCalls();
+            calls.gethostname = [](char* name, std::size_t length) {
+                std::strncpy(name, unknown.c_str(), length);
+                return 0;
+            };
+            const vqtest::SystemCallsOverride renamed(calls);
             // The interfaces that are up, loop-back aside, in the system's order.
             std::vector<std::string> expected;
             ifaddrs* list = nullptr;

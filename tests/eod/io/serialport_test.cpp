@@ -11,6 +11,7 @@
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
 #include "vqtest/pty.h"
+#include "vqtest/systemcalls.h"
 
 namespace {
 
@@ -270,6 +271,27 @@ TEST_F(SerialPortTest, ADeviceThatDisappears) {
     EXPECT_EQ(failure([&] { port.sendDatagram(bytes("01")); }),
               "SerialPort::sendDatagram() - error: Input/output error (5)");
     EXPECT_TRUE(port.isOpen());
+}
+
+TEST_F(SerialPortTest, FailingSystemCallsAreReportedWithTheirErrno) {
+    SerialPort port(COM1, BAUD, false);
+    auto calls = vq::eod::io::detail::realSystemCalls();
+    calls.tcgetattr = [](int, termios*) { return errno = ENOTTY, -1; };
+    {
+        const vqtest::SystemCallsOverride failing(calls);
+        EXPECT_EQ(failure([&] { port.open(false, 50); }),
+                  "SerialPort::open() - Error opening port COM1 (" + pty.path() +
+                      "): Inappropriate ioctl for device (25)");
+        EXPECT_FALSE(port.isOpen());
+    }
+    port.open(true, 50);  // the failed open let go of the device and its lock
+    calls = vq::eod::io::detail::realSystemCalls();
+    calls.poll = [](pollfd*, nfds_t, int) { return errno = ENOMEM, -1; };
+    calls.tcflush = [](int, int) { return errno = EIO, -1; };
+    const vqtest::SystemCallsOverride failing(calls);
+    EXPECT_EQ(failure([&] { port.read(); }),
+              "SerialPort::read() - error: Cannot allocate memory (12)");
+    EXPECT_EQ(failure([&] { port.reset(); }), "SerialPort::reset(): Input/output error (5)");
 }
 
 }  // namespace

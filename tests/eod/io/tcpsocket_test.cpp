@@ -10,6 +10,7 @@
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
 #include "vqtest/loopback.h"
+#include "vqtest/systemcalls.h"
 
 namespace {
 
@@ -106,6 +107,17 @@ TEST(TcpSocket, APeerThatWentAwayIsASocketErrorNotASignal) {
     }
     EXPECT_EQ(message,
               "Failed to send data.: The connection was forcibly closed by the remote host.");
+}
+
+TEST(TcpSocket, AFailingWaitIsASocketError) {
+    vqtest::LoopbackPair pair = vqtest::connectedPair();
+    auto calls = detail::realSystemCalls();
+    calls.poll = [](pollfd*, nfds_t, int) { return errno = ENOMEM, -1; };
+    const vqtest::SystemCallsOverride failing(calls);
+    Bytes data;
+    EXPECT_ERROR_MESSAGE(pair.client->receive(data, PATIENCE_MILLIS, false), SocketError,
+                         "Socket Error while waiting for data: No buffer space is available. The "
+                         "socket cannot be created.");
 }
 
 TEST(TcpSocket, TimedSendStopsWhenThePeerStopsReading) {

@@ -78,6 +78,7 @@
 #include <vector>
 
 #include "vq/eod/export.h"
+#include "vq/eod/io/sockethandle.h"
 
 namespace vq::eod::io {
 
@@ -145,7 +146,7 @@ public:
     void open(bool useTimeouts, int millis);
     // Closes the port if it is open; never throws. Unread input is dropped.
     void close();
-    bool isOpen() const { return _handle >= 0; }
+    bool isOpen() const { return _handle.valid(); }
     // Whether some SerialPort of this process has the port open.
     static bool isOpen(ComPortID port);
     std::string portName() const;  // "COM1" to "COM10"
@@ -206,7 +207,7 @@ private:
     BaudRate _baud;              // bits per second
     unsigned char _parity;       // NOPARITY to SPACEPARITY
     unsigned char _stop_bits;    // ONESTOPBIT to TWOSTOPBITS
-    int _handle = -1;            // the open tty, -1 while closed
+    SocketHandle _handle;        // the open tty; none while closed
     bool _use_timeouts = false;  // read time-outs on (set by open)
     int _write_timeout_ms = -1;  // write limit in ms, negative: none (set by open)
 

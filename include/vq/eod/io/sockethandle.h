@@ -1,4 +1,4 @@
-// SocketHandle: the one owner of a socket descriptor, used by every socket class.
+// SocketHandle: the one owner of a descriptor, used by every socket class and the serial port.
 //
 // Handles are unsigned 64-bit values; INVALID_SOCKET (all ones) means "no socket". A handle owns
 // its descriptor: it closes it when destroyed, reset or assigned over, and never throws while
