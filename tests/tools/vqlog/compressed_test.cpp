@@ -25,6 +25,17 @@ TEST(VqlogCompressed, ConvertCompressesAndBackByteForByteAndPrintSeeks) {
                             " (compressed) to " + (dir / "back.vql") + " (single file, 1 file, " +
                             std::to_string(readFile(dir / "one.vql").size()) + " bytes)\n");
     EXPECT_EQ(readFile(dir / "back.vql"), readFile(dir / "one.vql"));
+    // Through a pipe: compressed to standard output, and back from standard input.
+    const ProcessResult piped = runProcess(
+        {"/bin/sh", "-c",
+         "cd '" + dir.path() + "' && V='" + VQLOG_PATH +
+             "' && $V convert --compress one.vql - | tee piped.bin | $V convert - - > piped.vql"});
+    EXPECT_EQ(piped.exit_code, 0) << piped.err;
+    EXPECT_EQ(readFile(dir / "piped.vql"), readFile(dir / "one.vql"));
+    vq::eod::io::DecompressingFileReader piped_file;
+    piped_file.open(dir / "piped.bin");
+    EXPECT_TRUE(piped_file.hasFooter());
+    EXPECT_EQ(piped_file.summary().frames, 300u);
 
     // The same frames printed from either form, starting part way.
     const ProcessResult plain = vqlog({"print", "--from", "250", "--count", "3", dir / "one.vql"});
