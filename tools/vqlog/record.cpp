@@ -311,8 +311,9 @@ Command addRecord(CLI::App& app) {
                      "file with --single-file")
         ->required();
     command->add_flag("--single-file", options->single_file, "Write whole frames into one file");
-    command->add_flag("--compress", options->compress,
-                      "Write one compressed frame file (a crash loses at most its last second)");
+    command->add_flag(
+        "--compress", options->compress,
+        "Write one compressed frame file (a crash loses at most about its last second)");
     command->add_flag("--reconnect", options->reconnect,
                       "Keep recording when the connection drops: connect again every 0.25 s, "
                       "report the gap, skip frames not newer than the last kept");
