@@ -61,10 +61,10 @@ int writeAll(int fd, const unsigned char* data, std::size_t size) {
 
 }  // namespace
 
-// The caller's thread serialises frames into the open chunk; a worker thread compresses and
-// writes the chunks the caller closes, one at a time. So at most two chunks are in memory: the
-// one being filled and the one being compressed. The worker's failures are kept and raised by
-// the caller's next call.
+// The caller's thread serialises frames into the open chunk and makes its column form when it
+// closes it; a worker thread compresses and writes the chunks the caller closes, one at a time. So
+// at most two chunks are in memory: the one being filled and the one being compressed. The worker's
+// failures are kept and raised by the caller's next call.
 class CompressingFileWriter::Impl {
 public:
     ~Impl() {
