@@ -9,7 +9,10 @@
 // file as frames, as frame bytes and into columns (ColumnReader), against the single file. For
 // seeking, the recording is written again and again, renumbered and shifted in time, into one
 // compressed file of SEEK_FILE_MB MiB (1024 by default; 0: no seeks), and random frame numbers and
-// times are sought in it. Times are CPU times of the process.
+// times are sought in it. Writing and reading use a second thread (compressing, decompressing), so
+// they are timed three ways: wall-clock, CPU time of the process, and CPU time of the calling
+// thread; seeks by CPU time of the process. Each zstd level from -5 to 9 is then written once, for
+// its size and speed.
 #include <sys/stat.h>
 
 #include <cstdio>
@@ -25,18 +28,64 @@ namespace {
 
 using namespace vq::eod;
 
+double seconds(clockid_t clock) {
+    timespec now{};
+    ::clock_gettime(clock, &now);
+    return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
+}
+
 // Time is the process's CPU time, so that other programs on a busy machine count for little.
 struct Clock {
     using time_point = double;
-    static double now() {
-        timespec now{};
-        ::clock_gettime(CLOCK_PROCESS_CPUTIME_ID, &now);
-        return static_cast<double>(now.tv_sec) + static_cast<double>(now.tv_nsec) * 1e-9;
-    }
+    static double now() { return seconds(CLOCK_PROCESS_CPUTIME_ID); }
 };
 
 double secondsSince(double start) {
     return Clock::now() - start;
+}
+
+// Wall-clock, process and calling thread's CPU time of a stretch of work.
+struct Times {
+    double wall = 0;
+    double process = 0;
+    double thread = 0;
+};
+
+struct Stopwatch {
+    Times start{seconds(CLOCK_MONOTONIC), seconds(CLOCK_PROCESS_CPUTIME_ID),
+                seconds(CLOCK_THREAD_CPUTIME_ID)};
+    Times elapsed() const {
+        return {seconds(CLOCK_MONOTONIC) - start.wall,
+                seconds(CLOCK_PROCESS_CPUTIME_ID) - start.process,
+                seconds(CLOCK_THREAD_CPUTIME_ID) - start.thread};
+    }
+};
+
+Times best(const Times& a, const Times& b) {
+    return a.wall <= b.wall ? a : b;
+}
+
+// "<wall> frames/s (process CPU <p> frames/s, calling thread <t> frames/s)"
+std::string rates(double count, const Times& times) {
+    char text[160];
+    std::snprintf(text, sizeof text, "%.2f M frames/s (process CPU %.2f M, calling thread %.2f M)",
+                  count / times.wall / 1e6, count / times.process / 1e6,
+                  count / times.thread / 1e6);
+    return text;
+}
+
+// Writes the frames into a compressed file with these options.
+template <class Frames>
+Times writeCompressed(const Frames& frames, const std::string& path,
+                      const vq::eod::io::CompressingFileWriter::Options& options) {
+    const Stopwatch watch;
+    vq::eod::io::CompressingFileWriter packed;
+    packed.newFile(path, options);
+    for (const auto& frame : frames) {
+        packed.writeData(*frame);
+    }
+    packed.closeFile();
+    return watch.elapsed();
 }
 
 std::uint64_t fileSize(const std::string& path) {
@@ -73,26 +122,18 @@ int main(int argc, char** argv) {
                 static_cast<unsigned long long>(fileSize(recording)));
 
     // Writing from memory: the single-file log, then the compressed file, three times each.
-    double plain_best = 1e9;
-    double packed_best = 1e9;
+    Times plain_best{1e9, 1e9, 1e9};
+    Times packed_best{1e9, 1e9, 1e9};
     for (int round = 0; round < 3; ++round) {
-        auto start = Clock::now();
+        const Stopwatch watch;
         io::EngineOutputDataFileWriter plain;
         plain.newFile(plain_path, 65536);
         for (const auto& frame : frames) {
             plain.writeData(*frame);
         }
         plain.closeFiles();
-        plain_best = std::min(plain_best, secondsSince(start));
-
-        start = Clock::now();
-        io::CompressingFileWriter packed;
-        packed.newFile(packed_path);
-        for (const auto& frame : frames) {
-            packed.writeData(*frame);
-        }
-        packed.closeFile();
-        packed_best = std::min(packed_best, secondsSince(start));
+        plain_best = best(plain_best, watch.elapsed());
+        packed_best = best(packed_best, writeCompressed(frames, packed_path, {}));
     }
     const std::uint64_t plain_bytes = fileSize(plain_path);
     const std::uint64_t packed_bytes = fileSize(packed_path);
@@ -102,23 +143,42 @@ int main(int argc, char** argv) {
         static_cast<unsigned long long>(plain_bytes), static_cast<unsigned long long>(packed_bytes),
         static_cast<double>(plain_bytes) / static_cast<double>(packed_bytes),
         100.0 * static_cast<double>(packed_bytes) / static_cast<double>(plain_bytes));
-    std::printf("write: single file %.0f frames/s, compressed %.0f frames/s (ratio %.2f)\n",
-                count / plain_best, count / packed_best, plain_best / packed_best);
+    std::printf("write: single file %s\n       compressed %s (wall-clock ratio %.2f)\n",
+                rates(count, plain_best).c_str(), rates(count, packed_best).c_str(),
+                plain_best.wall / packed_best.wall);
 
     // Reading back: frame bytes (what a column reader takes) and frames.
     {
         io::DecompressingFileReader reader;
         reader.open(packed_path);
-        auto start = Clock::now();
         const unsigned char* data = nullptr;
         std::size_t size = 0;
         std::uint64_t bytes = 0;
+        Times raw_best{1e9, 1e9, 1e9};
+        for (int round = 0; round < 3; ++round) {
+            reader.rewind();
+            bytes = 0;
+            const Stopwatch watch;
+            while (reader.readFrameBytes(data, size)) {
+                bytes += data[size - 1] + size;  // touches the frame, as a consumer would
+            }
+            raw_best = best(raw_best, watch.elapsed());
+        }
+        // Decoding alone (read, checksums, decompression, column form), on the calling thread.
+        ByteBuffer chunk_frames;
+        std::vector<std::size_t> chunk_offsets;
+        const Stopwatch decode_watch;
+        for (std::size_t i = 0; i < reader.chunks().size(); ++i) {
+            reader.readChunk(i, chunk_frames, chunk_offsets);
+        }
+        const double decode_seconds = decode_watch.elapsed().thread;
+        bytes = 0;
+        reader.rewind();
         while (reader.readFrameBytes(data, size)) {
             bytes += size;
         }
-        const double raw_seconds = secondsSince(start);
         reader.rewind();
-        start = Clock::now();
+        auto start = Clock::now();
         std::size_t read = 0;
         while (reader.readData()) {
             ++read;
@@ -141,29 +201,47 @@ int main(int argc, char** argv) {
         };
         std::vector<std::unique_ptr<io::FrameSource>> sources;
         sources.push_back(std::make_unique<io::CompressedFrameSource>(packed_path));
-        start = Clock::now();
+        Stopwatch watch;
         const std::uint64_t packed_rows =
             columns(std::make_unique<io::ColumnReader>(std::move(sources)));
-        const double packed_column_seconds = secondsSince(start);
-        start = Clock::now();
+        const Times packed_columns = watch.elapsed();
+        watch = Stopwatch();
         const std::uint64_t plain_rows = columns(std::make_unique<io::ColumnReader>(plain_path));
-        const double plain_column_seconds = secondsSince(start);
+        const Times plain_columns = watch.elapsed();
         std::printf(
-            "columns: compressed %.0f frames/s, single file %.0f frames/s (ratio %.2f; "
+            "columns: compressed %s\n         single file %s\n         (wall-clock ratio %.2f; "
             "%llu and %llu rows)\n",
-            count / packed_column_seconds, count / plain_column_seconds,
-            plain_column_seconds / packed_column_seconds,
-            static_cast<unsigned long long>(packed_rows),
+            rates(count, packed_columns).c_str(), rates(count, plain_columns).c_str(),
+            plain_columns.wall / packed_columns.wall, static_cast<unsigned long long>(packed_rows),
             static_cast<unsigned long long>(plain_rows));
+        std::printf("read: decoding chunks on the calling thread %.2f M frames/s (CPU time)\n",
+                    count / decode_seconds / 1e6);
+        std::printf("read: frame bytes %s, %.0f MB/s wall-clock\n", rates(count, raw_best).c_str(),
+                    static_cast<double>(bytes) / raw_best.wall / 1e6);
         std::printf(
-            "read: frame bytes %.0f frames/s (%.0f MB/s), frames %.0f frames/s, "
-            "single-file frames %.0f frames/s (%zu frames, %llu bytes)\n",
-            count / raw_seconds, static_cast<double>(bytes) / raw_seconds / 1e6,
+            "read: frames %.0f frames/s, single-file frames %.0f frames/s (%zu frames, %llu "
+            "bytes; CPU time of the process)\n",
             count / frame_seconds, count / plain_seconds, read,
             static_cast<unsigned long long>(bytes));
     }
 
+    // Each level once: its size against the single-file log, and its speed.
+    for (int level = -5; level <= 9; ++level) {
+        if (level == 0) {
+            continue;  // zstd's "default", which is level 3
+        }
+        io::CompressingFileWriter::Options options;
+        options.level = level;
+        const Times times = writeCompressed(frames, packed_path, options);
+        std::printf(
+            "level %2d: %.1f %% of the single file, %s\n", level,
+            100.0 * static_cast<double>(fileSize(packed_path)) / static_cast<double>(plain_bytes),
+            rates(count, times).c_str());
+    }
+
     if (seek_file_bytes == 0) {
+        std::remove(plain_path.c_str());
+        std::remove(packed_path.c_str());
         return 0;
     }
     // Seeking in a large file: the recording again and again, renumbered and shifted in time.

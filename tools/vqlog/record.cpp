@@ -252,24 +252,26 @@ int record(const RecordOptions& options) {
     writer.close();
 
     const std::uint64_t frames = writer.framesWritten();
-    std::cout << "vqlog record: " << frames << (frames == 1 ? " frame" : " frames");
+    // Standard output may be the recording itself.
+    std::ostream& out = isStandardOutput(options.output) ? std::cerr : std::cout;
+    out << "vqlog record: " << frames << (frames == 1 ? " frame" : " frames");
     if (frames > 0) {
-        std::cout << " (" << first << ".." << last << ")";
+        out << " (" << first << ".." << last << ")";
     }
-    std::cout << " into " << writer.files() << (writer.files() == 1 ? " file" : " files");
+    out << " into " << writer.files() << (writer.files() == 1 ? " file" : " files");
     if (parted) {
-        std::cout << " in " << writer.parts() << (writer.parts() == 1 ? " part" : " parts");
+        out << " in " << writer.parts() << (writer.parts() == 1 ? " part" : " parts");
     }
-    std::cout << " in " << options.output;
+    out << " in " << options.output;
     if (reconnects > 0) {
-        std::cout << "; reconnected " << reconnects << (reconnects == 1 ? " time, " : " times, ")
-                  << missing << (missing == 1 ? " frame" : " frames") << " missing";
+        out << "; reconnected " << reconnects << (reconnects == 1 ? " time, " : " times, ")
+            << missing << (missing == 1 ? " frame" : " frames") << " missing";
     }
     if (stale > 0) {
-        std::cout << "; " << stale << (stale == 1 ? " frame" : " frames")
-                  << " not newer than the last kept skipped";
+        out << "; " << stale << (stale == 1 ? " frame" : " frames")
+            << " not newer than the last kept skipped";
     }
-    std::cout << (stopped ? "; stopped by signal" : "") << '\n';
+    out << (stopped ? "; stopped by signal" : "") << '\n';
     if (!damage.empty()) {
         std::cerr << "vqlog record: damaged stream: " << damage
                   << "; the frames received before it are kept\n";
@@ -309,8 +311,9 @@ Command addRecord(CLI::App& app) {
                      "file with --single-file")
         ->required();
     command->add_flag("--single-file", options->single_file, "Write whole frames into one file");
-    command->add_flag("--compress", options->compress,
-                      "Write one compressed frame file (a crash loses at most its last second)");
+    command->add_flag(
+        "--compress", options->compress,
+        "Write one compressed frame file (a crash loses at most about its last second)");
     command->add_flag("--reconnect", options->reconnect,
                       "Keep recording when the connection drops: connect again every 0.25 s, "
                       "report the gap, skip frames not newer than the last kept");

@@ -410,7 +410,8 @@ RecordingWriter::RecordingWriter(std::string path, bool per_kind, int buffer_siz
         vq::eod::io::CompressingFileWriter::Options options;
         options.level = compress_level;
         _packed = std::make_unique<vq::eod::io::CompressingFileWriter>();
-        _packed->newFile(_path, options);
+        // Standard output is written as it comes: the file needs no seeking.
+        _packed->newFile(isStandardOutput(_path) ? "/dev/stdout" : _path, options);
         _paths.push_back(_path);
         _per_kind = false;
     } else if (!_per_kind) {

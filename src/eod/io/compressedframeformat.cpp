@@ -7,6 +7,10 @@
 #include <xxhash.h>
 #include <zstd.h>
 
+#if defined(__SSE2__)
+#include <emmintrin.h>
+#endif
+
 #include "vq/eod/objectids.h"
 #include "vq/eod/recordheader.h"
 
@@ -18,6 +22,63 @@ namespace {
 constexpr std::size_t BLOCK_FRAMES = 32;
 // The smallest frame: record header, flag byte, frame number, sub-object count.
 constexpr std::size_t MIN_FRAME_BYTES = RecordHeader::SHORT_HEADER_BYTES + 6;
+
+#if defined(__SSE2__)
+// out[c * out_stride + r] = in[r * in_stride + c] for a tile of 16 rows and 16 columns: four
+// rounds of interleaving, bytes, pairs, quads, then halves.
+void transposeTile(const unsigned char* in, std::size_t in_stride, unsigned char* out,
+                   std::size_t out_stride) {
+    __m128i a[16];
+    __m128i b[16];
+    for (std::size_t r = 0; r < 16; ++r) {
+        a[r] = _mm_loadu_si128(reinterpret_cast<const __m128i*>(in + r * in_stride));
+    }
+    for (std::size_t i = 0; i < 8; ++i) {  // rows 2i, 2i + 1: columns 0-7 and 8-15
+        b[2 * i] = _mm_unpacklo_epi8(a[2 * i], a[2 * i + 1]);
+        b[2 * i + 1] = _mm_unpackhi_epi8(a[2 * i], a[2 * i + 1]);
+    }
+    for (std::size_t i = 0; i < 4; ++i) {  // rows 4i to 4i + 3: columns 0-3, 4-7, 8-11, 12-15
+        a[4 * i] = _mm_unpacklo_epi16(b[4 * i], b[4 * i + 2]);
+        a[4 * i + 1] = _mm_unpackhi_epi16(b[4 * i], b[4 * i + 2]);
+        a[4 * i + 2] = _mm_unpacklo_epi16(b[4 * i + 1], b[4 * i + 3]);
+        a[4 * i + 3] = _mm_unpackhi_epi16(b[4 * i + 1], b[4 * i + 3]);
+    }
+    for (std::size_t h = 0; h < 2; ++h) {  // rows 8h to 8h + 7: columns in pairs
+        for (std::size_t i = 0; i < 4; ++i) {
+            b[8 * h + 2 * i] = _mm_unpacklo_epi32(a[8 * h + i], a[8 * h + 4 + i]);
+            b[8 * h + 2 * i + 1] = _mm_unpackhi_epi32(a[8 * h + i], a[8 * h + 4 + i]);
+        }
+    }
+    for (std::size_t k = 0; k < 8; ++k) {  // all 16 rows: one column each
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + (2 * k) * out_stride),
+                         _mm_unpacklo_epi64(b[k], b[k + 8]));
+        _mm_storeu_si128(reinterpret_cast<__m128i*>(out + (2 * k + 1) * out_stride),
+                         _mm_unpackhi_epi64(b[k], b[k + 8]));
+    }
+}
+#endif
+
+// out[c * out_stride + r] = in[r * in_stride + c] for `rows` rows and `columns` columns.
+void transpose(const unsigned char* in, std::size_t in_stride, unsigned char* out,
+               std::size_t out_stride, std::size_t rows, std::size_t columns) {
+    std::size_t done_rows = 0;
+    std::size_t done_columns = 0;
+#if defined(__SSE2__)
+    done_rows = rows - rows % 16;
+    done_columns = columns - columns % 16;
+    for (std::size_t r = 0; r < done_rows; r += 16) {
+        for (std::size_t c = 0; c < done_columns; c += 16) {
+            transposeTile(in + r * in_stride + c, in_stride, out + c * out_stride + r, out_stride);
+        }
+    }
+#endif
+    for (std::size_t c = 0; c < columns; ++c) {
+        // The rows not done in tiles, or all of them in the columns not done in tiles.
+        for (std::size_t r = c < done_columns ? done_rows : 0; r < rows; ++r) {
+            out[c * out_stride + r] = in[r * in_stride + c];
+        }
+    }
+}
 
 // The second differences of row i of `rows` (rows of `length` bytes), modulo 256.
 void secondDifferences(const unsigned char* rows, std::size_t i, std::size_t length,
@@ -189,13 +250,7 @@ void encodeColumns(const ByteBuffer& frames, const std::vector<std::uint32_t>& l
             for (std::size_t b = 0; b < rows; ++b) {
                 secondDifferences(row, first + b, length, block.data() + b * length);
             }
-            for (std::size_t j = 0; j < length; ++j) {
-                unsigned char* column = at + j * count + first;
-                const unsigned char* from = block.data() + j;
-                for (std::size_t b = 0; b < rows; ++b) {
-                    column[b] = from[b * length];
-                }
-            }
+            transpose(block.data(), length, at + first, count, rows, length);
         }
         row += length * count;
         at += length * count;
@@ -246,13 +301,7 @@ bool decodeColumns(const unsigned char* data, std::size_t size, std::uint32_t ex
         block.resize(BLOCK_FRAMES * length);
         for (std::size_t first = 0; first < count; first += BLOCK_FRAMES) {
             const std::size_t rows = std::min(count - first, BLOCK_FRAMES);
-            for (std::size_t j = 0; j < length; ++j) {
-                const unsigned char* column = in + j * count + first;
-                unsigned char* to = block.data() + j;
-                for (std::size_t b = 0; b < rows; ++b) {
-                    to[b * length] = column[b];
-                }
-            }
+            transpose(in + first, count, block.data(), length, length, rows);
             for (std::size_t b = 0; b < rows; ++b) {
                 integrate(row, first + b, length, block.data() + b * length);
             }

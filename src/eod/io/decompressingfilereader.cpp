@@ -7,9 +7,14 @@
 #include <algorithm>
 #include <cerrno>
 #include <cmath>
+#include <condition_variable>
 #include <cstring>
+#include <exception>
 #include <limits>
 #include <map>
+#include <mutex>
+#include <thread>
+#include <utility>
 
 #include <zstd.h>
 
@@ -39,8 +44,10 @@ class DecompressingFileReader::Impl {
 public:
     ~Impl() {
         close();
-        if (_dctx != nullptr) {
-            ZSTD_freeDCtx(_dctx);
+        for (ZSTD_DCtx* dctx : {_dctx, _ahead_dctx}) {
+            if (dctx != nullptr) {
+                ZSTD_freeDCtx(dctx);
+            }
         }
     }
 
@@ -77,14 +84,15 @@ public:
     bool isOpen() const { return _fd >= 0; }
 
     void close() {
+        stopPrefetching();
         if (_fd >= 0) {
             ::close(_fd);
             _fd = -1;
         }
         _chunks.clear();
         _loaded = NONE;
-        _frames.clear();
-        _offsets.clear();
+        _current.frames.clear();
+        _current.offsets.clear();
     }
 
     bool hasFooter() const { return _has_footer; }
@@ -115,17 +123,18 @@ public:
 
     bool next(const unsigned char*& data, std::size_t& size) {
         requireOpen();
-        while (_loaded == NONE || _position + 1 >= _offsets.size()) {
+        while (_loaded == NONE || _position + 1 >= _current.offsets.size()) {
             if (_next_chunk >= _chunks.size()) {
                 return false;
             }
             const std::size_t index = _next_chunk++;
             _loaded = NONE;
             load(index, true);
+            prefetch(_next_chunk);
             _position = 0;
         }
-        data = _frames.data() + _offsets[_position];
-        size = _offsets[_position + 1] - _offsets[_position];
+        data = _current.frames.data() + _current.offsets[_position];
+        size = _current.offsets[_position + 1] - _current.offsets[_position];
         ++_position;
         return true;
     }
@@ -137,10 +146,10 @@ public:
             return {};
         }
         // The frame's bytes passed the chunk's checksum: they are what the writer serialised.
-        int pos = static_cast<int>(_offsets[_position - 1]);
-        const int end = static_cast<int>(_offsets[_position]);
+        int pos = static_cast<int>(_current.offsets[_position - 1]);
+        const int end = static_cast<int>(_current.offsets[_position]);
         auto frame = boost::dynamic_pointer_cast<EngineOutputData>(
-            SerializableFactory::newObject(_frames, pos));
+            SerializableFactory::newObject(_current.frames, pos));
         if (!frame || pos != end) {
             throw CompressedFrameFileError(
                 "DecompressingFileReader::readData - not a frame in the chunk at bytes " +
@@ -151,7 +160,7 @@ public:
 
     bool endOfData() {
         requireOpen();
-        if (_loaded != NONE && _position + 1 < _offsets.size()) {
+        if (_loaded != NONE && _position + 1 < _current.offsets.size()) {
             return false;
         }
         return _next_chunk >= _chunks.size();
@@ -195,8 +204,8 @@ public:
             throw CompressedFrameFileError(describe(index));
         }
         load(index, true);
-        frames.swap(_frames);
-        offsets.swap(_offsets);
+        frames.swap(_current.frames);
+        offsets.swap(_current.offsets);
         _loaded = NONE;
     }
 
@@ -471,12 +480,12 @@ private:
         }
     }
 
-    // Decodes chunk `index` into _frames and _offsets. A damaged chunk is marked, and raised
-    // when `raise` is set.
+    // Decodes chunk `index` into _current.frames and _current.offsets. A damaged chunk is marked,
+    // and raised when `raise` is set.
     void load(std::size_t index, bool raise) {
         Chunk& chunk = _chunks[index];
-        if (chunk.damage.empty()) {
-            chunk.damage = decode(chunk);
+        if (chunk.damage.empty() && !takePrefetched(index, chunk.damage)) {
+            chunk.damage = decode(chunk, _current, _dctx);
         }
         if (!chunk.damage.empty()) {
             _loaded = NONE;
@@ -488,9 +497,92 @@ private:
         _loaded = index;
     }
 
-    // The reason a chunk is damaged, or empty when it decoded.
-    std::string decode(const Chunk& chunk) {
-        ByteBuffer& header_bytes = _stored;
+    // A decoded chunk: its stored and raw contents, its frames and their offsets.
+    struct Decoded {
+        ByteBuffer stored;
+        ByteBuffer raw;
+        ByteBuffer frames;
+        std::vector<std::size_t> offsets;
+    };
+
+    // Starts decoding chunk `index` on the prefetching thread, once that thread has finished the
+    // chunk before (at most two chunks are in memory: the one read and the one ahead). A chunk
+    // past the end, or known damaged, is not prefetched.
+    void prefetch(std::size_t index) {
+        if (index >= _chunks.size() || !_chunks[index].damage.empty()) {
+            return;
+        }
+        if (!_prefetcher.joinable()) {
+            _prefetcher = std::thread([this] { prefetchChunks(); });
+        }
+        std::unique_lock<std::mutex> lock(_mutex);
+        _done.wait(lock, [this] { return !_busy; });
+        _ahead = index;
+        _busy = true;
+        _wake.notify_one();
+    }
+
+    // Takes chunk `index` from the prefetching thread, waiting for it, into _current, and its
+    // damage (empty when it decoded); false when that thread has not been given the chunk.
+    bool takePrefetched(std::size_t index, std::string& damage) {
+        if (!_prefetcher.joinable()) {
+            return false;
+        }
+        std::unique_lock<std::mutex> lock(_mutex);
+        if (_ahead != index) {
+            return false;
+        }
+        _done.wait(lock, [this] { return !_busy; });
+        _ahead = NONE;
+        if (_ahead_failure) {
+            std::rethrow_exception(std::exchange(_ahead_failure, nullptr));
+        }
+        std::swap(_current, _ahead_chunk);
+        damage = std::move(_ahead_damage);
+        return true;
+    }
+
+    void prefetchChunks() {
+        std::unique_lock<std::mutex> lock(_mutex);
+        for (;;) {
+            _wake.wait(lock, [this] { return _busy || _stopping; });
+            if (!_busy) {
+                return;
+            }
+            const std::size_t index = _ahead;
+            lock.unlock();
+            std::string damage;
+            std::exception_ptr failure;
+            try {
+                damage = decode(_chunks[index], _ahead_chunk, _ahead_dctx);
+            } catch (...) {
+                failure = std::current_exception();  // such as std::bad_alloc
+            }
+            lock.lock();
+            _ahead_damage = std::move(damage);
+            _ahead_failure = failure;
+            _busy = false;
+            _done.notify_all();
+        }
+    }
+
+    void stopPrefetching() {
+        if (_prefetcher.joinable()) {
+            {
+                std::lock_guard<std::mutex> lock(_mutex);
+                _stopping = true;
+            }
+            _wake.notify_one();
+            _prefetcher.join();
+            _stopping = false;
+        }
+        _ahead = NONE;
+    }
+
+    // Decodes `chunk` into `into`: the reason it is damaged, or empty when it decoded. Reads
+    // only the file and the chunk's index entry, so that two threads may decode at once.
+    std::string decode(const Chunk& chunk, Decoded& into, ZSTD_DCtx*& dctx) const {
+        ByteBuffer& header_bytes = into.stored;
         header_bytes.resize(CHUNK_HEADER_MAX_BYTES);
         const std::size_t got = readAt(
             chunk.offset, header_bytes.data(),
@@ -513,26 +605,26 @@ private:
             header.last_frame != chunk.last_frame) {
             return "header does not match the index";
         }
-        _stored.resize(header.stored_bytes);
-        if (readAt(chunk.offset + header.header_bytes, _stored.data(), _stored.size()) !=
-            _stored.size()) {
+        into.stored.resize(header.stored_bytes);
+        if (readAt(chunk.offset + header.header_bytes, into.stored.data(), into.stored.size()) !=
+            into.stored.size()) {
             return "cut short by the end of the file";
         }
-        if (checksum(_stored.data(), _stored.size()) != header.contents_checksum) {
+        if (checksum(into.stored.data(), into.stored.size()) != header.contents_checksum) {
             return "contents checksum mismatch";
         }
-        if (_dctx == nullptr) {
-            _dctx = ZSTD_createDCtx();
-            if (_dctx == nullptr) {
+        if (dctx == nullptr) {
+            dctx = ZSTD_createDCtx();
+            if (dctx == nullptr) {
                 throw std::bad_alloc();
             }
         }
-        if (ZSTD_getFrameContentSize(_stored.data(), _stored.size()) != header.raw_bytes) {
+        if (ZSTD_getFrameContentSize(into.stored.data(), into.stored.size()) != header.raw_bytes) {
             return "contents do not decompress to " + std::to_string(header.raw_bytes) + " bytes";
         }
-        _raw.resize(header.raw_bytes);
-        const std::size_t raw =
-            ZSTD_decompressDCtx(_dctx, _raw.data(), _raw.size(), _stored.data(), _stored.size());
+        into.raw.resize(header.raw_bytes);
+        const std::size_t raw = ZSTD_decompressDCtx(dctx, into.raw.data(), into.raw.size(),
+                                                    into.stored.data(), into.stored.size());
         if (ZSTD_isError(raw)) {
             return std::string("contents cannot be decompressed: ") + ZSTD_getErrorName(raw);
         }
@@ -541,10 +633,11 @@ private:
         }
         std::uint32_t first = 0;
         std::uint32_t last = 0;
-        if (!decodeColumns(_raw.data(), _raw.size(), header.frames, _frames, _offsets) ||
-            !frameNumberOf(_frames.data(), _offsets[1], first) ||
-            !frameNumberOf(_frames.data() + _offsets[_offsets.size() - 2],
-                           _offsets.back() - _offsets[_offsets.size() - 2], last) ||
+        if (!decodeColumns(into.raw.data(), into.raw.size(), header.frames, into.frames,
+                           into.offsets) ||
+            !frameNumberOf(into.frames.data(), into.offsets[1], first) ||
+            !frameNumberOf(into.frames.data() + into.offsets[into.offsets.size() - 2],
+                           into.offsets.back() - into.offsets[into.offsets.size() - 2], last) ||
             first != header.first_frame || last != header.last_frame) {
             return "contents are not the frames the header describes";
         }
@@ -562,9 +655,9 @@ private:
         }
         _next_chunk = index + 1;
         load(index, true);
-        for (_position = 0; _position + 1 < _offsets.size(); ++_position) {
-            if (reached(_frames.data() + _offsets[_position],
-                        _offsets[_position + 1] - _offsets[_position])) {
+        for (_position = 0; _position + 1 < _current.offsets.size(); ++_position) {
+            if (reached(_current.frames.data() + _current.offsets[_position],
+                        _current.offsets[_position + 1] - _current.offsets[_position])) {
                 return;
             }
         }
@@ -624,12 +717,24 @@ private:
     // Reading.
     ZSTD_DCtx* _dctx = nullptr;
     std::size_t _next_chunk = 0;
-    std::size_t _loaded = NONE;  // the chunk in _frames
+    std::size_t _loaded = NONE;  // the chunk in _current.frames
     std::size_t _position = 0;   // its next frame
-    ByteBuffer _stored;
-    ByteBuffer _raw;
-    ByteBuffer _frames;
-    std::vector<std::size_t> _offsets;
+    Decoded _current;            // the chunk read, _loaded
+
+    // Prefetching: the thread decodes chunk _ahead into _ahead_chunk while _busy. _ahead, _busy,
+    // _stopping and _ahead_damage under _mutex; the thread owns _ahead_chunk and _ahead_dctx
+    // while _busy.
+    std::thread _prefetcher;
+    std::mutex _mutex;
+    std::condition_variable _wake;  // a chunk to decode, or the thread is to stop
+    std::condition_variable _done;  // the chunk is decoded
+    std::size_t _ahead = NONE;
+    bool _busy = false;
+    bool _stopping = false;
+    Decoded _ahead_chunk;
+    std::string _ahead_damage;
+    std::exception_ptr _ahead_failure;
+    ZSTD_DCtx* _ahead_dctx = nullptr;
 };
 
 DecompressingFileReader::DecompressingFileReader() : _impl(std::make_unique<Impl>()) {}

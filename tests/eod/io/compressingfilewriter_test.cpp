@@ -1,12 +1,7 @@
 #include "vq/eod/io/compressingfilewriter.h"
 
-#include <sched.h>
-#include <sys/mount.h>
-
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 
 #include "vq/eod/io/compressedframefileerror.h"
@@ -14,6 +9,7 @@
 #include "vqtest/child.h"
 #include "vqtest/compressedfiles.h"
 #include "vqtest/expect.h"
+#include "vqtest/fulldisk.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
 #include "vqtest/testrecords.h"
@@ -147,7 +143,7 @@ TEST_F(CompressingFileWriterTest, MisuseAndFilesThatCannotBeMade) {
 }
 
 // Faults of the writer's process and of its disk: every chunk written before them reads back.
-TEST_F(CompressingFileWriterTest, AKilledWriterLosesAtMostTheChunkItWasFilling) {
+TEST_F(CompressingFileWriterTest, AKilledWriterLosesAtMostTheChunkItWasFillingAndOneClosed) {
     const std::string path = dir / "killed.vqz";
     vqtest::ForkedChild recorder([&](int report) {
         CompressingFileWriter killed;
@@ -167,60 +163,41 @@ TEST_F(CompressingFileWriterTest, AKilledWriterLosesAtMostTheChunkItWasFilling) 
     DecompressingFileReader reader;
     reader.open(path);
     EXPECT_FALSE(reader.hasFooter());
-    ASSERT_EQ(reader.chunks().size(), 20u);
+    // 20 chunks on disk, or 21 when the one closed last was written before the kill.
+    ASSERT_GE(reader.chunks().size(), 20u);
+    ASSERT_LE(reader.chunks().size(), 21u);
     const std::uint32_t last = reader.chunks().back().last_frame;
     EXPECT_EQ(readBackTimed(path), "1-" + std::to_string(last));
-    EXPECT_EQ(std::to_string(last), taken);  // the frame that closed the 20th chunk
     EXPECT_EQ(reader.summary().frames, last);
+    // Lost: the frames of the chunk being filled and of the one closed but not yet written.
+    EXPECT_LE(std::stoul(taken) - last, 2u * reader.chunks().front().frames);
 }
 
 TEST_F(CompressingFileWriterTest, AFullDiskKeepsEveryChunkBeforeIt) {
     const std::string path = dir / "full.vqz";
-    vqtest::ForkedChild recorder([&](int report) {
-        if (::unshare(CLONE_NEWNS) != 0 ||
-            ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0 ||
-            ::mount("vqtest", dir.path().c_str(), "tmpfs", 0, "size=64k") != 0) {
-            vqtest::report(report,
-                           std::string("cannot mount a small tmpfs: ") + std::strerror(errno));
-            return;
-        }
-        auto attempt = [](const std::function<void()>& call) -> std::string {
-            try {
-                call();
-            } catch (const std::exception& error) {
-                return error.what();
+    std::uint64_t chunks = 0;
+    const vqtest::FullDiskRun run = vqtest::runOnFullDisk(
+        dir.path(), 1000000,
+        [&](unsigned long n) {
+            if (n == 1) {
+                writer.newFile(path, smallChunks(4000));
             }
-            return "";
-        };
-        CompressingFileWriter full;
-        full.newFile(path, smallChunks(4000));
-        unsigned int n = 1;
-        std::string failure;
-        while (n < 1000000 &&
-               (failure = attempt([&] { full.writeData(*timedFrame(n)); })).empty()) {
-            ++n;
-        }
-        const std::uint64_t chunks = full.chunksWritten();
-        const std::string again = attempt([&] { full.writeData(*timedFrame(n + 1)); });
-        const std::string closing = attempt([&] { full.closeFile(); });
-        vqtest::report(report, failure + "|" + again + "|" + closing + "|" +
-                                   std::to_string(chunks) + "|" + readBackTimed(path));
-    });
-    std::string outcome;
-    recorder.read(outcome, 4096, 60000);
-    ASSERT_EQ(recorder.wait(5000), 0) << outcome;
-    if (outcome.rfind("cannot mount", 0) == 0) {
-        GTEST_SKIP() << outcome << " (needs the right to mount)";
+            writer.writeData(*timedFrame(static_cast<unsigned int>(n)));
+            chunks = writer.chunksWritten();
+        },
+        [&] { writer.closeFile(); },
+        [&] { return std::to_string(chunks) + "|" + readBackTimed(path); });
+    if (!run.skipped.empty()) {
+        GTEST_SKIP() << run.skipped;
     }
     const std::string error =
         "CompressingFileWriter - could not write " + path + ": No space left on device";
-    const std::size_t bar = outcome.rfind('|');
-    const std::size_t chunks_bar = outcome.rfind('|', bar - 1);
-    EXPECT_EQ(outcome.substr(0, chunks_bar), error + "|" + error + "|" + error);
-    EXPECT_GT(std::stoul(outcome.substr(chunks_bar + 1)), 10u);
+    EXPECT_EQ(run.failure + "|" + run.again + "|" + run.closing, error + "|" + error + "|" + error);
+    EXPECT_GT(std::stoul(run.after), 10u);
     // The file was cut back to its last whole chunk: every frame of those reads back.
-    EXPECT_EQ(outcome.substr(bar + 1).find('['), std::string::npos) << outcome;
-    EXPECT_EQ(outcome.substr(bar + 1, 2), "1-");
+    const std::string read_back = run.after.substr(run.after.find('|') + 1);
+    EXPECT_EQ(read_back.find('['), std::string::npos) << read_back;
+    EXPECT_EQ(read_back.substr(0, 2), "1-");
 }
 
 }  // namespace

@@ -1,13 +1,8 @@
 // The frame log writer: file names, per-kind contents, write order, and failures.
 #include "vq/eod/io/engineoutputdatafilewriter.h"
 
-#include <sched.h>
-#include <sys/mount.h>
-
 #include <gtest/gtest.h>
 
-#include <cerrno>
-#include <cstring>
 #include <filesystem>
 
 #include <boost/make_shared.hpp>
@@ -17,6 +12,7 @@
 #include "vq/eod/serializablefactory.h"
 #include "vqtest/child.h"
 #include "vqtest/expect.h"
+#include "vqtest/fulldisk.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
 #include "vqtest/testrecords.h"
@@ -229,66 +225,30 @@ TEST_F(EngineOutputDataFileWriterTest, AWriterKilledPartWayLeavesEveryFlushedFra
 
 TEST_F(EngineOutputDataFileWriterTest, ADiskThatFillsUpPartWayKeepsEveryFrameBeforeIt) {
     const std::string path = dir / "full.vql";
-    vqtest::ForkedChild recorder([&](int report) {
-        // A 64 KiB file system over the test's directory, in a mount namespace of the child's.
-        // Mounts under / are made private first, so that the tmpfs stays in that namespace.
-        const char* failed = ::unshare(CLONE_NEWNS) != 0 ? "unshare: "
-                             : ::mount(nullptr, "/", nullptr, MS_REC | MS_PRIVATE, nullptr) != 0
-                                 ? (errno == EINVAL ? "/ is not a mount point, so mounts under "
-                                                      "it cannot be made private: "
-                                                    : "making the mounts under / private: ")
-                             : ::mount("vqtest", dir.path().c_str(), "tmpfs", 0, "size=64k") != 0
-                                 ? "mount: "
-                                 : nullptr;
-        if (failed != nullptr) {
-            const int error = errno;
-            vqtest::report(report, std::string("cannot mount a small tmpfs: ") + failed +
-                                       std::strerror(error) +
-                                       (error == EPERM ? " (needs the right to mount)" : ""));
-            return;
-        }
-        auto attempt = [](const std::function<void()>& call) -> std::string {
-            try {
-                call();
-            } catch (const std::exception& error) {
-                return error.what();
+    EngineOutputDataFileWriter writer;
+    const vqtest::FullDiskRun run = vqtest::runOnFullDisk(
+        dir.path(), 100000,
+        [&](unsigned long n) {
+            if (n == 1) {
+                writer.newFile(path, 0);  // unbuffered: a frame reaches the disk when written
             }
-            return "";
-        };
-        EngineOutputDataFileWriter writer;
-        writer.newFile(path, 0);  // unbuffered: a frame reaches the disk when it is written
-        unsigned int n = 1;
-        std::string failure;
-        while (n < 100000 && (failure = attempt([&] {
-                                  writer.writeData(*testFrame(n, {A, B}));
-                              })).empty()) {
-            ++n;
-        }
-        const std::string again = attempt([&] { writer.writeData(*testFrame(n + 1, {A, B})); });
-        const std::string closing = attempt([&] { writer.closeFiles(); });
-        vqtest::report(report, std::to_string(n) + "|" + failure + "|" + again + "|" + closing +
-                                   "|" + std::to_string(std::filesystem::file_size(path)) + "|" +
-                                   readBackRecording(path));
-    });
-    std::string outcome;
-    recorder.read(outcome, 4096, 30000);
-    ASSERT_EQ(recorder.wait(5000), 0) << outcome;
-    if (outcome.rfind("cannot mount", 0) == 0) {
-        GTEST_SKIP() << outcome;
+            writer.writeData(*testFrame(static_cast<unsigned int>(n), {A, B}));
+        },
+        [&] { writer.closeFiles(); },
+        [&] {
+            return std::to_string(std::filesystem::file_size(path)) + "|" + readBackRecording(path);
+        });
+    if (!run.skipped.empty()) {
+        GTEST_SKIP() << run.skipped;
     }
-    // frame n | its error | the next write's | closing's | bytes on disk | what reads back
-    const std::size_t bar = outcome.find('|');
-    const unsigned long failed_at = std::stoul(outcome.substr(0, bar));
-    const std::size_t size =
-        std::stoul(outcome.substr(outcome.rfind('|', outcome.rfind('|') - 1) + 1));
-    EXPECT_EQ(outcome,
-              std::to_string(failed_at) +
-                  "|Failed to write to stream.|Failed to write to "
-                  "stream.|EngineOutputDataFileWriter::closeFiles - could not write file " +
-                  path + "|" + std::to_string(size) + "|" + cutShortRecording(size));
-    // Every frame before the one that met the full disk is kept.
-    EXPECT_EQ(cutShortRecording(size).rfind(std::to_string(failed_at - 1) + " frames", 0), 0u);
-    EXPECT_GT(failed_at, 1000u);
+    EXPECT_EQ(run.failure, "Failed to write to stream.");
+    EXPECT_EQ(run.again, "Failed to write to stream.");
+    EXPECT_EQ(run.closing, "EngineOutputDataFileWriter::closeFiles - could not write file " + path);
+    // bytes on disk | what reads back: every frame before the one that met the full disk.
+    const std::size_t size = std::stoul(run.after);
+    EXPECT_EQ(run.after, std::to_string(size) + "|" + cutShortRecording(size));
+    EXPECT_EQ(cutShortRecording(size).rfind(std::to_string(run.failed_at - 1) + " frames", 0), 0u);
+    EXPECT_GT(run.failed_at, 1000u);
 }
 
 }  // namespace

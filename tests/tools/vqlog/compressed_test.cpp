@@ -25,6 +25,17 @@ TEST(VqlogCompressed, ConvertCompressesAndBackByteForByteAndPrintSeeks) {
                             " (compressed) to " + (dir / "back.vql") + " (single file, 1 file, " +
                             std::to_string(readFile(dir / "one.vql").size()) + " bytes)\n");
     EXPECT_EQ(readFile(dir / "back.vql"), readFile(dir / "one.vql"));
+    // Through a pipe: compressed to standard output, and back from standard input.
+    const ProcessResult piped = runProcess(
+        {"/bin/sh", "-c",
+         "cd '" + dir.path() + "' && V='" + VQLOG_PATH +
+             "' && $V convert --compress one.vql - | tee piped.bin | $V convert - - > piped.vql"});
+    EXPECT_EQ(piped.exit_code, 0) << piped.err;
+    EXPECT_EQ(readFile(dir / "piped.vql"), readFile(dir / "one.vql"));
+    vq::eod::io::DecompressingFileReader piped_file;
+    piped_file.open(dir / "piped.bin");
+    EXPECT_TRUE(piped_file.hasFooter());
+    EXPECT_EQ(piped_file.summary().frames, 300u);
 
     // The same frames printed from either form, starting part way.
     const ProcessResult plain = vqlog({"print", "--from", "250", "--count", "3", dir / "one.vql"});
@@ -106,9 +117,15 @@ TEST(VqlogCompressed, ServeFromACompressedFileAndRecordIntoOne) {
         {VQLOG_PATH, "serve", dir / "in.vqz", "--port", "0", "--wait", "1", "--rate", "max"});
     const std::string line = serve.readLine(10000);
     const std::string address = "127.0.0.1:" + line.substr(line.rfind(':') + 1);
-    const ProcessResult record = vqlog({"record", "--connect", address, "--compress", dir / "out"});
+    // Into standard output: the file there, the summary on standard error.
+    const ProcessResult record =
+        runProcess({"/bin/sh", "-c",
+                    "'" + std::string(VQLOG_PATH) + "' record --connect " + address +
+                        " --compress - > '" + (dir / "out") + "'"});
     EXPECT_EQ(record.exit_code, 0) << record.err;
-    EXPECT_EQ(record.out, "vqlog record: 50 frames (0..49) into 1 file in " + (dir / "out") + "\n");
+    EXPECT_NE(record.err.find("vqlog record: 50 frames (0..49) into 1 file in -\n"),
+              std::string::npos)
+        << record.err;
     EXPECT_EQ(serve.wait(10000).exit_code, 0);
     ASSERT_EQ(vqlog({"convert", dir / "out", dir / "back.vql"}).exit_code, 0);
     EXPECT_EQ(readFile(dir / "back.vql"), readFile(dir / "in.vql"));

@@ -2,11 +2,16 @@
 //
 // The file (docs/compressed-format.md has its layout) is a header, then chunks, then a footer
 // with the chunk index. A chunk holds whole serialised frames, compressed with zstd and
-// checksummed with XXH3; it is closed, and written with one write, when its frames reach the
-// chunk size (1 MiB by default) or when a frame is written and the chunk's first frame was
-// taken more than the chunk age (1 s by default) before. So a writer that is killed loses at
-// most the chunk it was filling, and every chunk before it reads back; only the footer, written
-// by closeFile(), is missing then, and the reader finds the chunks one by one instead.
+// checksummed with XXH3. The caller's thread serialises each frame into the open chunk and closes
+// the chunk when its frames reach the chunk size (1 MiB by default) or when a frame is written
+// and the chunk's first frame was taken more than the chunk age (1 s by default) before; a
+// second thread of the writer compresses the closed chunk and writes it with one write, while
+// the caller fills the next. At most two chunks are in memory: a caller that closes a chunk
+// while the one before is still being compressed waits for it. So a writer that is killed loses
+// the chunk it was filling and, if it is killed within the compression of a chunk (about 2 ms
+// for 1 MiB) after closing it, that chunk too; every chunk before them reads back. Only the
+// footer, written by closeFile(), is missing then, and the reader finds the chunks one by one
+// instead. flushChunk() returns once the open chunk is written to the file.
 //
 // Frames are taken as EngineOutputDataFileWriter's single-file mode takes them: whole, skipping
 // a frame whose serializeEnabled() is false. Frames are expected in ascending frame number and
@@ -14,12 +19,12 @@
 //
 // Failures are never silent. A chunk that cannot be written (a full disk, an I/O error) raises
 // CompressedFrameFileError "CompressingFileWriter - could not write <path>: <reason>" from
-// the writeData() or closeFile() that closed it; the file is cut back to the end of the last
-// whole chunk, the frames of the failed chunk are lost, and every later writeData() and
-// closeFile() raises the same error again. A frame larger than a chunk may hold (64 MiB)
-// raises "CompressingFileWriter::writeData - frame of <n> bytes exceeds the chunk limit of
-// 67108864 bytes" and is not written. The destructor closes without raising: call closeFile()
-// to learn whether everything reached the disk.
+// the first writeData(), flushChunk() or closeFile() after the failure; the file is cut back to
+// the end of the last whole chunk, the frames of the failed chunk and of the open one are lost,
+// and every later writeData() and closeFile() raises the same error again. A frame larger than
+// a chunk may hold (64 MiB) raises "CompressingFileWriter::writeData - frame of <n> bytes
+// exceeds the chunk limit of 67108864 bytes" and is not written. The destructor closes without
+// raising: call closeFile() to learn whether everything reached the disk.
 //
 // Not thread-safe: one thread uses a writer at a time. Not copyable.
 #pragma once
@@ -75,10 +80,11 @@ public:
     // is a programming error ("no file is open"), and so is a null pointer.
     void writeData(const EngineOutputData& frame);
     void writeData(const boost::shared_ptr<const EngineOutputData>& frame);
-    // Writes the open chunk now, if it holds any frame (for a caller whose frames pause).
+    // Writes the open chunk now, if it holds any frame (for a caller whose frames pause), and
+    // returns once it is written; raises a failure as writeData() does.
     void flushChunk();
 
-    // Frames taken so far, and chunks written so far.
+    // Frames taken so far, and chunks on disk so far.
     std::uint64_t framesWritten() const;
     std::uint64_t chunksWritten() const;
 
