@@ -47,24 +47,37 @@ int main(int argc, char** argv) {
         buffer.reserve(FRAME_BYTES);
         unsigned char bytes[FRAME_BYTES];
         FrameValues values{};
-        for (long i = 0; i < frames; ++i) {
-            const std::size_t k = static_cast<std::size_t>(i) & mask;
-            if (path == "encode_hand") {
+        // The path is picked once, so that the loop holds nothing but the path.
+        auto run = [&](auto&& one_frame) {
+            for (long i = 0; i < frames; ++i) {
+                one_frame(static_cast<std::size_t>(i) & mask);
+            }
+        };
+        if (path == "encode_hand") {
+            run([&](std::size_t k) {
                 encodeFrame(w.values[k], bytes);
                 sink += bytes[7];
-            } else if (path == "decode_hand") {
+            });
+        } else if (path == "decode_hand") {
+            run([&](std::size_t k) {
                 sink += decodeFrame(w.bytes[k].data(), w.bytes[k].size(), values);
-            } else if (path == "serialize") {
+            });
+        } else if (path == "serialize") {
+            run([&](std::size_t k) {
                 buffer.clear();
                 w.frames[k]->serialize(buffer);
                 sink += buffer[7];
-            } else if (path == "rebuild") {
+            });
+        } else if (path == "rebuild") {
+            run([&](std::size_t k) {
                 int read_pos = 0;
                 sink += SerializableFactory::newObject(w.bytes[k], read_pos) != nullptr;
-            } else {
+            });
+        } else {
+            run([&](std::size_t k) {
                 const boost::shared_ptr<EngineOutputData> copy(w.frames[k]->clone());
                 sink += copy->frameNum();
-            }
+            });
         }
     } else if (path == "write_single" || path == "write_per_kind") {
         io::EngineOutputDataFileWriter writer;

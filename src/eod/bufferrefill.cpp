@@ -7,25 +7,24 @@
 
 namespace vq::eod::detail {
 
-namespace {
-thread_local BufferRefill* installed = nullptr;
-}
-
 BufferRefill::BufferRefill(const ByteBuffer& buffer, std::size_t announced_end)
-    : _buffer(&buffer),
+    : _context(readContext()),
+      _buffer(&buffer),
       _announced_end(announced_end),
-      _allowance(0),
       _overrun(false),
-      _previous(installed) {
-    installed = this;
+      _previous(_context.refill),
+      _previous_allowance(_context.refill_allowance) {
+    _context.refill = this;
+    _context.refill_allowance = 0;
 }
 
 BufferRefill::~BufferRefill() {
-    installed = _previous;
+    _context.refill = _previous;
+    _context.refill_allowance = _previous_allowance;
 }
 
 bool requestBytes(const ByteBuffer& buffer, std::size_t end) {
-    BufferRefill* refill = installed;
+    BufferRefill* refill = readContext().refill;
     if (refill == nullptr || refill->_buffer != &buffer) {
         return false;
     }
@@ -37,14 +36,13 @@ bool requestBytes(const ByteBuffer& buffer, std::size_t end) {
 }
 
 bool refillStarved(const ByteBuffer& buffer) {
-    const BufferRefill* refill = installed;
+    const BufferRefill* refill = readContext().refill;
     return refill != nullptr && refill->_buffer == &buffer && refill->starved();
 }
 
-void allowUnannouncedBytes(const ByteBuffer& buffer, unsigned int count) {
-    BufferRefill* refill = installed;
-    if (refill != nullptr && refill->_buffer == &buffer) {
-        refill->_allowance += count;
+void grantUnannouncedBytes(ReadContext& context, const ByteBuffer& buffer, unsigned int count) {
+    if (context.refill != nullptr && context.refill->_buffer == &buffer) {
+        context.refill_allowance += count;
     }
 }
 

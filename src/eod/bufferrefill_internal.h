@@ -25,6 +25,7 @@
 
 #include <boost/shared_ptr.hpp>
 
+#include "eod/readcontext_internal.h"
 #include "vq/eod/recordheader.h"
 #include "vq/eod/serializable.h"
 
@@ -32,16 +33,17 @@ namespace vq::eod::detail {
 
 class BufferRefill {
 public:
-    // Installs this refill for `buffer` on the calling thread until it is destroyed (refills
-    // nest). `announced_end` is the position where the top-level object's announced data ends.
+    // Installs this refill for `buffer` in the calling thread's read context until it is
+    // destroyed (refills nest). `announced_end` is the position where the top-level object's
+    // announced data ends.
     BufferRefill(const ByteBuffer& buffer, std::size_t announced_end);
     virtual ~BufferRefill();
     BufferRefill(const BufferRefill&) = delete;
     BufferRefill& operator=(const BufferRefill&) = delete;
 
     // The largest end that may be granted now: the announced end plus the unannounced bytes of
-    // the records read so far.
-    std::size_t limit() const { return _announced_end + _allowance; }
+    // the records read so far (counted in the read context while this refill is the innermost).
+    std::size_t limit() const { return _announced_end + _context.refill_allowance; }
     // Whether a read asked for bytes beyond limit(): the data is damaged.
     bool overrun() const { return _overrun; }
     // Whether a read asked for bytes within limit() that did not come (yet).
@@ -53,14 +55,16 @@ protected:
 
 private:
     friend bool requestBytes(const ByteBuffer& buffer, std::size_t end);
-    friend void allowUnannouncedBytes(const ByteBuffer& buffer, unsigned int count);
+    friend void grantUnannouncedBytes(ReadContext& context, const ByteBuffer& buffer,
+                                      unsigned int count);
     friend bool refillStarved(const ByteBuffer& buffer);
 
+    ReadContext& _context;
     const ByteBuffer* _buffer;
     std::size_t _announced_end;
-    std::size_t _allowance;
     bool _overrun;
     BufferRefill* _previous;
+    std::size_t _previous_allowance;
 };
 
 // Whether the refill installed for `buffer` has been asked for bytes that did not come.
@@ -73,9 +77,6 @@ bool requestBytes(const ByteBuffer& buffer, std::size_t end);
 inline bool ensureAvailable(const ByteBuffer& buffer, std::size_t end) {
     return buffer.size() >= end || requestBytes(buffer, end);
 }
-
-// Called when a record starts reading: lets the refill of `buffer` grant `count` more bytes.
-void allowUnannouncedBytes(const ByteBuffer& buffer, unsigned int count);
 
 // During a whole-object read of `buffer`: where the data of the innermost object being read
 // ends, its own unannounced bytes and those of the records read inside it so far included. A

@@ -3,6 +3,7 @@
 #include <iomanip>
 #include <ostream>
 
+#include "eod/recordreader_internal.h"
 #include "eod/recordwriter_internal.h"
 
 #include "vq/eod/enginestateoutputdata.h"
@@ -199,5 +200,11 @@ unsigned int EngineOutputData::numEngineSpecificDataBytes() const {
 // Written without hooks when a record is exactly of this class.
 template bool detail::RecordWriter::writeEngineRecord<EngineOutputData>(
     const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
+
+// Read without hooks when a record is exactly of this class.
+template bool detail::RecordReader::readEngineRecord<EngineOutputData>(Serializable&,
+                                                                       const ByteBuffer&, int&,
+                                                                       const RecordHeader&,
+                                                                       unsigned int&);
 
 }  // namespace vq::eod

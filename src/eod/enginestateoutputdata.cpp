@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/recordreader_internal.h"
 #include "eod/recordwriter_internal.h"
 #include "vq/eod/headtrackerstateoutputdata.h"
 #include "vq/eod/irpodstateoutputdata.h"
@@ -82,5 +83,11 @@ unsigned int EngineStateOutputData::numEngineSpecificDataBytes() const {
 // Written without hooks when a record is exactly of this class.
 template bool detail::RecordWriter::writeEngineRecord<EngineStateOutputData>(
     const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
+
+// Read without hooks when a record is exactly of this class.
+template bool detail::RecordReader::readEngineRecord<EngineStateOutputData>(Serializable&,
+                                                                            const ByteBuffer&, int&,
+                                                                            const RecordHeader&,
+                                                                            unsigned int&);
 
 }  // namespace vq::eod

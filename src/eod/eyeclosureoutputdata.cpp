@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/recordreader_internal.h"
 #include "eod/recordwriter_internal.h"
 
 namespace vq::eod {
@@ -133,5 +134,11 @@ unsigned int EyeClosureOutputData::numEngineSpecificDataBytes() const {
 // Written without hooks when a record is exactly of this class.
 template bool detail::RecordWriter::writeEngineRecord<EyeClosureOutputData>(
     const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
+
+// Read without hooks when a record is exactly of this class.
+template bool detail::RecordReader::readEngineRecord<EyeClosureOutputData>(Serializable&,
+                                                                           const ByteBuffer&, int&,
+                                                                           const RecordHeader&,
+                                                                           unsigned int&);
 
 }  // namespace vq::eod

@@ -1,5 +1,6 @@
 #include "vq/eod/eyeoutputdata.h"
 
+#include "eod/recordreader_internal.h"
 #include "eod/recordwriter_internal.h"
 
 #include "vq/eod/eyeclosureoutputdata.h"
@@ -69,5 +70,11 @@ unsigned int EyeOutputData::numEngineSpecificDataBytes() const {
 template bool detail::RecordWriter::writeEngineRecord<EyeOutputData>(const Serializable&,
                                                                      detail::RecordWriter::Block&,
                                                                      unsigned long long&);
+
+// Read without hooks when a record is exactly of this class.
+template bool detail::RecordReader::readEngineRecord<EyeOutputData>(Serializable&,
+                                                                    const ByteBuffer&, int&,
+                                                                    const RecordHeader&,
+                                                                    unsigned int&);
 
 }  // namespace vq::eod

@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/recordreader_internal.h"
 #include "eod/recordwriter_internal.h"
 #include "vq/eod/utils/geomutils.h"
 #include "vq/eod/utils/geomutilserror.h"
@@ -151,5 +152,11 @@ unsigned int GazeOutputData::numEngineSpecificDataBytes() const {
 template bool detail::RecordWriter::writeEngineRecord<GazeOutputData>(const Serializable&,
                                                                       detail::RecordWriter::Block&,
                                                                       unsigned long long&);
+
+// Read without hooks when a record is exactly of this class.
+template bool detail::RecordReader::readEngineRecord<GazeOutputData>(Serializable&,
+                                                                     const ByteBuffer&, int&,
+                                                                     const RecordHeader&,
+                                                                     unsigned int&);
 
 }  // namespace vq::eod

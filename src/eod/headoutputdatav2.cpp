@@ -2,6 +2,7 @@
 
 #include "eod/precondition_internal.h"
 #include "eod/printcolumns_internal.h"
+#include "eod/recordreader_internal.h"
 #include "eod/recordwriter_internal.h"
 #include "eod/utils/geomutils_internal.h"
 #include "vq/eod/headoutputdata.h"
@@ -150,5 +151,11 @@ unsigned int HeadOutputDataV2::numEngineSpecificDataBytes() const {
 // Written without hooks when a record is exactly of this class.
 template bool detail::RecordWriter::writeEngineRecord<HeadOutputDataV2>(
     const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
+
+// Read without hooks when a record is exactly of this class.
+template bool detail::RecordReader::readEngineRecord<HeadOutputDataV2>(Serializable&,
+                                                                       const ByteBuffer&, int&,
+                                                                       const RecordHeader&,
+                                                                       unsigned int&);
 
 }  // namespace vq::eod

@@ -7,6 +7,7 @@
 
 #include "eod/bufferrefill_internal.h"
 #include "eod/precondition_internal.h"
+#include "eod/readcontext_internal.h"
 #include "eod/recordwriter_internal.h"
 #include "vq/eod/recordheader.h"
 #include "vq/eod/serializableerror.h"
@@ -17,82 +18,36 @@ VQ_EOD_DEFINE_POOL_ALLOCATION(Serializable)
 
 namespace {
 
-// The whole-object read running on this thread, innermost first: the buffer it reads, the
-// announced end of its data, the bytes of its own data that its size does not count, and the
-// bytes that the sub-objects read inside it consumed beyond their announced sizes.
-thread_local const ByteBuffer* reading_buffer = nullptr;
-thread_local int announced_data_end = -1;
-thread_local unsigned int own_unannounced = 0;
-thread_local unsigned long long unannounced_inside = 0;
-// How many more objects the outermost read on this thread may decode, and the work counter.
-thread_local unsigned long long objects_left = 0;
-thread_local unsigned long long decode_work = 0;
-
-// Collects what the objects read inside one whole-object read consumed beyond their announced
-// sizes, and hands that object's own excess on to the read around it. The outermost read of a
-// buffer sets the object budget of the whole read; every read takes one object from it.
-class ReadScope {
-public:
-    ReadScope(const ByteBuffer& buffer, int data_end, unsigned int own, unsigned int data_size)
-        : _outer_buffer(reading_buffer),
-          _outer_unannounced(unannounced_inside),
-          _outer_end(announced_data_end),
-          _outer_own(own_unannounced),
-          _outer_objects_left(objects_left) {
-        if (reading_buffer != &buffer) {
-            objects_left = Serializable::MAX_OBJECTS_PER_READ_BASE +
-                           data_size / Serializable::MIN_BYTES_PER_OBJECT;
-        }
-        if (objects_left == 0) {
-            throw SerializableError(
-                "Serializable::unSerialize() - more objects than the size of the record allows.");
-        }
-        --objects_left;
-        ++decode_work;
-        reading_buffer = &buffer;
-        unannounced_inside = 0;
-        announced_data_end = data_end;
-        own_unannounced = own;
-    }
-    ~ReadScope() {
-        if (_outer_buffer != reading_buffer) {
-            objects_left = _outer_objects_left;
-        }
-        reading_buffer = _outer_buffer;
-        unannounced_inside = _outer_unannounced + _excess;
-        announced_data_end = _outer_end;
-        own_unannounced = _outer_own;
-    }
-    ReadScope(const ReadScope&) = delete;
-    ReadScope& operator=(const ReadScope&) = delete;
-
-    unsigned long long inside() const { return unannounced_inside; }
-    void setExcess(unsigned long long excess) { _excess = excess; }
-
-private:
-    const ByteBuffer* _outer_buffer;
-    unsigned long long _outer_unannounced;
-    int _outer_end;
-    unsigned int _outer_own;
-    unsigned long long _outer_objects_left;
-    unsigned long long _excess = 0;
-};
+// The read context of this thread (readcontext_internal.h); constant-initialised, so reaching it
+// needs no guard.
+thread_local detail::ReadContext context_of_thread;
 
 }  // namespace
 
+void detail::throwObjectBudgetSpent() {
+    throw SerializableError(
+        "Serializable::unSerialize() - more objects than the size of the record allows.");
+}
+
+detail::ReadContext& detail::readContext() noexcept {
+    return context_of_thread;
+}
+
 std::size_t detail::enclosingDataEnd(const ByteBuffer& buffer) {
-    if (reading_buffer != &buffer || announced_data_end < 0) {
+    const ReadContext& context = context_of_thread;
+    if (context.buffer != &buffer || context.announced_end < 0) {
         return SIZE_MAX;
     }
-    return static_cast<std::size_t>(announced_data_end) + own_unannounced + unannounced_inside;
+    return static_cast<std::size_t>(context.announced_end) + context.own_unannounced +
+           context.unannounced_inside;
 }
 
 unsigned long long& detail::decodeWork() {
-    return decode_work;
+    return context_of_thread.decode_work;
 }
 
 bool detail::readRecordHeader(const ByteBuffer& buffer, int pos, RecordHeader& header) {
-    ++decode_work;
+    ++context_of_thread.decode_work;
     const std::size_t start = static_cast<std::size_t>(pos);
     const std::size_t limit = enclosingDataEnd(buffer);
     auto within = [&](std::size_t count) {
@@ -129,7 +84,7 @@ unsigned int Serializable::numUnannouncedDataBytes() const {
 }
 
 int Serializable::announcedDataEnd() {
-    return announced_data_end;
+    return context_of_thread.announced_end;
 }
 
 void Serializable::readFromBufferWithStatus(const ByteBuffer& buffer, int& read_pos,
@@ -189,8 +144,8 @@ bool Serializable::readWholeObject(const ByteBuffer& buffer, int& read_pos, unsi
     }
     const int data_start = pos;
     const unsigned int own = numUnannouncedDataBytes();
-    detail::allowUnannouncedBytes(buffer, own);
-    ReadScope scope(buffer, data_start + static_cast<int>(data_size), own, data_size);
+    detail::ReadScope scope(context_of_thread, buffer, data_start + static_cast<int>(data_size),
+                            own, data_size);
     unsigned int inner_status = 0;
     if (status != nullptr) {
         readFromBufferWithStatus(buffer, pos, inner_status);

@@ -1,8 +1,10 @@
 #include "vq/eod/serializablecomposite.h"
 
 #include <iterator>
+#include <utility>
 
 #include "eod/bufferrefill_internal.h"
+#include "eod/readcontext_internal.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
 
@@ -10,21 +12,22 @@ namespace vq::eod {
 
 namespace {
 
-// Nesting depth of the composite reads running on this thread.
-thread_local int read_depth = 0;
-
+// Counts a composite read in the thread's read context for as long as it runs.
 class NestingGuard {
 public:
-    NestingGuard() {
-        if (read_depth >= SerializableComposite::MAX_NESTING_DEPTH) {
+    NestingGuard() : _depth(detail::readContext().composite_depth) {
+        if (_depth >= SerializableComposite::MAX_NESTING_DEPTH) {
             throw SerializableError(
                 "SerializableComposite::readFromBuffer() - sub-objects nested too deeply.");
         }
-        ++read_depth;
+        ++_depth;
     }
-    ~NestingGuard() { --read_depth; }
+    ~NestingGuard() { --_depth; }
     NestingGuard(const NestingGuard&) = delete;
     NestingGuard& operator=(const NestingGuard&) = delete;
+
+private:
+    int& _depth;
 };
 
 }  // namespace
@@ -145,7 +148,7 @@ void SerializableComposite::readSubObjects(const ByteBuffer& buffer, int& read_p
             status != nullptr ? SerializableFactory::newObjectWithStatus(buffer, read_pos, *status)
                               : SerializableFactory::newObject(buffer, read_pos);
         if (object && object->serializeEnabled()) {
-            insertSubObject(object);
+            insertSubObject(std::move(object));
         } else if (!object && read_pos == before) {
             // A damaged sub-object leaves the position where it was and makes this composite
             // damaged too: reading the same bytes again for every remaining count would only
@@ -173,7 +176,7 @@ bool SerializableComposite::allowDuplicateSubObjects() const {
     return true;
 }
 
-void SerializableComposite::insertSubObject(const boost::shared_ptr<Serializable>& object) {
+void SerializableComposite::insertSubObject(boost::shared_ptr<Serializable> object) {
     if (!object) {
         throw SerializableError("SerializableComposite::addSubObject - Attempted to null object");
     }
@@ -186,13 +189,17 @@ void SerializableComposite::insertSubObject(const boost::shared_ptr<Serializable
         throw SerializableError("SerializableComposite::addSubObject - Too many sub-objects");
     }
     const char id = object->objectID();
-    const auto position = _sub_objects.upper_bound(id);
-    if (object->forbidDuplicateSiblings() || !allowDuplicateSubObjects()) {
-        if (position != _sub_objects.begin() && std::prev(position)->second->objectID() == id) {
-            throwDuplicateSubObject();
-        }
+    // Sub-objects are read in the order of their IDs: the place after the last one is the first
+    // to try. The entry before the place, if any, is the last one with this ID or a smaller one.
+    auto position = _sub_objects.end();
+    if (!_sub_objects.empty() && object_id::Less()(id, _sub_objects.rbegin()->first)) {
+        position = _sub_objects.upper_bound(id);
     }
-    _sub_objects.emplace_hint(position, id, object);
+    if (position != _sub_objects.begin() && std::prev(position)->first == id &&
+        (object->forbidDuplicateSiblings() || !allowDuplicateSubObjects())) {
+        throwDuplicateSubObject();
+    }
+    _sub_objects.emplace_hint(position, id, std::move(object));
 }
 
 void SerializableComposite::throwDuplicateSubObject() const {

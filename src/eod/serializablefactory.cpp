@@ -10,6 +10,8 @@
 #include "eod/bufferrefill_internal.h"
 #include "eod/builtins_internal.h"
 #include "eod/precondition_internal.h"
+#include "eod/readcontext_internal.h"
+#include "eod/recordreader_internal.h"
 #include "eod/serializablefactory_internal.h"
 #include "vq/eod/recordheader.h"
 #include "vq/eod/serializableerror.h"
@@ -171,10 +173,6 @@ boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(char ob
 
 namespace {
 
-// Set while newObject(buffer) runs on this thread: the damage of the objects nested in the one it
-// reads then passes through the status forms, so that newObject raises it as it is.
-thread_local bool raise_damage = false;
-
 // Reads one whole object at read_pos: incomplete and mis-sized objects are reported in `status`
 // (read_pos unchanged), unknown ones skipped; any other damage raises.
 boost::shared_ptr<Serializable> readObject(const ByteBuffer& buffer, int& read_pos,
@@ -192,7 +190,7 @@ boost::shared_ptr<Serializable> readObject(const ByteBuffer& buffer, int& read_p
         read_pos += static_cast<int>(header.totalBytes());
         return object;
     }
-    object->unSerializeWithStatus(buffer, read_pos, status);
+    detail::RecordReader::read(*object, buffer, read_pos, header, status);
     if ((status & (status::INSUFFICIENT_DATA | status::SIZE_MISMATCH)) != 0) {
         return boost::shared_ptr<Serializable>();
     }
@@ -209,7 +207,7 @@ boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(const B
     try {
         return readObject(buffer, read_pos, status);
     } catch (const SerializableError&) {
-        if (raise_damage) {
+        if (detail::readContext().raise_damage) {
             throw;
         }
         // Bytes that a stream or a socket did not deliver make it incomplete, not damaged.
@@ -221,6 +219,7 @@ boost::shared_ptr<Serializable> SerializableFactory::newObjectWithStatus(const B
 boost::shared_ptr<Serializable> SerializableFactory::newObject(const ByteBuffer& buffer,
                                                                int& read_pos) {
     unsigned int status = 0;
+    bool& raise_damage = detail::readContext().raise_damage;
     const bool outer_raise_damage = raise_damage;
     raise_damage = true;
     boost::shared_ptr<Serializable> object;

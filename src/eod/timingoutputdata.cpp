@@ -1,6 +1,7 @@
 #include "vq/eod/timingoutputdata.h"
 
 #include "eod/printcolumns_internal.h"
+#include "eod/recordreader_internal.h"
 #include "eod/recordwriter_internal.h"
 
 namespace vq::eod {
@@ -68,5 +69,11 @@ unsigned int TimingOutputData::numEngineSpecificDataBytes() const {
 // Written without hooks when a record is exactly of this class.
 template bool detail::RecordWriter::writeEngineRecord<TimingOutputData>(
     const Serializable&, detail::RecordWriter::Block&, unsigned long long&);
+
+// Read without hooks when a record is exactly of this class.
+template bool detail::RecordReader::readEngineRecord<TimingOutputData>(Serializable&,
+                                                                       const ByteBuffer&, int&,
+                                                                       const RecordHeader&,
+                                                                       unsigned int&);
 
 }  // namespace vq::eod

@@ -60,6 +60,7 @@ protected:
     virtual unsigned int numEngineSpecificDataBytes() const = 0;
 
 private:
+    friend class detail::RecordReader;
     friend class detail::RecordWriter;
     bool _serialize_enabled;
 };

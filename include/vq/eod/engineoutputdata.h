@@ -102,6 +102,7 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordReader;
     friend class detail::RecordWriter;
     // The fields that appendEngineSpecificData writes, in their order.
     void putEngineSpecificData(FieldWriter& out) const;

@@ -48,6 +48,7 @@ protected:
     unsigned int numEngineSpecificDataBytes() const override;
 
 private:
+    friend class detail::RecordReader;
     friend class detail::RecordWriter;
     // The fields that appendEngineSpecificData writes: none.
     void putEngineSpecificData(FieldWriter& out) const;

@@ -17,6 +17,13 @@
 // remain before anything is copied: a short buffer raises SerializableError, never reads past
 // the end. A negative read position is a programming error (std::invalid_argument).
 //
+// The buffer a read hook is given can grow while a stream is read: a record file reader, the
+// stream forms of SerializableFactory and the frame client hold one record's announced bytes,
+// and when a field read needs bytes beyond them (the unannounced bytes of a labelled
+// intersection block, never more) they are appended to the buffer before the read returns. A
+// hook therefore reads through the field decoders below, which ask for those bytes, and keeps no
+// pointer, reference or iterator into the buffer's bytes, nor its size, across a field read.
+//
 // Objects are not internally locked: one thread uses an object at a time. Records are held
 // through boost::shared_ptr; each concrete class allocates from its own pool (poolallocation.h),
 // shared by all threads.
@@ -47,6 +54,7 @@ constexpr unsigned int SIZE_MISMATCH = 8;      // the data read differs from the
 
 namespace detail {
 struct SerializableProbe;  // test access to the private primitives
+class RecordReader;        // reads whole objects for the factory
 class RecordWriter;        // writes whole objects (serialize)
 }  // namespace detail
 
@@ -132,7 +140,8 @@ protected:
     // ---- hooks of the record classes ---------------------------------------------------------
     // Appends the data part (no header); must write exactly numDataBytes() bytes.
     virtual void appendBuffer(ByteBuffer& buffer) const = 0;
-    // Reads the data part, advancing read_pos.
+    // Reads the data part, advancing read_pos. The buffer may grow during the read (see the top
+    // of this file).
     virtual void readFromBuffer(const ByteBuffer& buffer, int& read_pos) = 0;
     // The same with status reporting; the default calls readFromBuffer.
     virtual void readFromBufferWithStatus(const ByteBuffer& buffer, int& read_pos,

@@ -130,7 +130,9 @@ protected:
     [[noreturn]] void throwDuplicateSubObject() const;
 
 private:
-    void insertSubObject(const boost::shared_ptr<Serializable>& object);
+    friend class detail::RecordReader;
+
+    void insertSubObject(boost::shared_ptr<Serializable> object);
     // The index-th entry with this ID, or end().
     SubObjectMap::iterator findAtIndex(char id, unsigned char index);
     void copyFrom(const SerializableComposite& other);
