@@ -268,6 +268,10 @@ private:
         }
         _open.clear();
         _wake.notify_one();
+        if (!_options.overlap) {
+            waitIdle();
+            throwIfFailed();
+        }
     }
 
     void waitIdle() {

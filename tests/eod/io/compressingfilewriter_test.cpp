@@ -97,6 +97,15 @@ TEST_F(CompressingFileWriterTest, ChunksCloseBySizeByAgeAndOnRequest) {
         EXPECT_EQ(reader.chunks().size(), c.chunks);
         EXPECT_EQ(readBackTimed(path), "1-10");
     }
+    // Without overlap, the chunk a frame closes is on disk when writeData() returns.
+    CompressingFileWriter::Options at_once = smallChunks(1);
+    at_once.overlap = false;
+    writer.newFile(dir / "d.vqz", at_once);
+    for (unsigned int n = 1; n <= 5; ++n) {
+        writer.writeData(timedFrame(n));
+        EXPECT_EQ(writer.chunksWritten(), n);
+    }
+    writer.closeFile();
 }
 
 TEST_F(CompressingFileWriterTest, MisuseAndFilesThatCannotBeMade) {

@@ -9,7 +9,8 @@
 // the caller fills the next. At most two chunks are in memory: a caller that closes a chunk
 // while the one before is still being compressed waits for it. So a writer that is killed loses
 // the chunk it was filling and, if it is killed within the compression of a chunk (about 2 ms
-// for 1 MiB) after closing it, that chunk too; every chunk before them reads back. Only the
+// for 1 MiB) after closing it, that chunk too (Options::overlap = false rules that out); every
+// chunk before them reads back. Only the
 // footer, written by closeFile(), is missing then, and the reader finds the chunks one by one
 // instead. flushChunk() returns once the open chunk is written to the file.
 //
@@ -53,6 +54,10 @@ public:
         int level = DEFAULT_LEVEL;  // zstd level, -7 to 19 (below 1: its fast levels)
         std::size_t chunk_bytes = DEFAULT_CHUNK_BYTES;            // 1 to MAX_CHUNK_BYTES
         std::chrono::milliseconds chunk_age = DEFAULT_CHUNK_AGE;  // 0: one frame per chunk
+        // true: the caller fills the next chunk while the one it closed is compressed. false:
+        // the writeData() or flushChunk() that closes a chunk returns once it is on disk, so a
+        // killed writer loses at most the chunk it was filling, at about half the speed.
+        bool overlap = true;
     };
 
     CompressingFileWriter();
