@@ -72,9 +72,8 @@ void fillMissing(const vq::eod::io::Column& column, T value) {
     }
 }
 
-// A batch as {"rows": n, "columns": [(name, values, valid), ...]}: values a NumPy array (for
-// text a pair of arrays: rows + 1 int32 offsets and the bytes they point into), valid a NumPy
-// bool array (True: the row has a value) or None when every row has one.
+}  // namespace
+
 nb::dict batchDict(std::shared_ptr<ColumnBatch> batch) {
     const std::size_t rows = batch->numRows();
     for (std::size_t i = 0; i < batch->numColumns(); ++i) {
@@ -123,6 +122,8 @@ nb::dict batchDict(std::shared_ptr<ColumnBatch> batch) {
     return result;
 }
 
+namespace {}  // namespace
+
 ColumnReaderOptions optionsOf(const std::string& table,
                               const std::optional<std::vector<int>>& kinds,
                               const std::optional<std::vector<std::string>>& columns,
@@ -160,6 +161,8 @@ ColumnReaderOptions optionsOf(const std::string& table,
     return options;
 }
 
+namespace {
+
 class Reader {
 public:
     Reader(const std::string& path, const std::string& table, std::optional<std::vector<int>> kinds,
@@ -178,7 +181,17 @@ public:
         _frame_table = options.table == Table::FRAME;
         withPath(_path, [&] {
             nb::gil_scoped_release release;
-            _reader = std::make_unique<ColumnReader>(path, std::move(options));
+            if (first && vq::eod::io::DecompressingFileReader::isCompressedFrameFile(path)) {
+                // A compressed file's index finds the chunk of the first frame: only that
+                // chunk and those after it are read.
+                auto source = std::make_unique<vq::eod::io::CompressedFrameSource>(path);
+                source->reader().seekFrame(*first);
+                std::vector<std::unique_ptr<vq::eod::io::FrameSource>> sources;
+                sources.push_back(std::move(source));
+                _reader = std::make_unique<ColumnReader>(std::move(sources), std::move(options));
+            } else {
+                _reader = std::make_unique<ColumnReader>(path, std::move(options));
+            }
         });
     }
 
@@ -281,6 +294,32 @@ void bindColumns(nb::module_& m) {
         nb::arg("path"), nb::arg("kinds").none(), nb::arg("first").none(), nb::arg("last").none(),
         nb::arg("start").none(), nb::arg("end").none(),
         "(frames, kinds, frames with more than one face set) of the selected frames.");
+    m.def(
+        "chunk_index",
+        [](const std::string& path) -> std::optional<nb::list> {
+            if (!vq::eod::io::DecompressingFileReader::isCompressedFrameFile(path)) {
+                return std::nullopt;
+            }
+            std::vector<vq::eod::io::DecompressingFileReader::Chunk> chunks;
+            withPath(path, [&] {
+                nb::gil_scoped_release release;
+                vq::eod::io::DecompressingFileReader reader;
+                reader.open(path);
+                chunks = reader.chunks();
+            });
+            nb::list list;
+            for (const auto& chunk : chunks) {
+                if (chunk.frames > 0 && chunk.damage.empty()) {
+                    list.append(nb::make_tuple(chunk.first_frame, chunk.last_frame, chunk.frames,
+                                               chunk.first_time, chunk.last_time));
+                }
+            }
+            return list;
+        },
+        nb::arg("path"),
+        "The intact chunks of a compressed frame file as (first frame number, last frame "
+        "number, frames, first time_s, last time_s), times NaN where no frame is timed; None "
+        "for any other file.");
 }
 
 }  // namespace vqpy

@@ -85,32 +85,6 @@ def arrow_schema(table: str):
                                        "vq_corelog.columns": json.dumps(columns)})
 
 
-def _arrow_arrays(batch, fields) -> list:
-    """A reader batch's columns as Arrow arrays on the batch's own buffers (no copies but the
-    validity bitmaps and the flags, which Arrow packs into bits)."""
-    import numpy as np
-    import pyarrow as pa
-
-    arrays = []
-    for field in fields:
-        name = field.name
-        if batch.infos[name].type == "string":
-            arrays.append(batch.arrow_text(name))
-            continue
-        values = batch.values[name]
-        valid = batch.valid[name]
-        bitmap, nulls = None, 0
-        if valid is not None:
-            nulls = batch.rows - int(np.count_nonzero(valid))
-            if nulls:
-                bitmap = pa.py_buffer(np.packbits(valid, bitorder="little"))
-        if values.dtype == np.bool_:
-            values = np.packbits(values, bitorder="little")
-        arrays.append(pa.Array.from_buffers(field.type, batch.rows,
-                                            [bitmap, pa.py_buffer(values)], nulls))
-    return arrays
-
-
 def _first_timestamp(batch):
     if batch is None or batch.rows == 0:
         return None
@@ -165,7 +139,7 @@ def _write_recording(path: str, name: str, out_dir: str, tables: Sequence[str],
                                   use_dictionary=texts) as writer:
                 pending, rows = [], 0
                 for batch in itertools.chain([first] if first else [], batches):
-                    arrays = _arrow_arrays(batch, base)
+                    arrays = [batch.arrow_column(f.name) for f in base]
                     arrays += [pa.DictionaryArray.from_arrays(
                         np.zeros(batch.rows, np.int32), [values[k]]).cast(pa.string())
                         for k in constants]
