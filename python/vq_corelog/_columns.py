@@ -202,6 +202,7 @@ def field_metadata(info: ColumnInfo) -> Dict[str, str]:
     return metadata
 
 
+@functools.lru_cache(maxsize=None)
 def _arrow_type(name: str):
     import pyarrow as pa
 
