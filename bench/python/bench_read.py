@@ -6,7 +6,7 @@
   * Recording.frames() (frame objects),
   * and, to tell the library's share from the package's, the same reads stopped before Python
     sees the values: "column reader" is what to_pandas and to_numpy do before any conversion
-    (count the frames, read them into one batch of arrays), "frame decoding" what frames() does
+    (read the table in batches, before their concatenation), "frame decoding" what frames() does
     before Python iterates (the worker decoding every frame into record objects).
 
 Usage: bench_read.py [--vqlog PATH] [--seconds 600] [--rate 360] [--repeat 3] [--skip-csv]
@@ -53,11 +53,10 @@ elif what == "frames":
     for frame in rec.frames():
         frame.frame_num
 elif what == "reader":
-    from vq_corelog import _core
+    from vq_corelog import _columns
     own = 0
-    frames = _core.scan(path, None, None, None, None, None)[0]
-    out = _core.ColumnReader(path, "frame", None, None, None, None, None, None, max(1, frames),
-                             frames).next()
+    out = list(_columns.read_batches(path, "frame", None, None, None, None, None, None,
+                                     _columns.READ_ROWS))
 elif what == "decode":
     from vq_corelog import _core
     own = 0

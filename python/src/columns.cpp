@@ -86,13 +86,17 @@ nb::dict batchDict(std::shared_ptr<ColumnBatch> batch) {
             fillMissing(column, std::numeric_limits<std::int64_t>::min());
         }
     }
-    auto* holder = new std::shared_ptr<ColumnBatch>(std::move(batch));
-    nb::capsule owner(
-        holder, [](void* p) noexcept { delete static_cast<std::shared_ptr<ColumnBatch>*>(p); });
-    const ColumnBatch& b = **holder;
     nb::list columns;
-    for (std::size_t i = 0; i < b.numColumns(); ++i) {
-        const auto& column = b.column(i);
+    for (std::size_t i = 0; i < batch->numColumns(); ++i) {
+        // Each column moves out of the batch (which is this function's alone and dropped at its
+        // end) into an owner of its own, so that a column's memory goes as soon as Python drops
+        // that column's arrays: a concatenation of batches then needs one column's worth of
+        // memory beyond the result, not a whole table's.
+        auto* holder =
+            new vq::eod::io::Column(std::move(const_cast<vq::eod::io::Column&>(batch->column(i))));
+        nb::capsule owner(holder,
+                          [](void* p) noexcept { delete static_cast<vq::eod::io::Column*>(p); });
+        const auto& column = *holder;
         nb::object values;
         if (column.type() == ColumnType::STRING) {
             // Arrow's layout: rows + 1 offsets into the bytes of the texts.
@@ -121,8 +125,6 @@ nb::dict batchDict(std::shared_ptr<ColumnBatch> batch) {
     result["columns"] = columns;
     return result;
 }
-
-namespace {}  // namespace
 
 ColumnReaderOptions optionsOf(const std::string& table,
                               const std::optional<std::vector<int>>& kinds,

@@ -71,12 +71,15 @@ class Batch:
 
     @staticmethod
     def concat(batches: List["Batch"], infos: Dict[str, ColumnInfo], names: List[str]) -> "Batch":
-        """One batch of the rows of ``batches`` (copies; a single batch is returned as it is)."""
+        """One batch of the rows of ``batches``, which it empties: column by column, each
+        batch's arrays are dropped once copied (each column owns its memory), so the memory
+        beyond the result is one column's. A single batch is returned as it is."""
         if len(batches) == 1:
             return batches[0]
         raw = {"rows": sum(b.rows for b in batches), "columns": []}
         for name in names:
-            parts = [b.values[name] for b in batches]
+            parts = [b.values.pop(name) for b in batches]
+            valids = [b.valid.pop(name) for b in batches]
             if infos[name].type == "string":
                 values = _concat_text(parts)
             elif parts:
@@ -84,9 +87,10 @@ class Batch:
             else:
                 values = np.empty(0, _NUMPY_TYPES[infos[name].type])
             valid = None
-            if any(b.valid[name] is not None for b in batches):
-                valid = np.concatenate([np.ones(b.rows, bool) if b.valid[name] is None
-                                        else b.valid[name] for b in batches])
+            if any(v is not None for v in valids):
+                valid = np.concatenate([np.ones(b.rows, bool) if v is None else v
+                                        for b, v in zip(batches, valids)])
+            del parts, valids
             raw["columns"].append((name, values, valid))
         return Batch(raw, infos)
 
