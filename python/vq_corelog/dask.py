@@ -28,11 +28,13 @@ from .parquet import unique_names
 
 
 def _index(name: str, rows: int):
-    import numpy as np
+    """The recording's name ``rows`` times, as a string[pyarrow] index (built by Arrow, not
+    from a Python object per row)."""
     import pandas as pd
+    import pyarrow as pa
 
-    return pd.Index(pd.array(np.full(rows, name, dtype=object), dtype="string[pyarrow]"),
-                    name="recording")
+    names = pa.repeat(pa.scalar(name, pa.string()), rows)
+    return pd.Index(pd.arrays.ArrowStringArray(names), name="recording")
 
 
 class _ReadRecording:
