@@ -96,12 +96,16 @@ def child(phase, paths, dataset, repeat, workers):
             client.wait_for_workers(workers, timeout=60)
 
             def run():
+                # Each worker process's CPU seconds, besides this process's.
+                before = client.run(time.process_time)
                 f = read_recordings(paths, columns=COLUMNS)
                 d = np.sqrt(f.head_position_x ** 2 + f.head_position_y ** 2
                             + f.head_position_z ** 2)
                 # One output partition: a tree reduction, no shuffle of the small results.
                 agg = d.groupby("recording").agg(["mean", "count"], split_out=1)
                 result = client.compute(agg).result(timeout=600)
+                after = client.run(time.process_time)
+                out["worker_cpu"] = sorted(after[w] - before[w] for w in after)
                 return result.rename(columns={"mean": "distance", "count": "frames"})
             out["seconds"], out["cpu"], result = timed(run, repeat)
             out["rows"] = rows(result.sort_index())
@@ -155,11 +159,12 @@ def main():
     dataset = sum(f.stat().st_size for f in (work / "dataset").rglob("*.parquet"))
 
     print(f"\n{'path':<16} {'wall s':>8} {'cpu s':>8} {'Mframes/s':>10} {'peak MB':>8}  workers' "
-          "peak MB")
+          "CPU s; workers' peak MB")
     for name, r in results.items():
         workers = " ".join(f"{m / 1e6:.0f}" for m in r.get("worker_peak_rss", []))
+        cpu = " ".join(f"{c:.2f}" for c in r.get("worker_cpu", []))
         print(f"{name:<16} {r['seconds']:8.3f} {r['cpu']:8.3f} "
-              f"{frames / r['seconds'] / 1e6:10.2f} {r['peak_rss'] / 1e6:8.0f}  {workers}")
+              f"{frames / r['seconds'] / 1e6:10.2f} {r['peak_rss'] / 1e6:8.0f}  {cpu}; {workers}")
     reference = results["pandas"]["rows"]
     for name, r in results.items():
         if "rows" in r and r["rows"] != reference:
@@ -167,11 +172,13 @@ def main():
             return 1
     p = results["parquet"]
     print(f"\nParquet: {frames / p['seconds'] / 1e6:.2f} M frames/s on one core (target >= 1), "
-          f"{dataset / 1e6:.0f} MB on disk")
+          f"{frames / p['cpu'] / 1e6:.2f} M per CPU second, {dataset / 1e6:.0f} MB on disk")
     print(f"DuckDB over Parquet: {results['pandas']['seconds'] / results['duckdb']['seconds']:.1f}"
           " x pandas one by one (target >= 10)")
-    print(f"Dask, 2 workers: {results['dask 1 worker']['seconds'] / results['dask 2 workers']['seconds']:.2f}"
-          " x 1 worker (target >= 1.6)")
+    one, two = results["dask 1 worker"], results["dask 2 workers"]
+    print(f"Dask, 2 workers: {one['seconds'] / two['seconds']:.2f} x 1 worker (target >= 1.6); "
+          f"workers' CPU seconds {sum(one['worker_cpu']):.2f} (1) and "
+          f"{sum(two['worker_cpu']):.2f} (2)")
     return 0
 
 

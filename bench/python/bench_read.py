@@ -3,7 +3,11 @@
 
   * the CSV path: `vqlog export --format csv` and pandas.read_csv (the only way in before),
   * Recording.to_pandas() and to_numpy() (the column reader),
-  * Recording.frames() (frame objects).
+  * Recording.frames() (frame objects),
+  * and, to tell the library's share from the package's, the same reads stopped before Python
+    sees the values: "column reader" is what to_pandas and to_numpy do before any conversion
+    (read the table in batches, before their concatenation), "frame decoding" what frames() does
+    before Python iterates (the worker decoding every frame into record objects).
 
 Usage: bench_read.py [--vqlog PATH] [--seconds 600] [--rate 360] [--repeat 3] [--skip-csv]
 
@@ -48,6 +52,17 @@ elif what == "frames":
     own = 0
     for frame in rec.frames():
         frame.frame_num
+elif what == "reader":
+    from vq_corelog import _columns
+    own = 0
+    out = list(_columns.read_batches(path, "frame", None, None, None, None, None, None,
+                                     _columns.READ_ROWS))
+elif what == "decode":
+    from vq_corelog import _core
+    own = 0
+    reader = _core.FrameReader(path, rec.is_directory, None, None, None, None, None)
+    while reader.next(4096):
+        pass
 elif what == "csv":
     text = subprocess.run(csv_cmd, check=True, capture_output=True).stdout
     out = pandas.read_csv(io.BytesIO(text)); own = int(out.memory_usage(deep=True).sum())
@@ -97,7 +112,9 @@ def main():
               f"bytes; best of {args.repeat}, peak memory above the start of the read")
         print(f"{'path':30} {'seconds':>8} {'frames/s':>11} {'CPU s':>7} {'peak MB':>8} "
               f"{'own MB':>7}")
-        rows = [("to_pandas()", "pandas"), ("to_numpy()", "numpy"), ("frames()", "frames")]
+        rows = [("to_pandas()", "pandas"), ("to_numpy()", "numpy"),
+                ("  column reader alone", "reader"), ("frames()", "frames"),
+                ("  frame decoding alone", "decode")]
         if not args.skip_csv:
             rows.append(("vqlog export csv + read_csv", "csv"))
         for label, what in rows:

@@ -64,20 +64,24 @@ def main() -> None:
         writer.write_all(part.frames())
     print(f"wrote {vq.read(work / 'part').info()['frames']} frames to {work / 'part'}")
 
-    # Live: a tiny server sends the frames over TCP on 127.0.0.1; connect() yields them.
+    # Live: a tiny server sends the frames over TCP on 127.0.0.1, twice; connect() yields
+    # them as frames, and batches() as tables of what arrived together.
     data = b"".join(f.to_bytes() for f in rec.frames())
     listener = socket.create_server(("127.0.0.1", 0))
 
     def serve() -> None:
-        client, _ = listener.accept()
-        with client:
-            client.sendall(data)
+        for _ in range(2):
+            client, _ = listener.accept()
+            with client:
+                client.sendall(data)
 
     threading.Thread(target=serve, daemon=True).start()
     with vq.connect("127.0.0.1", listener.getsockname()[1], timeout=5) as stream:
         received = sum(1 for _ in stream)
+    with vq.connect("127.0.0.1", listener.getsockname()[1], timeout=5) as stream:
+        rows = sum(len(table) for table in stream.batches(frames=50, interval=0.5))
     listener.close()
-    print(f"received {received} frames live")
+    print(f"received {received} frames live, and {rows} rows of live tables")
 
 
 if __name__ == "__main__":

@@ -2,9 +2,13 @@
 // a path, and the functions that add each group of bindings to the module.
 #pragma once
 
+#include <cstdint>
 #include <exception>
+#include <memory>
+#include <optional>
 #include <string>
 #include <utility>
+#include <vector>
 
 #include <nanobind/nanobind.h>
 
@@ -41,6 +45,21 @@ auto withPath(const std::string& path, Work&& work) -> decltype(work()) {
         throw PathError(error.className(), error.what(), path);
     }
 }
+
+// A column batch as {"rows": n, "columns": [(name, values, valid), ...]}: values a NumPy array
+// on the batch's own memory (for text a pair of arrays: rows + 1 int32 offsets and the bytes
+// they point into), valid a NumPy bool array (True: the row has a value) or None when every row
+// has one. Missing floats become NaN and missing timestamps NaT in place.
+nb::dict batchDict(std::shared_ptr<vq::eod::io::ColumnBatch> batch);
+
+// The reader's options from the arguments the bindings take (None: no bound).
+vq::eod::io::ColumnReaderOptions optionsOf(const std::string& table,
+                                           const std::optional<std::vector<int>>& kinds,
+                                           const std::optional<std::vector<std::string>>& columns,
+                                           std::optional<std::uint32_t> first,
+                                           std::optional<std::uint32_t> last,
+                                           std::optional<double> start, std::optional<double> end,
+                                           std::size_t batch_rows);
 
 void bindErrors(nb::module_& m);
 void bindFrames(nb::module_& m);

@@ -72,9 +72,8 @@ void fillMissing(const vq::eod::io::Column& column, T value) {
     }
 }
 
-// A batch as {"rows": n, "columns": [(name, values, valid), ...]}: values a NumPy array (for
-// text a pair of arrays: rows + 1 int32 offsets and the bytes they point into), valid a NumPy
-// bool array (True: the row has a value) or None when every row has one.
+}  // namespace
+
 nb::dict batchDict(std::shared_ptr<ColumnBatch> batch) {
     const std::size_t rows = batch->numRows();
     for (std::size_t i = 0; i < batch->numColumns(); ++i) {
@@ -87,13 +86,17 @@ nb::dict batchDict(std::shared_ptr<ColumnBatch> batch) {
             fillMissing(column, std::numeric_limits<std::int64_t>::min());
         }
     }
-    auto* holder = new std::shared_ptr<ColumnBatch>(std::move(batch));
-    nb::capsule owner(
-        holder, [](void* p) noexcept { delete static_cast<std::shared_ptr<ColumnBatch>*>(p); });
-    const ColumnBatch& b = **holder;
     nb::list columns;
-    for (std::size_t i = 0; i < b.numColumns(); ++i) {
-        const auto& column = b.column(i);
+    for (std::size_t i = 0; i < batch->numColumns(); ++i) {
+        // Each column moves out of the batch (which is this function's alone and dropped at its
+        // end) into an owner of its own, so that a column's memory goes as soon as Python drops
+        // that column's arrays: a concatenation of batches then needs one column's worth of
+        // memory beyond the result, not a whole table's.
+        auto* holder =
+            new vq::eod::io::Column(std::move(const_cast<vq::eod::io::Column&>(batch->column(i))));
+        nb::capsule owner(holder,
+                          [](void* p) noexcept { delete static_cast<vq::eod::io::Column*>(p); });
+        const auto& column = *holder;
         nb::object values;
         if (column.type() == ColumnType::STRING) {
             // Arrow's layout: rows + 1 offsets into the bytes of the texts.
@@ -160,6 +163,8 @@ ColumnReaderOptions optionsOf(const std::string& table,
     return options;
 }
 
+namespace {
+
 class Reader {
 public:
     Reader(const std::string& path, const std::string& table, std::optional<std::vector<int>> kinds,
@@ -178,7 +183,17 @@ public:
         _frame_table = options.table == Table::FRAME;
         withPath(_path, [&] {
             nb::gil_scoped_release release;
-            _reader = std::make_unique<ColumnReader>(path, std::move(options));
+            if (first && vq::eod::io::DecompressingFileReader::isCompressedFrameFile(path)) {
+                // A compressed file's index finds the chunk of the first frame: only that
+                // chunk and those after it are read.
+                auto source = std::make_unique<vq::eod::io::CompressedFrameSource>(path);
+                source->reader().seekFrame(*first);
+                std::vector<std::unique_ptr<vq::eod::io::FrameSource>> sources;
+                sources.push_back(std::move(source));
+                _reader = std::make_unique<ColumnReader>(std::move(sources), std::move(options));
+            } else {
+                _reader = std::make_unique<ColumnReader>(path, std::move(options));
+            }
         });
     }
 
@@ -281,6 +296,32 @@ void bindColumns(nb::module_& m) {
         nb::arg("path"), nb::arg("kinds").none(), nb::arg("first").none(), nb::arg("last").none(),
         nb::arg("start").none(), nb::arg("end").none(),
         "(frames, kinds, frames with more than one face set) of the selected frames.");
+    m.def(
+        "chunk_index",
+        [](const std::string& path) -> std::optional<nb::list> {
+            if (!vq::eod::io::DecompressingFileReader::isCompressedFrameFile(path)) {
+                return std::nullopt;
+            }
+            std::vector<vq::eod::io::DecompressingFileReader::Chunk> chunks;
+            withPath(path, [&] {
+                nb::gil_scoped_release release;
+                vq::eod::io::DecompressingFileReader reader;
+                reader.open(path);
+                chunks = reader.chunks();
+            });
+            nb::list list;
+            for (const auto& chunk : chunks) {
+                if (chunk.frames > 0 && chunk.damage.empty()) {
+                    list.append(nb::make_tuple(chunk.first_frame, chunk.last_frame, chunk.frames,
+                                               chunk.first_time, chunk.last_time));
+                }
+            }
+            return list;
+        },
+        nb::arg("path"),
+        "The intact chunks of a compressed frame file as (first frame number, last frame "
+        "number, frames, first time_s, last time_s), times NaN where no frame is timed; None "
+        "for any other file.");
 }
 
 }  // namespace vqpy

@@ -475,6 +475,11 @@ class FrameStream:
     def receive(self, timeout: float | None) -> Frame | None:
         """The next frame, or None once the stream has ended."""
 
+    def receive_batch(self, frames: int, timeout: float | None, interval: float, table: str, columns: Sequence[str] | None) -> list:
+        """
+        Column batches of the frames received within `interval` seconds of the first, at most `frames`; an empty list once the stream has ended.
+        """
+
     def close(self) -> None: ...
 
     @property
@@ -483,7 +488,7 @@ class FrameStream:
 class ColumnReader:
     """Column batches of a recording."""
 
-    def __init__(self, path: str, table: str, kinds: Sequence[int] | None, columns: Sequence[str] | None, first: int | None, last: int | None, start: float | None, end: float | None, batch_rows: int) -> None: ...
+    def __init__(self, path: str, table: str, kinds: Sequence[int] | None, columns: Sequence[str] | None, first: int | None, last: int | None, start: float | None, end: float | None, batch_rows: int, max_frames: int | None = None) -> None: ...
 
     def next(self) -> dict | None:
         """The next batch, or None at the end."""
@@ -496,4 +501,9 @@ def columns(table: str) -> list:
 def scan(path: str, kinds: Sequence[int] | None, first: int | None, last: int | None, start: float | None, end: float | None) -> tuple:
     """
     (frames, kinds, frames with more than one face set) of the selected frames.
+    """
+
+def chunk_index(path: str) -> list | None:
+    """
+    The intact chunks of a compressed frame file as (first frame number, last frame number, frames, first time_s, last time_s), times NaN where no frame is timed; None for any other file.
     """

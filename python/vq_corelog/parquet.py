@@ -7,7 +7,7 @@ Layout of ``out_dir``, one dataset per table, Hive-style::
     out_dir/head_intersections/recording=<name>/start_time=<start>/part-0.parquet
 
 ``<name>`` is the recording's file or directory name without ".vql"; ``<start>`` is the
-timestamp_utc of its first timed frame (looked for among the first ``row_group_rows`` frames)
+timestamp_utc of its first timed frame (looked for among the first 16,384 frames)
 in ISO 8601 basic form, UTC, milliseconds
 ("20261123T023118.250Z"; no colons, so that every file system and object store takes it), or
 "__HIVE_DEFAULT_PARTITION__" when none of those frames has a timing record. Values that are not partition
@@ -30,7 +30,7 @@ import json
 import os
 from typing import Dict, Iterable, List, Sequence, Union
 
-from ._columns import TABLES, read_batches, schema
+from ._columns import READ_ROWS, TABLES, read_batches, schema
 from ._recording import read
 
 PARTITION_KEYS = ("recording", "start_time")
@@ -85,32 +85,6 @@ def arrow_schema(table: str):
                                        "vq_corelog.columns": json.dumps(columns)})
 
 
-def _arrow_arrays(batch, fields) -> list:
-    """A reader batch's columns as Arrow arrays on the batch's own buffers (no copies but the
-    validity bitmaps and the flags, which Arrow packs into bits)."""
-    import numpy as np
-    import pyarrow as pa
-
-    arrays = []
-    for field in fields:
-        name = field.name
-        if batch.infos[name].type == "string":
-            arrays.append(batch.arrow_text(name))
-            continue
-        values = batch.values[name]
-        valid = batch.valid[name]
-        bitmap, nulls = None, 0
-        if valid is not None:
-            nulls = batch.rows - int(np.count_nonzero(valid))
-            if nulls:
-                bitmap = pa.py_buffer(np.packbits(valid, bitorder="little"))
-        if values.dtype == np.bool_:
-            values = np.packbits(values, bitorder="little")
-        arrays.append(pa.Array.from_buffers(field.type, batch.rows,
-                                            [bitmap, pa.py_buffer(values)], nulls))
-    return arrays
-
-
 def _first_timestamp(batch):
     if batch is None or batch.rows == 0:
         return None
@@ -138,15 +112,15 @@ def _write_recording(path: str, name: str, out_dir: str, tables: Sequence[str],
     written = {}
     for table in tables:
         base = schemas[table]
-        # The long tables are read in small batches (the reader sizes its buffers by them)
-        # and gathered into row groups of row_group_rows rows.
-        batches = _batches(recording, table,
-                           row_group_rows if table == "frame" else min(row_group_rows, 4096))
+        # Read in batches that stay in the caches (the reader sizes its buffers by them, so a
+        # batch of a whole row group would cost more to allocate than to fill for a short
+        # recording), gathered into row groups of exactly row_group_rows rows as they come.
+        batches = _batches(recording, table, READ_ROWS)
         first = next(batches, None)
         if "start_time" not in values:  # from the frame table's first batch where it is read
             if table != "frame":
-                first_times = next(_batches(recording, "frame", row_group_rows,
-                                            ["timestamp_utc"]), None)
+                first_times = next(_batches(recording, "frame", READ_ROWS, ["timestamp_utc"]),
+                                   None)
             values["start_time"] = start_text(_first_timestamp(
                 first if table == "frame" else first_times))
         fields = list(base) + [pa.field(k, pa.string(), nullable=False) for k in constants]
@@ -165,16 +139,19 @@ def _write_recording(path: str, name: str, out_dir: str, tables: Sequence[str],
                                   use_dictionary=texts) as writer:
                 pending, rows = [], 0
                 for batch in itertools.chain([first] if first else [], batches):
-                    arrays = _arrow_arrays(batch, base)
+                    arrays = [batch.arrow_column(f.name) for f in base]
                     arrays += [pa.DictionaryArray.from_arrays(
                         np.zeros(batch.rows, np.int32), [values[k]]).cast(pa.string())
                         for k in constants]
                     pending.append(pa.Table.from_arrays(arrays, schema=file_schema))
                     rows += batch.rows
                     if rows >= row_group_rows:
-                        writer.write_table(pa.concat_tables(pending),
-                                           row_group_size=row_group_rows)
-                        pending, rows = [], 0
+                        # Whole row groups now, the rest waits for the next batches.
+                        gathered = pa.concat_tables(pending)
+                        whole = rows - rows % row_group_rows
+                        writer.write_table(gathered.slice(0, whole), row_group_size=row_group_rows)
+                        pending = [gathered.slice(whole)] if whole < rows else []
+                        rows -= whole
                 if pending:
                     writer.write_table(pa.concat_tables(pending), row_group_size=row_group_rows)
             os.replace(partial, target)

@@ -1,5 +1,7 @@
 """Recordings as a dask DataFrame, computed on a local cluster of two worker processes."""
 
+import subprocess
+
 import pandas as pd
 import pytest
 
@@ -57,6 +59,24 @@ def test_equal_to_pandas_on_a_cluster(client, fleet, columns, start, end):
     means = client.compute(frames.groupby("recording")["frame_num"].count())
     pd.testing.assert_series_equal(means.result(timeout=WAIT),
                                    expected.groupby("recording")["frame_num"].count())
+
+
+def test_a_long_compressed_file_splits_along_its_chunks(client, vqlog, tmp_path):
+    # 21,600 frames, some 10 MB: chunks of 1 MiB make about ten of them.
+    subprocess.run([vqlog, "demo", "--fast", "--seconds", "60", "--rate", "360", "--out",
+                    str(tmp_path / "rec")], check=True, stdout=subprocess.DEVNULL, timeout=60)
+    packed = tmp_path / "long.vqz"
+    subprocess.run([vqlog, "convert", "--compress", str(tmp_path / "rec"), str(packed)],
+                   check=True, stdout=subprocess.DEVNULL, timeout=60)
+    assert len(vq._core.chunk_index(str(packed))) > 2
+    assert vq._core.chunk_index(str(tmp_path / "rec" / "Timing.vql")) is None
+    columns = ["frame_num", "time_s", "head_position_z"]
+    for start, end in [(None, None), (20.0, 60.0)]:
+        frames = read_recordings([packed], columns=columns, start=start, end=end,
+                                 partition_frames=1)
+        assert frames.npartitions > 1 and frames.known_divisions
+        got = client.compute(frames).result(timeout=WAIT)
+        pd.testing.assert_frame_equal(got, pandas_frames([packed], columns, start, end))
 
 
 def test_projection_reads_only_the_columns_asked_for(fleet, monkeypatch):

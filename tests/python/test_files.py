@@ -139,4 +139,4 @@ def test_the_tour_runs(tmp_path):
 
     out = subprocess.run([sys.executable, str(ROOT / "examples/python/tour.py")], check=True,
                          capture_output=True, text=True, timeout=60).stdout
-    assert "120 frames" in out and "received 120 frames live" in out
+    assert "120 frames" in out and "received 120 frames live, and 120 rows" in out

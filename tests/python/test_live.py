@@ -4,6 +4,7 @@ import socket
 import subprocess
 import threading
 
+import pandas as pd
 import pytest
 
 import vq_corelog as vq
@@ -51,6 +52,23 @@ def test_frames_arrive_as_sent_whatever_the_pieces():
     finally:
         server.close()
     assert got == [f.to_bytes() for f in frames]
+
+
+def test_batches_are_the_columns_a_recording_of_the_same_frames_gives(tmp_path):
+    frames = random_frames(4, 60)
+    with vq.Writer(tmp_path / "rec.vql", per_kind=False) as writer:
+        writer.write_all(frames)
+    expected = vq.read(tmp_path / "rec.vql").to_pandas()
+    server = Server(b"".join(f.to_bytes() for f in frames), chunk=4096)
+    try:
+        with vq.connect("127.0.0.1", server.port, timeout=5) as stream:
+            parts = list(stream.batches(frames=25, interval=5))
+    finally:
+        server.close()
+    assert [len(p) for p in parts] == [25, 25, len(frames) - 50]
+    pd.testing.assert_frame_equal(pd.concat(parts, ignore_index=True), expected)
+    with pytest.raises(ValueError, match="format is pandas, numpy or arrow"):
+        next(stream.batches(format="csv"))
 
 
 def test_silence_raises_timeout_and_garbage_raises_a_library_error():
