@@ -113,8 +113,9 @@ int main(int argc, char** argv) {
     } else if (path == "client_objects" || path == "client_views") {
         io::EngineOutputDataTcpClient client;
         client.connect(std::make_unique<StreamSource>(w.stream));
+        const bool objects = path == "client_objects";
         for (long i = 0; i < frames; ++i) {
-            if (path == "client_objects") {
+            if (objects) {
                 sink += client.receive(0)->frameNum();
             } else {
                 sink += client.receiveView(0)->frameNum();

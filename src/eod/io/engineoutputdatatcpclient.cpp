@@ -190,11 +190,31 @@ EngineOutputDataTcpClient::Step EngineOutputDataTcpClient::decodeNext(bool objec
         return Step::OTHER;
     }
     if (!objects) {
-        _rewritten.clear();
-        _frame->serialize(_rewritten);
-        _view->reset(_rewritten.data(), _rewritten.size());
+        viewObjects();
     }
     return Step::FRAME;
+}
+
+// Views the bytes that the objects of _frame write back. A disabled frame is written enabled,
+// which serialize() requires, and its flag byte then cleared, so the view holds what it read.
+void EngineOutputDataTcpClient::viewObjects() {
+    _rewritten.clear();
+    const bool enabled = _frame->serializeEnabled();
+    _frame->setSerializeEnabled(true);
+    try {
+        _frame->serialize(_rewritten);
+    } catch (...) {
+        _frame->setSerializeEnabled(enabled);
+        throw;
+    }
+    _frame->setSerializeEnabled(enabled);
+    RecordHeader header;
+    if (!enabled &&
+        parseRecordHeader(_rewritten.data(), _rewritten.size(), header) == RecordExtent::COMPLETE &&
+        header.data_size > 0) {
+        _rewritten[header.header_bytes] = 0;
+    }
+    _view->reset(_rewritten.data(), _rewritten.size());
 }
 
 // Raises when the header of the next record announces more than the maximum, before any of its

@@ -122,6 +122,7 @@ private:
 
     bool nextFrame(int timeoutMillis, bool objects);
     Step decodeNext(bool objects);
+    void viewObjects();
     void refuseOversizeRecord(std::uint32_t data_size) const;
     void dropConsumedBytes();
     void reset();
