@@ -5,12 +5,16 @@
 //
 // PATH is one of encode_hand, decode_hand, serialize, rebuild, clone, write_single,
 // write_per_kind (files in DIR), read_merged (reads every log file of DIR, which must hold a
-// per-kind recording of at least FRAMES frames made by write_per_kind and nothing else). Under
+// per-kind recording of at least FRAMES frames made by write_per_kind and nothing else),
+// client_objects, client_views (the TCP frame client fed the workload's stream in 64 KiB blocks
+// by a byte source, without a socket: the client's own cost). Under
 // valgrind --tool=callgrind, the difference between two runs of different FRAMES divided by the
 // difference of FRAMES is the cost of one frame: bench/README.md lists such counts.
+#include <algorithm>
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
+#include <memory>
 #include <string>
 
 #include "workload.h"
@@ -22,6 +26,24 @@ using namespace vqbench;
 
 const std::vector<char> KINDS = {object_id::TIMING_OUTPUT_DATA, object_id::HEAD_OUTPUT_DATA_V2,
                                  object_id::EYE_OUTPUT_DATA, object_id::ENGINE_STATE_OUTPUT_DATA};
+
+// The workload's stream over and over, in blocks of 64 KiB.
+class StreamSource : public io::ByteSource {
+public:
+    explicit StreamSource(const ByteBuffer& stream) : _stream(stream) {}
+    std::size_t read(ByteBuffer& data, int) override {
+        const std::size_t size = std::min<std::size_t>(65536, _stream.size() - _pos);
+        data.insert(data.end(), _stream.begin() + static_cast<long>(_pos),
+                    _stream.begin() + static_cast<long>(_pos + size));
+        _pos = (_pos + size) % _stream.size();
+        return size;
+    }
+    bool ended() const override { return false; }
+
+private:
+    const ByteBuffer& _stream;
+    std::size_t _pos = 0;
+};
 
 int usage() {
     std::cerr << "usage: vq_corelog_profile PATH FRAMES [DIR]\n";
@@ -100,6 +122,17 @@ int main(int argc, char** argv) {
                 return 1;
             }
             sink += frame->frameNum();
+        }
+    } else if (path == "client_objects" || path == "client_views") {
+        io::EngineOutputDataTcpClient client;
+        client.connect(std::make_unique<StreamSource>(w.stream));
+        const bool objects = path == "client_objects";
+        for (long i = 0; i < frames; ++i) {
+            if (objects) {
+                sink += client.receive(0)->frameNum();
+            } else {
+                sink += client.receiveView(0)->frameNum();
+            }
         }
     } else {
         return usage();

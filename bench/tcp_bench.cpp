@@ -1,5 +1,6 @@
-// TCP on 127.0.0.1: frames per second through EngineOutputDataTcpClient from a sender thread,
-// and the round trip of one frame, each against plain sockets moving the same bytes.
+// TCP on 127.0.0.1: frames per second through EngineOutputDataTcpClient from a sender thread, as
+// objects and as views, and the round trip of one frame, each against plain sockets moving the
+// same bytes.
 #include <vector>
 
 #include <benchmark/benchmark.h>
@@ -74,6 +75,27 @@ void streamClient(benchmark::State& state) {
     perFrames(state, POOL_FRAMES);
 }
 BENCHMARK(streamClient)->Name("tcp/stream_client")->UseRealTime();
+
+// The same bytes as views of the frames, each frame's number read; each iteration receives
+// POOL_FRAMES frames.
+void streamView(benchmark::State& state) {
+    FrameSender sender;
+    EngineOutputDataTcpClient client;
+    client.connect(InetAddress(sender.port(), "127.0.0.1"));
+    for (auto _ : state) {
+        for (std::size_t i = 0; i < POOL_FRAMES; ++i) {
+            const FrameView* view = client.receiveView(PATIENCE_MILLIS);
+            if (view == nullptr || !view->exact()) {
+                state.SkipWithError("no exact view within the time limit");
+                return;
+            }
+            benchmark::DoNotOptimize(view->frameNum());
+        }
+    }
+    client.disconnect();
+    perFrames(state, POOL_FRAMES);
+}
+BENCHMARK(streamView)->Name("tcp/stream_view")->UseRealTime();
 
 // One frame out to the echo and back on a second connection, taken with recv().
 void pingRaw(benchmark::State& state) {

@@ -1,22 +1,19 @@
-// The frame client's reassembly: a stream sent to EngineOutputDataTcpClient in pieces whose
-// sizes the input chooses, over one loopback connection kept for the whole run.
+// The frame client's reassembly: a stream fed to EngineOutputDataTcpClient through a byte source
+// in pieces whose sizes the input chooses, taken as objects and as views.
 //
-// Input: a byte whose low 4 bits are the number k of piece sizes that follow, k bytes each
-// giving a piece of (byte + 1) bytes, used in turn, then the stream itself (all of it in one
-// piece when k is 0). After each piece the client takes what has arrived (receive(0)).
+// Input: a byte whose low 4 bits are the number k of piece sizes that follow and whose high 4
+// bits say which calls take views: call i uses receiveView() when bit (i mod 4) is set, else
+// receive(); then k bytes each giving a piece of (byte + 1) bytes, used in turn, then the stream
+// itself (all of it in one piece when k is 0). After each piece the client takes what has arrived.
 //
-// The check: however the stream is cut, the client hands out exactly the frames that reading
-// the whole stream at once gives, and raises exactly the error that it meets there, if any.
-// Pieces may merge on the way; that changes nothing that is checked.
-#include <arpa/inet.h>
-#include <netinet/in.h>
-#include <sys/socket.h>
-#include <unistd.h>
-
+// The check: however the stream is cut and whichever way frames are taken, the client hands out
+// exactly the frames that reading the whole stream at once gives, and raises exactly the error
+// that it meets there, if any. A view that is OK holds the frame's number and, when exact, bytes
+// whose objects are the frame.
 #include <algorithm>
-#include <cerrno>
 #include <cstddef>
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <vector>
 
@@ -87,72 +84,28 @@ Expected readWhole(const ByteBuffer& stream) {
     return expected;
 }
 
-// A listening socket on 127.0.0.1, the client, and the server's end of their connection.
-class Link {
+// Hands the client the pieces it is given, one a read; the stream never ends.
+class Pieces : public vq::eod::io::ByteSource {
 public:
-    Link() {
-        _listener = ::socket(AF_INET, SOCK_STREAM | SOCK_CLOEXEC, 0);
-        sockaddr_in address{};
-        address.sin_family = AF_INET;
-        address.sin_addr.s_addr = htonl(INADDR_LOOPBACK);
-        socklen_t length = sizeof(address);
-        if (_listener < 0 ||
-            ::bind(_listener, reinterpret_cast<sockaddr*>(&address), sizeof(address)) != 0 ||
-            ::listen(_listener, 4) != 0 ||
-            ::getsockname(_listener, reinterpret_cast<sockaddr*>(&address), &length) != 0) {
-            vqfuzz::fail("no listening socket on 127.0.0.1");
-        }
-        _port = ntohs(address.sin_port);
-        connect();
+    std::size_t read(ByteBuffer& data, int) override {
+        const std::size_t size = next.size();
+        data.insert(data.end(), next.begin(), next.end());
+        next.clear();
+        return size;
     }
-    ~Link() {
-        client.disconnect();
-        ::close(_server);
-        ::close(_listener);
-    }
-    Link(const Link&) = delete;
-    Link& operator=(const Link&) = delete;
+    bool ended() const override { return false; }
 
-    // Sends what the socket takes at once; the number of bytes taken.
-    std::size_t sendSome(const std::uint8_t* data, std::size_t size) const {
-        const ssize_t sent = ::send(_server, data, size, MSG_DONTWAIT | MSG_NOSIGNAL);
-        if (sent < 0 && errno != EAGAIN && errno != EWOULDBLOCK) {
-            vqfuzz::fail("the server's send failed");
-        }
-        return sent < 0 ? 0 : static_cast<std::size_t>(sent);
-    }
-    // A fresh connection, without pending bytes. The old one is reset (no TIME_WAIT left behind,
-    // so a long run never runs out of ports).
-    void connect() {
-        if (_server >= 0) {
-            const linger reset{1, 0};
-            ::setsockopt(_server, SOL_SOCKET, SO_LINGER, &reset, sizeof(reset));
-            ::close(_server);
-        }
-        client.disconnect();
-        client.connect(vq::eod::io::InetAddress(_port, "127.0.0.1"));
-        _server = ::accept4(_listener, nullptr, nullptr, SOCK_CLOEXEC);
-        if (_server < 0) {
-            vqfuzz::fail("the client's connection was not accepted");
-        }
-    }
-
-    EngineOutputDataTcpClient client;
-
-private:
-    int _listener = -1;
-    int _server = -1;
-    int _port = 0;
+    ByteBuffer next;  // what the next read hands out
 };
 
 }  // namespace
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
-    static Link link;
     if (size == 0) {
         return 0;
     }
     const std::size_t piece_count = data[0] & 0x0Fu;
+    const unsigned int view_calls = data[0] >> 4;
     if (size < 1 + piece_count) {
         return 0;
     }
@@ -160,14 +113,40 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     const ByteBuffer stream(data + 1 + piece_count, data + size);
     const Expected expected = readWhole(stream);
 
+    EngineOutputDataTcpClient client;
+    auto source = std::make_unique<Pieces>();
+    Pieces& feed = *source;
+    client.connect(std::move(source));
+
     std::vector<ByteBuffer> frames;
     std::string error;
+    unsigned int calls = 0;
     // Takes frames until none is complete; false once the client raised.
-    auto take = [&](int timeout_millis) {
+    auto take = [&]() {
         for (;;) {
             boost::shared_ptr<vq::eod::EngineOutputData> frame;
             try {
-                frame = link.client.receive(timeout_millis);
+                if ((view_calls >> (calls++ % 4)) & 1u) {
+                    const vq::eod::FrameView* view = client.receiveView(0);
+                    if (view == nullptr) {
+                        return true;
+                    }
+                    frame = client.viewedFrame();
+                    if (!frame || (view->ok() && view->frameNum() != frame->frameNum())) {
+                        vqfuzz::fail("a view and its frame disagree");
+                    }
+                    if (view->exact()) {
+                        ByteBuffer bytes(view->data(), view->data() + view->bytes());
+                        int pos = 0;
+                        auto again = vq::eod::SerializableFactory::newObject(bytes, pos);
+                        if (!again || vqfuzz::serialized(*again) != vqfuzz::serialized(*frame) ||
+                            static_cast<std::size_t>(pos) != bytes.size()) {
+                            vqfuzz::fail("an exact view holds other bytes than its frame");
+                        }
+                    }
+                } else {
+                    frame = client.receive(0);
+                }
             } catch (const vq::eod::SerializableError& raised) {
                 error = raised.what();
                 return false;
@@ -185,19 +164,10 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         if (piece_count > 0) {
             piece = std::min<std::size_t>(piece, pieces[index % piece_count] + 1u);
         }
-        for (int rounds = 0; open && piece > 0; ++rounds) {
-            if (rounds > 100000) {
-                vqfuzz::fail("the client stopped taking bytes");
-            }
-            const std::size_t sent = link.sendSome(stream.data() + offset, piece);
-            offset += sent;
-            piece -= sent;
-            open = take(0);
-        }
-    }
-    // Loopback bytes are there as soon as they are sent; a slower machine gets another chance.
-    if (open && frames.size() < expected.frames.size()) {
-        take(1000);
+        feed.next.assign(stream.begin() + static_cast<long>(offset),
+                         stream.begin() + static_cast<long>(offset + piece));
+        offset += piece;
+        open = take();
     }
 
     if (frames != expected.frames) {
@@ -207,14 +177,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     // labelled record) is decided once those have arrived: until then the client holds it, and
     // exactly it, with nothing handed out past it.
     const bool still_waiting = error.empty() && !expected.error.empty() &&
-                               link.client.pendingBytes() == stream.size() - expected.error_pos;
+                               client.pendingBytes() == stream.size() - expected.error_pos;
     if (error != expected.error && !still_waiting) {
         std::fprintf(stderr, "client: '%s'\nwhole stream: '%s'\n", error.c_str(),
                      expected.error.c_str());
         vqfuzz::fail("the client raised another error than the whole stream gives");
-    }
-    if (!error.empty() || !expected.error.empty() || expected.partial) {
-        link.connect();  // drops the pending bytes
     }
     return 0;
 }

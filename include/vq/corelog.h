@@ -42,6 +42,7 @@
 #include "vq/eod/intersectionoutputbase.h"
 #include "vq/eod/intersectionoutputbasev2.h"
 #include "vq/eod/io/bufferedoutputfilestream.h"
+#include "vq/eod/io/bytesource.h"
 #include "vq/eod/io/columnreader.h"
 #include "vq/eod/io/compressedframefileerror.h"
 #include "vq/eod/io/compressedframesource.h"

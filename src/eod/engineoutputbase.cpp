@@ -1,11 +1,38 @@
 #include "vq/eod/engineoutputbase.h"
 
 #include <algorithm>
+#include <atomic>
+#include <typeinfo>
 
+#include "eod/engineoutputbase_internal.h"
 #include "eod/precondition_internal.h"
 #include "vq/eod/serializableerror.h"
 
 namespace vq::eod {
+
+namespace detail {
+
+bool isEngineRecord(const Serializable& object) {
+    // Type information of engine record classes met, filled in turn; a stale or torn slot is
+    // impossible (each is one atomic pointer), and a slot overwritten only costs a cast.
+    constexpr unsigned int SLOTS = 16;
+    static std::atomic<const std::type_info*> known[SLOTS];
+    static std::atomic<unsigned int> next{0};
+    const std::type_info* const type = &typeid(object);
+    for (const auto& slot : known) {
+        if (slot.load(std::memory_order_relaxed) == type) {
+            return true;
+        }
+    }
+    if (dynamic_cast<const EngineOutputBase*>(&object) == nullptr) {
+        return false;
+    }
+    known[next.fetch_add(1, std::memory_order_relaxed) % SLOTS].store(type,
+                                                                      std::memory_order_relaxed);
+    return true;
+}
+
+}  // namespace detail
 
 EngineOutputBase::EngineOutputBase() : _serialize_enabled(true) {}
 
@@ -45,7 +72,7 @@ void EngineOutputBase::readOwnData(const ByteBuffer& buffer, int& read_pos) {
 }
 
 void EngineOutputBase::doAddSubObject(const boost::shared_ptr<Serializable>& object) {
-    if (dynamic_cast<const EngineOutputBase*>(object.get()) == nullptr) {
+    if (!object || !detail::isEngineRecord(*object)) {
         throw SerializableError(
             "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
     }

@@ -9,6 +9,7 @@
 #include <typeinfo>
 #include <utility>
 
+#include "eod/engineoutputbase_internal.h"
 #include "eod/io/paths_internal.h"
 #include "eod/io/systemcalls_internal.h"
 #include "eod/precondition_internal.h"
@@ -239,7 +240,7 @@ void EngineOutputDataFileReader::mergeSubObjects(const EngineOutputData& source,
         if (!isMerged(object->objectID())) {
             continue;
         }
-        if (dynamic_cast<const EngineOutputBase*>(object.get()) == nullptr) {
+        if (!object || !eod::detail::isEngineRecord(*object)) {
             throw EngineOutputDataFileError(
                 "EngineOutputDataFileReader::readData() - invalid sub-object");
         }
@@ -257,15 +258,16 @@ boost::shared_ptr<EngineOutputData> EngineOutputDataFileReader::readData() {
     frame->setFrameNum(frame_num);
     // Every part leaves its file before any is merged: a frame that cannot be merged is dropped
     // whole, and the next call goes on with the frame after it.
-    std::vector<boost::shared_ptr<EngineOutputData>> parts;
+    _parts.clear();
     for (const auto& stream : _streams) {
         if (stream->peek() && stream->peek()->frameNum() == frame_num) {
-            parts.push_back(stream->take());
+            _parts.push_back(stream->take());
         }
     }
-    for (const auto& part : parts) {
+    for (const auto& part : _parts) {
         mergeSubObjects(*part, *frame);
     }
+    _parts.clear();  // the parts go back to their pool now
     return frame;
 }
 

@@ -1,16 +1,20 @@
 // The frame client against a real server socket on 127.0.0.1: reassembly, skipping, time
-// limits, peer close, and hostile streams.
+// limits, peer close, and hostile streams; and fed by a byte source of the test: views against
+// objects, and the rules of sources.
 #include "vq/eod/io/engineoutputdatatcpclient.h"
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <deque>
 #include <random>
 #include <thread>
 
+#include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/headintersectionoutputdatav2.h"
 #include "vq/eod/io/socketerror.h"
 #include "vq/eod/serializableerror.h"
+#include "vq/eod/timingoutputdata.h"
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
 #include "vqtest/loopback.h"
@@ -221,6 +225,133 @@ TEST(EngineOutputDataTcpClientFaults, APeerThatResetsKeepsTheFramesThatCameWhole
     // The reset is reported once; then the connection reads as closed.
     EXPECT_FALSE(client.receive(PATIENCE_MILLIS));
     EXPECT_FALSE(client.connected());
+}
+
+// Hands out the pieces it is given, one a read, and ends when told to once they are all read.
+class FedSource : public ByteSource {
+public:
+    std::size_t read(ByteBuffer& data, int) override {
+        if (pieces.empty()) {
+            _ended = closing;
+            return 0;
+        }
+        data.insert(data.end(), pieces.front().begin(), pieces.front().end());
+        const std::size_t size = pieces.front().size();
+        pieces.pop_front();
+        return size;
+    }
+    bool ended() const override { return _ended; }
+
+    std::deque<ByteBuffer> pieces;
+    bool closing = false;
+
+private:
+    bool _ended = false;
+};
+
+// A frame the view takes as it stands: timing, a labelled intersection record (16 bytes more
+// than announced) and an engine state.
+ByteBuffer exactFrameBytes(unsigned int number) {
+    EngineOutputData frame;
+    frame.setFrameNum(number);
+    boost::shared_ptr<vq::eod::TimingOutputData> timing(new vq::eod::TimingOutputData);
+    timing->setExperimentTime(number * 0.25);
+    frame.addSubObject(timing);
+    boost::shared_ptr<vq::eod::HeadIntersectionOutputDataV2> head(
+        new vq::eod::HeadIntersectionOutputDataV2);
+    head->addIntersection("screen", {1, 2, static_cast<float>(number)}, {4, 5}, {6, 7});
+    frame.addSubObject(head);
+    frame.addSubObject(
+        boost::shared_ptr<vq::eod::EngineStateOutputData>(new vq::eod::EngineStateOutputData));
+    return vqtest::serialized(frame);
+}
+
+TEST(EngineOutputDataTcpClientSource, ViewsAndObjectsTakeTheSameFramesInAnyPieces) {
+    vqtest::registerTestRecords();
+    // Frames the view takes as they stand, frames with a test record (the objects judge them),
+    // and records that are not frames between them.
+    ByteBuffer stream;
+    std::vector<ByteBuffer> frames;
+    for (unsigned int i = 0; i < 60; ++i) {
+        frames.push_back(i % 3 == 0 ? frameBytes(i) : exactFrameBytes(i));
+        const ByteBuffer more = i % 3 == 0 ? frameBytes(i, true) : frames.back();
+        stream.insert(stream.end(), more.begin(), more.end());
+    }
+    for (const std::size_t piece : {std::size_t{1}, std::size_t{7}, std::size_t{100000}}) {
+        SCOPED_TRACE(piece);
+        auto source = std::make_unique<FedSource>();
+        for (std::size_t at = 0; at < stream.size(); at += piece) {
+            source->pieces.emplace_back(
+                stream.begin() + static_cast<long>(at),
+                stream.begin() + static_cast<long>(std::min(stream.size(), at + piece)));
+        }
+        source->closing = true;
+        EngineOutputDataTcpClient client;
+        client.connect(std::move(source));
+        for (unsigned int i = 0; i < frames.size(); ++i) {
+            const std::string expected = vqtest::hex(frames[i]);
+            if (i % 2 == 0) {
+                const Frame frame = client.receive(0);
+                ASSERT_TRUE(frame) << i;
+                EXPECT_EQ(vqtest::hex(vqtest::serialized(*frame)), expected);
+                EXPECT_PRECONDITION(client.viewedFrame(),
+                                    "src/eod/io/engineoutputdatatcpclient.cpp", "no frame viewed");
+                continue;
+            }
+            const vq::eod::FrameView* view = client.receiveView(0);
+            ASSERT_TRUE(view) << i;
+            ASSERT_TRUE(view->ok()) << i;
+            EXPECT_EQ(view->exact(), i % 3 != 0);
+            EXPECT_EQ(view->frameNum(), i);
+            EXPECT_EQ(vqtest::hex(ByteBuffer(view->data(), view->data() + view->bytes())),
+                      expected);
+            const Frame frame = client.viewedFrame();
+            ASSERT_TRUE(frame);
+            EXPECT_EQ(client.viewedFrame(), frame);  // built once
+            EXPECT_EQ(vqtest::hex(vqtest::serialized(*frame)), expected);
+        }
+        EXPECT_EQ(client.receiveView(0), nullptr);
+        EXPECT_FALSE(client.connected());
+        EXPECT_EQ(client.pendingBytes(), 0u);
+    }
+}
+
+TEST(EngineOutputDataTcpClientSource, DamageAndTheRulesOfSources) {
+    const char* const source = "src/eod/io/engineoutputdatatcpclient.cpp";
+    EngineOutputDataTcpClient client;
+    EXPECT_PRECONDITION(client.receiveView(0), source, "not connected");
+    EXPECT_PRECONDITION(client.connect(std::unique_ptr<ByteSource>()), source, "no byte source");
+    auto fed = std::make_unique<FedSource>();
+    FedSource& bytes_in = *fed;
+    client.connect(std::move(fed));
+    EXPECT_PRECONDITION(client.connect(std::make_unique<FedSource>()), source,
+                        "already connected: disconnect() first");
+    EXPECT_PRECONDITION(client.connect(vqtest::loopback(1)), source, "byte source open");
+
+    // A frame one byte longer than what it reads: both ways raise, and again, the bytes pending.
+    bytes_in.pieces.push_back(bytes("09 00 07 | 01 | 00 00 00 07 | 00 | 00"));
+    const char* const damaged = "SerializableFactory::newObject - could not unSerialize object";
+    EXPECT_SERIALIZABLE_ERROR(client.receiveView(0), damaged);
+    EXPECT_SERIALIZABLE_ERROR(client.receive(0), damaged);
+    EXPECT_SERIALIZABLE_ERROR(client.receiveView(0), damaged);
+    EXPECT_EQ(client.pendingBytes(), 10u);
+    EXPECT_PRECONDITION(client.viewedFrame(), source, "no frame viewed");
+
+    // A labelled record's frame cut in its unannounced tail is waited for, not damage.
+    client.disconnect();
+    auto again = std::make_unique<FedSource>();
+    FedSource& tail_in = *again;
+    client.connect(std::move(again));
+    const ByteBuffer frame = exactFrameBytes(5);
+    tail_in.pieces.emplace_back(frame.begin(), frame.end() - 3);
+    EXPECT_EQ(client.receiveView(0), nullptr);
+    EXPECT_EQ(client.pendingBytes(), frame.size() - 3);
+    tail_in.pieces.emplace_back(frame.end() - 3, frame.end());
+    const vq::eod::FrameView* view = client.receiveView(0);
+    ASSERT_TRUE(view);
+    EXPECT_EQ(view->frameNum(), 5u);
+    EXPECT_EQ(view->bytes(), frame.size());
+    EXPECT_TRUE(client.connected());
 }
 
 }  // namespace

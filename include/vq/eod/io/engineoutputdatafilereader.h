@@ -98,6 +98,8 @@ private:
 
     std::vector<char> _merge_ids;  // sorted ascending (signed); empty merges every kind
     std::vector<std::shared_ptr<EngineOutputDataStream>> _streams;  // in listing order
+    // The parts of the frame being merged, empty between calls (kept for its memory).
+    std::vector<boost::shared_ptr<EngineOutputData>> _parts;
 };
 
 }  // namespace vq::eod::io
