@@ -1,5 +1,7 @@
 #include "vq/eod/featurepoint.h"
 
+#include "eod/objectids_internal.h"
+
 namespace vq::eod {
 
 VQ_EOD_DEFINE_POOL_ALLOCATION(FeaturePoint)
@@ -11,14 +13,7 @@ FeaturePoint* FeaturePoint::clone() const {
 }
 
 std::string FeaturePoint::IDToName(char object_id) {
-    switch (object_id) {
-        case object_id::FEATURE_POINT_R_PUPILPOS:
-            return "R_PUPILPOS";
-        case object_id::FEATURE_POINT_L_PUPILPOS:
-            return "L_PUPILPOS";
-        default:
-            return "POINT";
-    }
+    return detail::elementName(object_id, "FeaturePoint", "POINT");
 }
 
 }  // namespace vq::eod

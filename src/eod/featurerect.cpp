@@ -1,5 +1,7 @@
 #include "vq/eod/featurerect.h"
 
+#include "eod/objectids_internal.h"
+
 namespace vq::eod {
 
 VQ_EOD_DEFINE_POOL_ALLOCATION(FeatureRect)
@@ -11,18 +13,7 @@ FeatureRect* FeatureRect::clone() const {
 }
 
 std::string FeatureRect::IDToName(char object_id) {
-    switch (object_id) {
-        case object_id::FEATURE_RECT_FACERECT:
-            return "FACERECT";
-        case object_id::FEATURE_RECT_REYERECT:
-            return "REYERECT";
-        case object_id::FEATURE_RECT_LEYERECT:
-            return "LEYERECT";
-        case object_id::FEATURE_RECT_MOUTRECT:
-            return "MOUTRECT";
-        default:
-            return "RECT";
-    }
+    return detail::elementName(object_id, "FeatureRect", "RECT");
 }
 
 }  // namespace vq::eod

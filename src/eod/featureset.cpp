@@ -1,5 +1,7 @@
 #include "vq/eod/featureset.h"
 
+#include "eod/objectids_internal.h"
+
 namespace vq::eod {
 
 VQ_EOD_DEFINE_POOL_ALLOCATION(FeatureSet)
@@ -11,14 +13,7 @@ FeatureSet* FeatureSet::clone() const {
 }
 
 std::string FeatureSet::IDToName(char object_id) {
-    switch (object_id) {
-        case object_id::FEATURE_SET_CA:
-            return "CA";
-        case object_id::FEATURE_SET_CB:
-            return "CB";
-        default:
-            return "SET";
-    }
+    return detail::elementName(object_id, "FeatureSet", "SET");
 }
 
 }  // namespace vq::eod

@@ -49,7 +49,6 @@ unsigned int baseSeed() {
 }
 
 TEST(Builtins, EveryAssignedIdMakesAnObjectOfThatId) {
-    ASSERT_EQ(assignedIds().size(), 40u);
     for (char id : assignedIds()) {
         auto record = SerializableFactory::newObject(id);
         ASSERT_TRUE(record) << object_id::className(id);
@@ -68,7 +67,7 @@ TEST(Builtins, AFrameOfEveryKindReadsBackByteForByte) {
                                              : SerializableFactory::newObject(bytes, pos));
         }
     }
-    EXPECT_EQ(frame.numSubObjects(), 39);
+    EXPECT_EQ(frame.numSubObjects(), static_cast<int>(assignedIds().size()) - 1);
     ByteBuffer all = vqtest::serialized(frame);
     EXPECT_EQ(hex(rewritten(all)), hex(all));
 

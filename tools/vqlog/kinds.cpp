@@ -3,7 +3,6 @@
 #include <algorithm>
 #include <cctype>
 #include <cstdio>
-#include <cstring>
 
 namespace vqlog {
 
@@ -28,21 +27,14 @@ std::string logFileName(char id) {
 }
 
 // The name vqlog gives the log file of a kind that has none: its class name, followed by its
-// object ID when another kind shares the class (FeaturePoint0x17, FeaturePoint0x18), so that
+// object ID when the class serves several kinds (FeaturePoint0x17, FeaturePoint0x18), so that
 // every kind has a file of its own; "Kind0x7F" for an ID without a class.
 std::string fallbackLogFileName(char id) {
-    const char* class_name = vq::eod::object_id::className(id);
-    if (class_name == nullptr) {
+    const vq::eod::object_id::Kind* kind = vq::eod::object_id::findKind(id);
+    if (kind == nullptr) {
         return "Kind" + hexId(id);
     }
-    for (int value = -128; value < 128; ++value) {
-        const char other = static_cast<char>(value);
-        const char* other_name = vq::eod::object_id::className(other);
-        if (other != id && other_name != nullptr && std::strcmp(other_name, class_name) == 0) {
-            return class_name + hexId(id);
-        }
-    }
-    return class_name;
+    return kind->element_name != nullptr ? kind->class_name + hexId(id) : kind->class_name;
 }
 
 // The kind a number names ("0x10", "16", "-3"), if the text is one.

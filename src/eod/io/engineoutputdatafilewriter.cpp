@@ -16,24 +16,18 @@ namespace {
 
 using NameTable = std::map<char, std::wstring, object_id::Less>;
 
-// The kind names of the process, with the defaults in place on first use.
+// The kind names of the process, with the log file names of the table of kinds in place on first
+// use.
 NameTable& nameTable() {
-    static NameTable table = {
-        {object_id::TIMING_OUTPUT_DATA, L"Timing"},
-        {object_id::HEAD_OUTPUT_DATA, L"Head"},
-        {object_id::HEAD_OUTPUT_DATA_V2, L"HeadV2"},
-        {object_id::EYE_OUTPUT_DATA, L"Eye"},
-        {object_id::FEATURE_SETS_BY_CAMERA, L"Features"},
-        {object_id::FACE_OUTPUT_DATA, L"Face"},
-        {object_id::FACE_OUTPUT_DATA_V2, L"FaceV2"},
-        {object_id::WORLD_OUTPUT_DATA, L"World"},
-        {object_id::WORLD_OUTPUT_DATA_V2, L"WorldV2"},
-        {object_id::ENGINE_STATE_OUTPUT_DATA, L"EngineState"},
-        {object_id::INERTIA_OUTPUT_DATA, L"Inertia"},
-        {object_id::CUSTOM_EVENT_OUTPUT_DATA, L"Custom_Events"},
-        {object_id::GPS_OUTPUT_DATA, L"GPS"},
-        {object_id::GPS_OUTPUT_DATA_V2, L"GPSV2"},
-    };
+    static NameTable table = [] {
+        NameTable defaults;
+        for (const object_id::Kind& kind : object_id::KINDS) {
+            if (kind.log_file_name != nullptr) {
+                defaults.emplace(kind.id, detail::widenPath(kind.log_file_name));
+            }
+        }
+        return defaults;
+    }();
     return table;
 }
 

@@ -88,11 +88,10 @@ public:
     void writeData(const EngineOutputData& frame);
     void writeData(const boost::shared_ptr<const EngineOutputData>& frame);
 
-    // The file base name of a kind. Defaults: 0x0A "Timing", 0x0B "Head", 0x10 "HeadV2", 0x0F
-    // "Eye", 0x14 "Features", 0x5B "Face", 0x5D "FaceV2", 0x13 "World", 0x2B "WorldV2", 0x28
-    // "EngineState", 0x20 "Inertia", 0x24 "Custom_Events", 0x22 "GPS", 0x23 "GPSV2". Another ID
-    // raises EngineOutputDataFileError "EngineOutputDataFileWriter::objectIDToFileName - unknown
-    // object ID".
+    // The file base name of a kind. Defaults: the log file names of the table of kinds
+    // (vq/eod/objectids.h), such as 0x0A "Timing" and 0x10 "HeadV2". Another ID raises
+    // EngineOutputDataFileError "EngineOutputDataFileWriter::objectIDToFileName - unknown object
+    // ID".
     static std::wstring objectIDToFileName(char id);
     // Names the kind `id` (adding or replacing its entry), for every writer of the process.
     static void registerObjectIDFileName(char id, std::wstring name);
