@@ -5,7 +5,9 @@
 //
 // PATH is one of encode_hand, decode_hand, serialize, rebuild, clone, write_single,
 // write_per_kind (files in DIR), read_merged (reads every log file of DIR, which must hold a
-// per-kind recording of at least FRAMES frames made by write_per_kind and nothing else). Under
+// per-kind recording of at least FRAMES frames made by write_per_kind and nothing else), view
+// (FrameView over the typical frame), read_columns (ColumnReader over the recording DIR, every
+// column of the frame table, at most FRAMES frames). Under
 // valgrind --tool=callgrind, the difference between two runs of different FRAMES divided by the
 // difference of FRAMES is the cost of one frame: bench/README.md lists such counts.
 #include <cstdlib>
@@ -87,6 +89,23 @@ int main(int argc, char** argv) {
                 return 1;
             }
             sink += frame->frameNum();
+        }
+    } else if (path == "view") {
+        FrameView view;
+        for (long i = 0; i < frames; ++i) {
+            const ByteBuffer& bytes = w.bytes[static_cast<std::size_t>(i) & mask];
+            view.reset(bytes.data(), bytes.size());
+            for (const RecordRef& r : view) {
+                sink += static_cast<unsigned char>(r.fields()[0]);
+            }
+        }
+    } else if (path == "read_columns") {
+        io::ColumnReaderOptions options;
+        options.max_frames = static_cast<std::uint64_t>(frames);
+        io::ColumnReader reader(dir, options);
+        io::ColumnBatch batch;
+        while (reader.next(batch)) {
+            sink += batch.numRows();
         }
     } else {
         return usage();
