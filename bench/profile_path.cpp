@@ -6,10 +6,10 @@
 // PATH is one of encode_hand, decode_hand, serialize, rebuild, clone, write_single,
 // write_per_kind (files in DIR), read_merged (reads every log file of DIR, which must hold a
 // per-kind recording of at least FRAMES frames made by write_per_kind and nothing else), view
-// (FrameView over the typical frame), read_columns (ColumnReader over the recording DIR, every
-// column of the frame table, at most FRAMES frames). Under
-// valgrind --tool=callgrind, the difference between two runs of different FRAMES divided by the
-// difference of FRAMES is the cost of one frame: bench/README.md lists such counts.
+// (FrameView over the typical frame, every field read as columns/view reads it), read_columns
+// (ColumnReader over the recording DIR, every column of the frame table, at most FRAMES frames).
+// Under valgrind --tool=callgrind, the difference between two runs of different FRAMES divided by
+// the difference of FRAMES is the cost of one frame: bench/README.md lists such counts.
 #include <cstdlib>
 #include <cstring>
 #include <iostream>
@@ -91,13 +91,11 @@ int main(int argc, char** argv) {
             sink += frame->frameNum();
         }
     } else if (path == "view") {
-        FrameView view;
+        static FrameView view;
+        FrameValues values{};
         for (long i = 0; i < frames; ++i) {
             const ByteBuffer& bytes = w.bytes[static_cast<std::size_t>(i) & mask];
-            view.reset(bytes.data(), bytes.size());
-            for (const RecordRef& r : view) {
-                sink += static_cast<unsigned char>(r.fields()[0]);
-            }
+            sink += viewFrame(view, bytes.data(), bytes.size(), values);
         }
     } else if (path == "read_columns") {
         io::ColumnReaderOptions options;

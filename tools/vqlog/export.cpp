@@ -119,7 +119,7 @@ inline int digitCount(std::uint64_t v) {
 }
 
 // Exactly 8 digits of v < 10^8 at `p`, leading zeros included.
-inline void writeEight(char* p, std::uint32_t v) {
+__attribute__((always_inline)) inline void writeEight(char* p, std::uint32_t v) {
     const std::uint32_t high = v / 10000;
     const std::uint32_t low = v % 10000;
     std::memcpy(p, DIGIT_PAIRS + (high / 100) * 2, 2);
@@ -154,9 +154,13 @@ char* shortestText(char* out, T value) {
     writeEight(text + 16, static_cast<std::uint32_t>(digits % 100000000));
     if (digits >= 100000000) {
         const std::uint64_t upper = digits / 100000000;
-        writeEight(text + 8, static_cast<std::uint32_t>(upper % 100000000));
-        if (upper >= 100000000) {
-            writeEight(text, static_cast<std::uint32_t>(upper / 100000000));
+        if (upper < 100) {  // a float's ninth digit, or a double of at most ten digits
+            std::memcpy(text + 14, DIGIT_PAIRS + upper * 2, 2);
+        } else {
+            writeEight(text + 8, static_cast<std::uint32_t>(upper % 100000000));
+            if (upper >= 100000000) {
+                writeEight(text, static_cast<std::uint32_t>(upper / 100000000));
+            }
         }
     }
     const int n = digitCount(digits);
