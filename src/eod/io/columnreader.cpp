@@ -358,8 +358,8 @@ private:
     std::vector<std::uint8_t*> _valid;
     std::vector<unsigned char> _width;          // columnTypeSize of each column
     std::vector<std::size_t> _selected_before;  // selected columns before each column
-    std::vector<std::uint64_t> _scratch;
-    std::vector<std::uint8_t> _scratch_valid;
+    detail::Buffer<std::uint64_t> _scratch;
+    detail::Buffer<std::uint8_t> _scratch_valid;
     ColumnBatch* _batch = nullptr;
     std::size_t _row = 0;
     std::size_t _capacity = 0;
