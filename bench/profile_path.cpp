@@ -7,9 +7,11 @@
 // write_per_kind (files in DIR), read_merged (reads every log file of DIR, which must hold a
 // per-kind recording of at least FRAMES frames made by write_per_kind and nothing else),
 // client_objects, client_views (the TCP frame client fed the workload's stream in 64 KiB blocks
-// by a byte source, without a socket: the client's own cost). Under
-// valgrind --tool=callgrind, the difference between two runs of different FRAMES divided by the
-// difference of FRAMES is the cost of one frame: bench/README.md lists such counts.
+// by a byte source, without a socket: the client's own cost), view (FrameView over the typical
+// frame, every field read as columns/view reads it), read_columns (ColumnReader over the recording
+// DIR, every column of the frame table, at most FRAMES frames). Under valgrind --tool=callgrind,
+// the difference between two runs of different FRAMES divided by the difference of FRAMES is the
+// cost of one frame: bench/README.md lists such counts.
 #include <algorithm>
 #include <cstdlib>
 #include <cstring>
@@ -133,6 +135,21 @@ int main(int argc, char** argv) {
             } else {
                 sink += client.receiveView(0)->frameNum();
             }
+        }
+    } else if (path == "view") {
+        static FrameView view;
+        FrameValues values{};
+        for (long i = 0; i < frames; ++i) {
+            const ByteBuffer& bytes = w.bytes[static_cast<std::size_t>(i) & mask];
+            sink += viewFrame(view, bytes.data(), bytes.size(), values);
+        }
+    } else if (path == "read_columns") {
+        io::ColumnReaderOptions options;
+        options.max_frames = static_cast<std::uint64_t>(frames);
+        io::ColumnReader reader(dir, options);
+        io::ColumnBatch batch;
+        while (reader.next(batch)) {
+            sink += batch.numRows();
         }
     } else {
         return usage();

@@ -392,4 +392,81 @@ std::string workloadSelfCheck() {
     return std::string();
 }
 
+bool viewFrame(vq::eod::FrameView& view, const unsigned char* in, std::size_t size,
+               FrameValues& v) {
+    if (view.reset(in, size) != ViewStatus::OK) {
+        return false;
+    }
+    v.frame_num = view.frameNum();
+    for (const RecordRef& r : view) {
+        switch (r.object_id) {
+            case object_id::TIMING_OUTPUT_DATA: {
+                const TimingView t(r);
+                v.experiment_time = t.experimentTime();
+                v.frame_time_secs = t.frameTimeSecs();
+                v.frame_time_msecs = t.frameTimeMSecs();
+                v.approx_delay = t.approxDelay();
+                v.annotation_label_id = t.annotationLabelID();
+                break;
+            }
+            case object_id::HEAD_OUTPUT_DATA_V2: {
+                const HeadV2View h(r);
+                v.head_tracking = h.isTracking();
+                const auto position = h.headPosition();
+                const auto q = h.headRotationQuaternion();
+                std::copy(position.begin(), position.end(), v.head_position);
+                std::copy(q.begin(), q.end(), v.head_quaternion);
+                v.head_confidence = h.headPositionConfidence();
+                v.model_quality_level = static_cast<char>(h.modelQualityLevel());
+                for (int eye = 0; eye < 2; ++eye) {
+                    const auto e = h.headEyeBallPos(eye);
+                    std::copy(e.begin(), e.end(), v.head_eyeball_pos[eye]);
+                }
+                break;
+            }
+            case object_id::EYE_CLOSURE_OUTPUT_DATA: {
+                const EyeClosureView c(r);
+                for (int eye = 0; eye < 2; ++eye) {
+                    v.eye_closure[eye] = c.eyeClosure(eye);
+                    v.eye_closure_confidence[eye] = c.eyeClosureConfidence(eye);
+                }
+                v.eye_closure_calib_status = c.eyeClosureCalibStatus();
+                v.blinking = c.blinking();
+                v.blink_frequency = c.blinkFrequency();
+                v.average_blink_duration = c.averageBlinkDuration();
+                v.perclos = c.perclos();
+                break;
+            }
+            case object_id::GAZE_OUTPUT_DATA: {
+                const GazeView g(r);
+                for (int eye = 0; eye < 2; ++eye) {
+                    v.gaze_quality_level[eye] = g.gazeQualityLevel(eye);
+                    const auto centre = g.eyeballCentre(eye);
+                    const auto rotation = g.gazeRotation(eye);
+                    std::copy(centre.begin(), centre.end(), v.eyeball_centre[eye]);
+                    std::copy(rotation.begin(), rotation.end(), v.gaze_pitch_yaw[eye]);
+                }
+                v.gaze_calibrated = g.gazeCalibrated();
+                v.saccade = g.saccade();
+                break;
+            }
+            case object_id::PUPIL_OUTPUT_DATA: {
+                const PupilView p(r);
+                for (int eye = 0; eye < 2; ++eye) {
+                    const auto position = p.pupilPosition(eye);
+                    std::copy(position.begin(), position.end(), v.pupil_position[eye]);
+                    v.pupil_diameter[eye] = p.pupilDiameter(eye);
+                }
+                break;
+            }
+            case object_id::ENGINE_STATE_OUTPUT_DATA:
+                v.engine_state = StateView(r).state();
+                break;
+            default:
+                break;
+        }
+    }
+    return true;
+}
+
 }  // namespace vqbench

@@ -76,6 +76,10 @@ void encodeFrame(const FrameValues& values, unsigned char* out);
 // Reads a frame written by encodeFrame (or the library) from `size` bytes at `in`; false when the
 // bytes are too few or are not a typical frame (another ID, size or flag in any header).
 bool decodeFrame(const unsigned char* in, std::size_t size, FrameValues& values);
+// The same through a FrameView and its typed views: every header checked, every record indexed,
+// every field read once; false when the view refuses the bytes.
+bool viewFrame(vq::eod::FrameView& view, const unsigned char* in, std::size_t size,
+               FrameValues& values);
 
 // The workload kept in memory: POOL_FRAMES frames as values, as records and as bytes.
 struct Workload {

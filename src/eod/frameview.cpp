@@ -87,6 +87,11 @@ bool mayRepeat(char id) {
            id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4;
 }
 
+// The data size a short header announces (0xFFFF: the long header's cookie).
+inline std::size_t announced(const unsigned char* header) {
+    return (static_cast<std::size_t>(header[1]) << 8) | header[2];
+}
+
 // The name as writers give it: 7 characters that are not 0, then a 0 byte.
 bool paddedName(const unsigned char* name) {
     for (std::size_t i = 0; i < 7; ++i) {
@@ -191,6 +196,31 @@ inline ViewStatus FrameView::children(std::size_t& p, int index, int depth, unsi
             r.depth = static_cast<std::uint8_t>(depth + 1);
             records[n++] = r;
             sub_held = fields + 5;
+        } else if (sub_fields >= 0 && n < MAX_RECORDS && left >= fields + 5 && at[3] == 1 &&
+                   depth + 1 < MAX_VIEW_DEPTH &&
+                   announced(at) != RecordHeader::EXTENDED_SIZE_COOKIE &&
+                   announced(at) + 3 <= left) {
+            // A container of fixed fields (eye, world, engine state), enabled, with a short
+            // header whose announced data are there: its sub-records, then its size.
+            RecordRef& r = records[n];
+            r.data = at + 3;
+            r.offset = static_cast<std::uint32_t>(pos);
+            r.parent = static_cast<std::int16_t>(index);
+            r.object_id = static_cast<char>(at[0]);
+            r.depth = static_cast<std::uint8_t>(depth + 1);
+            _count = n + 1;
+            std::size_t q = pos + 5 + fields;
+            const ViewStatus status =
+                nested(q, static_cast<int>(n), depth + 1, at[4 + fields], sub_unannounced);
+            if (status != ViewStatus::OK) {
+                return status;
+            }
+            if (q - pos - 3 != announced(at) + sub_unannounced) {
+                return ViewStatus::SIZE_MISMATCH;
+            }
+            r.size = static_cast<std::uint32_t>(q - pos - 3);
+            sub_held = q - pos;
+            n = _count;
         } else {
             _count = n;
             const ViewStatus status = walk(pos, index, depth + 1, sub_held, sub_unannounced);
@@ -212,6 +242,12 @@ inline ViewStatus FrameView::children(std::size_t& p, int index, int depth, unsi
     p = pos;
     inside += extra;
     return ViewStatus::OK;
+}
+
+// children() of a container, out of line (children() is inlined in its callers).
+ViewStatus FrameView::nested(std::size_t& p, int index, int depth, unsigned int count,
+                             std::uint64_t& inside) noexcept {
+    return children(p, index, depth, count, inside);
 }
 
 // Checks the record whose header is at `pos`, enters it in the index (unless it is the frame,

@@ -46,12 +46,19 @@ TEST(FrameView, VerdictsOnFramesOfEveryShape) {
     unknown[9] = 0x7E;  // the timing record of a kind no one registered
     ByteBuffer short_frame = good;
     short_frame[2] -= 1;  // the frame announces a byte less
+    // The world container's header is at 36 (frame 9 bytes, timing 27).
+    ByteBuffer short_world = good;
+    short_world[38] -= 1;
+    ByteBuffer long_world = good;
+    long_world[37] = 0xFE;  // more than the bytes hold
     Case cases[] = {
         {"labelled, 16 bytes unannounced", good, ViewStatus::OK, true},
         {"a disabled record", disabled, ViewStatus::OK, false},
         {"an unknown kind, skipped by its size", unknown, ViewStatus::OK, false},
         {"cut short", ByteBuffer(good.begin(), good.end() - 1), ViewStatus::TRUNCATED, false},
         {"a byte less announced", short_frame, ViewStatus::SIZE_MISMATCH, false},
+        {"a container announcing a byte less", short_world, ViewStatus::SIZE_MISMATCH, false},
+        {"a container announcing more than there is", long_world, ViewStatus::TRUNCATED, false},
         {"not a frame", bytesOf(TimingOutputData()), ViewStatus::NOT_A_FRAME, false},
         {"empty", ByteBuffer(), ViewStatus::TRUNCATED, false},
     };

@@ -127,6 +127,9 @@ private:
     children(std::size_t& p, int index, int depth, unsigned int count,
              std::uint64_t& inside) noexcept;
 
+    ViewStatus nested(std::size_t& p, int index, int depth, unsigned int count,
+                      std::uint64_t& inside) noexcept;
+
     const unsigned char* _data = nullptr;
     std::size_t _size = 0;
     std::size_t _bytes = 0;

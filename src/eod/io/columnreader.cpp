@@ -225,21 +225,32 @@ void setOnce(const RecordRef*& slot, const RecordRef& r) {
 
 }  // namespace
 
-// Writes the values of one row into the selected columns of a batch.
+// Writes the values of one row into the selected columns of a batch. Prepared once per batch:
+// per column of the table, where its values and validity bytes go, so that a value is two
+// stores without a branch; columns not selected write into a scratch buffer of the batch's size.
 class ColumnFiller {
 public:
     void bind(ColumnBatch& batch, Table table, const std::vector<std::size_t>& selected,
               std::size_t capacity) {
-        _slots.assign(columns(table).size(), nullptr);
+        const std::vector<ColumnInfo>& all = columns(table);
+        _slots.assign(all.size(), nullptr);
+        _width.resize(all.size());
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            _width[i] = static_cast<unsigned char>(columnTypeSize(all[i].type));
+        }
         if (batch._columns.size() != selected.size()) {
             batch._columns.assign(selected.size(), Column());
         }
         for (std::size_t i = 0; i < selected.size(); ++i) {
             Column& c = batch._columns[i];
-            c._info = &columns(table)[selected[i]];
+            c._info = &all[selected[i]];
             c._rows = 0;
             c._chars.clear();
             _slots[selected[i]] = &c;
+        }
+        _selected_before.assign(all.size() + 1, 0);
+        for (std::size_t i = 0; i < all.size(); ++i) {
+            _selected_before[i + 1] = _selected_before[i] + (_slots[i] != nullptr ? 1 : 0);
         }
         _batch = &batch;
         _row = 0;
@@ -253,11 +264,25 @@ public:
         _capacity = rows;
         for (Column& c : _batch->_columns) {
             const std::size_t size = columnTypeSize(c.type());
-            c._values.resize(size == 0 ? (rows + 1) * sizeof(std::uint32_t) : rows * size);
-            c._valid.resize(rows);
+            const std::size_t bytes = size == 0 ? (rows + 1) * sizeof(std::uint32_t) : rows * size;
+            if (c._values.size() < bytes) {
+                c._values.resize(bytes);
+            }
+            if (c._valid.size() < rows) {
+                c._valid.resize(rows);
+            }
             if (size == 0) {
                 reinterpret_cast<std::uint32_t*>(c._values.data())[0] = 0;
             }
+        }
+        _scratch.resize(rows + 1);
+        _scratch_valid.resize(rows);
+        _values.resize(_slots.size());
+        _valid.resize(_slots.size());
+        for (std::size_t i = 0; i < _slots.size(); ++i) {
+            Column* c = _slots[i];
+            _values[i] = c != nullptr ? static_cast<void*>(c->_values.data()) : _scratch.data();
+            _valid[i] = c != nullptr ? c->_valid.data() : _scratch_valid.data();
         }
     }
     std::size_t rows() const { return _row; }
@@ -268,15 +293,11 @@ public:
             c._rows = _row;
         }
     }
-
-    template <typename T>
-    void put(std::size_t column, T value) {
-        Column* c = _slots[column];
-        if (c != nullptr) {
-            reinterpret_cast<T*>(c->_values.data())[_row] = value;
-            c->_valid[_row] = 1;
-        }
+    // Whether one of columns first .. first + count - 1 is selected.
+    bool any(std::size_t first, std::size_t count) const {
+        return _selected_before[first + count] != _selected_before[first];
     }
+
     void putText(std::size_t column, std::string_view text) {
         Column* c = _slots[column];
         if (c != nullptr) {
@@ -286,45 +307,59 @@ public:
             c->_valid[_row] = 1;
         }
     }
-    // Columns first .. first + count - 1 have no value in this row.
-    void absent(std::size_t first, std::size_t count) {
-        for (std::size_t column = first; column < first + count; ++column) {
-            Column* c = _slots[column];
-            if (c == nullptr) {
-                continue;
+    // Where the values of the current row go.
+    struct Cells {
+        void* const* values;
+        std::uint8_t* const* valid;
+        const unsigned char* width;
+        std::size_t row;
+
+        template <typename T>
+        void put(std::size_t column, T value) const {
+            static_cast<T*>(values[column])[row] = value;
+            valid[column][row] = 1;
+        }
+        template <typename T, std::size_t N>
+        void putAll(std::size_t first, const std::array<T, N>& array) const {
+            for (std::size_t i = 0; i < N; ++i) {
+                put(first + i, array[i]);
             }
-            unsigned char* values = c->_values.data();
-            switch (c->type()) {
-                case ColumnType::STRING: {
-                    auto* offsets = reinterpret_cast<std::uint32_t*>(values);
-                    offsets[_row + 1] = offsets[_row];
-                    break;
+        }
+        // Columns first .. first + count - 1 have no value in this row.
+        void absent(std::size_t first, std::size_t count) const {
+            for (std::size_t column = first; column < first + count; ++column) {
+                void* at = values[column];
+                switch (width[column]) {
+                    case 0: {
+                        auto* offsets = static_cast<std::uint32_t*>(at);
+                        offsets[row + 1] = offsets[row];
+                        break;
+                    }
+                    case 1:
+                        static_cast<std::uint8_t*>(at)[row] = 0;
+                        break;
+                    case 4:
+                        static_cast<std::uint32_t*>(at)[row] = 0;
+                        break;
+                    default:
+                        static_cast<std::uint64_t*>(at)[row] = 0;
+                        break;
                 }
-                case ColumnType::BOOL:
-                case ColumnType::INT8:
-                    values[_row] = 0;
-                    break;
-                case ColumnType::INT32:
-                case ColumnType::UINT32:
-                case ColumnType::FLOAT32:
-                    reinterpret_cast<std::uint32_t*>(values)[_row] = 0;
-                    break;
-                default:
-                    reinterpret_cast<std::uint64_t*>(values)[_row] = 0;
-                    break;
+                valid[column][row] = 0;
             }
-            c->_valid[_row] = 0;
         }
-    }
-    template <typename T, std::size_t N>
-    void putAll(std::size_t first, const std::array<T, N>& values) {
-        for (std::size_t i = 0; i < N; ++i) {
-            put(first + i, values[i]);
-        }
-    }
+    };
+    // Valid until the next reserve().
+    Cells cells() const { return Cells{_values.data(), _valid.data(), _width.data(), _row}; }
 
 private:
     std::vector<Column*> _slots;  // per column of the table, null when not selected
+    std::vector<void*> _values;   // per column of the table: its values, or the scratch
+    std::vector<std::uint8_t*> _valid;
+    std::vector<unsigned char> _width;          // columnTypeSize of each column
+    std::vector<std::size_t> _selected_before;  // selected columns before each column
+    detail::Buffer<std::uint64_t> _scratch;
+    detail::Buffer<std::uint8_t> _scratch_valid;
     ColumnBatch* _batch = nullptr;
     std::size_t _row = 0;
     std::size_t _capacity = 0;
@@ -365,9 +400,12 @@ enum LongColumn : std::size_t {
     L_END = L_OBJECT + 3,
 };
 
-void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
+void fillFrame(ColumnFiller& filler, std::uint32_t frame_num, const Picked& p) {
+    const ColumnFiller::Cells out = filler.cells();
     out.put<std::uint32_t>(F_FRAME_NUM, frame_num);
-    if (p.timing != nullptr) {
+    if (!filler.any(F_TIME_S, 7)) {
+        // none of them selected
+    } else if (p.timing != nullptr) {
         const TimingView t(*p.timing);
         out.put<double>(F_TIME_S, t.experimentTime());
         out.put<std::int64_t>(F_TIMESTAMP,
@@ -383,7 +421,9 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         out.absent(F_TIMING, 5);
     }
 
-    if (p.head != nullptr) {
+    if (!filler.any(F_HEAD, 19)) {
+        // none of them selected
+    } else if (p.head != nullptr) {
         const HeadV2View h(*p.head);
         const std::array<double, 4> q = h.headRotationQuaternion();
         out.put<std::uint8_t>(F_HEAD, h.isTracking());
@@ -421,7 +461,9 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         out.absent(F_HEAD, 19);
     }
 
-    if (p.pupil != nullptr) {
+    if (!filler.any(F_PUPIL, 8)) {
+        // none of them selected
+    } else if (p.pupil != nullptr) {
         const PupilView v(*p.pupil);
         for (int eye = 0; eye < 2; ++eye) {
             const std::size_t at = F_PUPIL + 4 * static_cast<std::size_t>(eye);
@@ -432,7 +474,9 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         out.absent(F_PUPIL, 8);
     }
 
-    if (p.eyelid != nullptr) {
+    if (!filler.any(F_EYELID, 9)) {
+        // none of them selected
+    } else if (p.eyelid != nullptr) {
         const EyeClosureView v(*p.eyelid);
         out.put<float>(F_EYELID, v.eyeClosure(0));
         out.put<float>(F_EYELID + 1, v.eyeClosure(1));
@@ -447,7 +491,9 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         out.absent(F_EYELID, 9);
     }
 
-    if (p.gaze != nullptr) {
+    if (!filler.any(F_GAZE, 14)) {
+        // none of them selected
+    } else if (p.gaze != nullptr) {
         const GazeView v(*p.gaze);
         for (int eye = 0; eye < 2; ++eye) {
             const std::size_t at = F_GAZE + 6 * static_cast<std::size_t>(eye);
@@ -475,7 +521,7 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
     // The label of the lowest index (the first such label), as the record objects pick it.
     LabelledIntersection hit;
     bool found = false;
-    if (p.target != nullptr) {
+    if (p.target != nullptr && filler.any(F_TARGET, 8)) {
         LabelledIntersectionView labels(*p.target);
         LabelledIntersection each;
         while (labels.next(each)) {
@@ -486,7 +532,7 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         }
     }
     if (found) {
-        out.putText(F_TARGET, hit.label);
+        filler.putText(F_TARGET, hit.label);
         out.putAll(F_TARGET + 1, hit.world);
         if (hit.has_plane) {
             out.putAll(F_TARGET + 4, hit.plane);
@@ -503,7 +549,9 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         out.absent(F_TARGET, 8);
     }
 
-    if (p.gps != nullptr || p.gps_v1 != nullptr) {
+    if (!filler.any(F_GPS, 6)) {
+        // none of them selected
+    } else if (p.gps != nullptr || p.gps_v1 != nullptr) {
         const GpsView g(p.gps != nullptr ? *p.gps : *p.gps_v1);
         out.put<std::uint8_t>(F_GPS, g.isDataValid());
         out.put<std::uint32_t>(F_GPS + 1, g.gmtTime());
@@ -524,7 +572,9 @@ void fillFrame(ColumnFiller& out, std::uint32_t frame_num, const Picked& p) {
         out.absent(F_GPS, 6);
     }
 
-    if (p.inertia != nullptr) {
+    if (!filler.any(F_INERTIA, 6)) {
+        // none of them selected
+    } else if (p.inertia != nullptr) {
         const InertiaView v(*p.inertia);
         out.putAll(F_INERTIA, v.angularRate());
         out.putAll(F_INERTIA + 3, v.accel());
@@ -561,21 +611,23 @@ int versionOf(char kind) {
 }
 
 // The rows of one intersection record.
-void fillIntersections(ColumnFiller& out, bool gaze, std::uint32_t frame_num, const RecordRef& r) {
+void fillIntersections(ColumnFiller& filler, bool gaze, std::uint32_t frame_num,
+                       const RecordRef& r) {
     const std::size_t shift = gaze ? 0 : 1;  // the head table has no eye column
     auto col = [shift](std::size_t c) { return c - (c > L_EYE ? shift : 0); };
     const int version = versionOf(r.object_id);
-    auto start = [&] {
+    auto start = [&](const ColumnFiller::Cells& out) {
         out.put<std::uint32_t>(L_FRAME_NUM, frame_num);
         out.put<std::int8_t>(L_VERSION, static_cast<std::int8_t>(version));
     };
     if (version <= 2 && r.object_id != id::HEAD_INTERSECTION_OUTPUT_DATA_V2) {
         const IntersectionV1View v(r);
-        start();
+        const ColumnFiller::Cells out = filler.cells();
+        start(out);
         if (gaze) {
             out.absent(L_EYE, 1);
         }
-        out.putText(col(L_LABEL), v.objectName());
+        filler.putText(col(L_LABEL), v.objectName());
         out.put<std::int32_t>(col(L_INDEX), v.objectIndex());
         out.put<std::uint8_t>(col(L_SCREEN), v.intersectsScreen());
         out.putAll(col(L_WORLD), v.world());
@@ -588,13 +640,14 @@ void fillIntersections(ColumnFiller& out, bool gaze, std::uint32_t frame_num, co
                 out.absent(L_OBJECT, 3);
             }
         }
-        out.finishRow();
+        filler.finishRow();
         return;
     }
     LabelledIntersectionView v(r);
     LabelledIntersection hit;
     while (v.next(hit)) {
-        start();
+        const ColumnFiller::Cells out = filler.cells();
+        start(out);
         if (gaze) {
             if (v.eyeId() >= 0) {
                 out.put<std::int8_t>(L_EYE, static_cast<std::int8_t>(v.eyeId()));
@@ -602,7 +655,7 @@ void fillIntersections(ColumnFiller& out, bool gaze, std::uint32_t frame_num, co
                 out.absent(L_EYE, 1);
             }
         }
-        out.putText(col(L_LABEL), hit.label);
+        filler.putText(col(L_LABEL), hit.label);
         out.put<std::int32_t>(col(L_INDEX), hit.index);
         out.absent(col(L_SCREEN), 1);
         if (hit.has_world) {
@@ -623,7 +676,7 @@ void fillIntersections(ColumnFiller& out, bool gaze, std::uint32_t frame_num, co
         if (gaze) {
             out.absent(L_OBJECT, 3);
         }
-        out.finishRow();
+        filler.finishRow();
     }
 }
 
@@ -654,6 +707,7 @@ struct ColumnReader::State {
     std::uint64_t taken = 0;
     bool done = false;
     std::vector<unsigned char> kind_selected = std::vector<unsigned char>(256, 0);
+    bool all_kinds = true;  // options.kinds is empty: every record is kept
     // Per record of each view: whether the selection keeps it.
     using Keep = std::array<unsigned char, FrameView::MAX_RECORDS>;
     std::vector<std::unique_ptr<Keep>> kept;
@@ -669,7 +723,7 @@ struct ColumnReader::State {
             const FrameView& v = *views[i];
             for (std::size_t r = 0; r < v.numRecords(); ++r) {
                 const char kind = v.record(r).object_id;
-                if ((*kept[i])[r] && kind != id::FACE_SET_OUTPUT_DATA) {
+                if (keptRecord(i, r) && kind != id::FACE_SET_OUTPUT_DATA) {
                     seen[static_cast<unsigned char>(kind)] = 1;
                 }
             }
@@ -678,6 +732,9 @@ struct ColumnReader::State {
             ++summary->more_faces;
         }
     }
+
+    // Whether the selection keeps record r of view i.
+    bool keptRecord(std::size_t i, std::size_t r) const { return all_kinds || (*kept[i])[r] != 0; }
 
     bool selectedKind(char kind) const {
         return options.kinds.empty() || kind_selected[static_cast<unsigned char>(kind)] != 0;
@@ -718,29 +775,35 @@ struct ColumnReader::State {
         int eye_direct = -1;
         int engine = -1;
         int world = -1;
+        p.any = p.any || v.numRecords() > 0;
         for (std::size_t r = 0; r < v.numRecords(); ++r) {
             const RecordRef& rec = v.record(r);
             const char kind = rec.object_id;
-            const bool parent_kept = rec.parent >= 0 && keep[static_cast<std::size_t>(rec.parent)];
             const bool top = rec.depth == 1;
-            const bool in_face =
-                rec.depth == 2 && v.record(static_cast<std::size_t>(rec.parent)).object_id ==
-                                      id::FACE_SET_OUTPUT_DATA;
-            if (kind == id::TIMING_OUTPUT_DATA && top && p.any_timing == nullptr) {
-                p.any_timing = &rec;
+            if (top) {
+                if (kind == id::TIMING_OUTPUT_DATA && p.any_timing == nullptr) {
+                    p.any_timing = &rec;
+                }
+                if (kind == id::FACE_SET_OUTPUT_DATA) {
+                    ++p.faces;
+                }
             }
-            if (kind == id::FACE_SET_OUTPUT_DATA && top) {
-                ++p.faces;
-            }
-            p.any = true;
-            const bool k =
-                parent_kept || (selectedKind(kind) && (top || in_face)) || (options.kinds.empty());
-            keep[r] = k;
-            if (!k) {
-                continue;
-            }
-            if (top || in_face) {
-                p.kept = true;
+            if (all_kinds) {
+                p.kept = true;  // every record: the frame's own among them
+            } else {
+                const bool parent_kept =
+                    rec.parent >= 0 && keep[static_cast<std::size_t>(rec.parent)];
+                const bool in_face =
+                    rec.depth == 2 && v.record(static_cast<std::size_t>(rec.parent)).object_id ==
+                                          id::FACE_SET_OUTPUT_DATA;
+                const bool k = parent_kept || (selectedKind(kind) && (top || in_face));
+                keep[r] = k;
+                if (!k) {
+                    continue;
+                }
+                if (top || in_face) {
+                    p.kept = true;
+                }
             }
             const int idx = static_cast<int>(r);
             if (top) {
@@ -905,6 +968,7 @@ ColumnReader::ColumnReader(const std::string& path, ColumnReaderOptions options)
     for (char kind : _state->options.kinds) {
         _state->kind_selected[static_cast<unsigned char>(kind)] = 1;
     }
+    _state->all_kinds = _state->options.kinds.empty();
 }
 
 ColumnReader::ColumnReader(std::vector<std::unique_ptr<FrameSource>> sources,
@@ -920,6 +984,7 @@ ColumnReader::ColumnReader(std::vector<std::unique_ptr<FrameSource>> sources,
     for (char kind : _state->options.kinds) {
         _state->kind_selected[static_cast<unsigned char>(kind)] = 1;
     }
+    _state->all_kinds = _state->options.kinds.empty();
 }
 
 ColumnReader::~ColumnReader() = default;
@@ -1001,7 +1066,7 @@ bool ColumnReader::next(ColumnBatch& batch) {
                     const FrameView& v = *s.views[i];
                     for (std::size_t r = 0; r < v.numRecords(); ++r) {
                         const char kind = v.record(r).object_id;
-                        if ((*s.kept[i])[r] &&
+                        if (s.keptRecord(i, r) &&
                             (gaze ? isGazeIntersection(kind) : isHeadIntersection(kind))) {
                             rows += intersectionRows(v.record(r));
                         }
@@ -1025,7 +1090,7 @@ bool ColumnReader::next(ColumnBatch& batch) {
                         const FrameView& v = *s.views[i];
                         for (std::size_t r = 0; r < v.numRecords(); ++r) {
                             const char kind = v.record(r).object_id;
-                            if ((*s.kept[i])[r] &&
+                            if (s.keptRecord(i, r) &&
                                 (gaze ? isGazeIntersection(kind) : isHeadIntersection(kind))) {
                                 fillIntersections(s.filler, gaze, frame_num, v.record(r));
                             }

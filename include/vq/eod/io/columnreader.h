@@ -41,6 +41,7 @@
 #include <limits>
 #include <memory>
 #include <string>
+#include <utility>
 #include <vector>
 
 #include "vq/eod/columns.h"
@@ -48,6 +49,31 @@
 #include "vq/eod/io/framesource.h"
 
 namespace vq::eod::io {
+
+namespace detail {
+// An allocator that leaves new elements uninitialised: the reader writes every cell of a row
+// (a value or a 0 with validity 0), so a new batch's buffers need not be zeroed first.
+template <typename T>
+struct UninitialisedAllocator : std::allocator<T> {
+    template <typename U>
+    struct rebind {
+        using other = UninitialisedAllocator<U>;
+    };
+    UninitialisedAllocator() = default;
+    template <typename U>
+    UninitialisedAllocator(const UninitialisedAllocator<U>&) noexcept {}
+    template <typename U>
+    void construct(U* p) noexcept {
+        ::new (static_cast<void*>(p)) U;
+    }
+    template <typename U, typename... Args>
+    void construct(U* p, Args&&... args) {
+        ::new (static_cast<void*>(p)) U(std::forward<Args>(args)...);
+    }
+};
+template <typename T>
+using Buffer = std::vector<T, UninitialisedAllocator<T>>;
+}  // namespace detail
 
 struct ColumnReaderOptions {
     Table table = Table::FRAME;
@@ -86,8 +112,8 @@ private:
     friend class ColumnFiller;
     const ColumnInfo* _info = nullptr;
     std::size_t _rows = 0;
-    std::vector<unsigned char> _values;  // aligned for 8-byte types by the allocator
-    std::vector<std::uint8_t> _valid;
+    detail::Buffer<unsigned char> _values;  // aligned for 8-byte types by the allocator
+    detail::Buffer<std::uint8_t> _valid;
     std::vector<char> _chars;
 };
 
