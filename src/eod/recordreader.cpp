@@ -1,5 +1,7 @@
 #include "eod/recordreader_internal.h"
 
+#include "eod/frameclasses_internal.h"
+
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeclosureoutputdata.h"
@@ -15,14 +17,7 @@ namespace vq::eod::detail {
 #define VQ_EOD_EXTERN_READER(T)                                                                    \
     extern template bool RecordReader::readEngineRecord<T>(Serializable&, const ByteBuffer&, int&, \
                                                            const RecordHeader&, unsigned int&);
-VQ_EOD_EXTERN_READER(EngineOutputData)
-VQ_EOD_EXTERN_READER(TimingOutputData)
-VQ_EOD_EXTERN_READER(HeadOutputDataV2)
-VQ_EOD_EXTERN_READER(EyeOutputData)
-VQ_EOD_EXTERN_READER(PupilOutputData)
-VQ_EOD_EXTERN_READER(EyeClosureOutputData)
-VQ_EOD_EXTERN_READER(GazeOutputData)
-VQ_EOD_EXTERN_READER(EngineStateOutputData)
+VQ_EOD_FRAME_CLASSES(VQ_EOD_EXTERN_READER)
 #undef VQ_EOD_EXTERN_READER
 
 template <typename T>
@@ -32,14 +27,9 @@ void RecordReader::addFastClass() {
 }
 
 bool RecordReader::registerFastClasses() {
-    addFastClass<EngineOutputData>();
-    addFastClass<TimingOutputData>();
-    addFastClass<HeadOutputDataV2>();
-    addFastClass<EyeOutputData>();
-    addFastClass<PupilOutputData>();
-    addFastClass<EyeClosureOutputData>();
-    addFastClass<GazeOutputData>();
-    addFastClass<EngineStateOutputData>();
+#define VQ_EOD_ADD_FAST_CLASS(T) addFastClass<T>();
+    VQ_EOD_FRAME_CLASSES(VQ_EOD_ADD_FAST_CLASS)
+#undef VQ_EOD_ADD_FAST_CLASS
     return true;
 }
 

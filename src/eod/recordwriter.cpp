@@ -1,5 +1,7 @@
 #include "eod/recordwriter_internal.h"
 
+#include "eod/frameclasses_internal.h"
+
 #include <climits>
 #include <cstring>
 #include <type_traits>
@@ -140,30 +142,11 @@ void RecordWriter::patchLongSize(Block& block, std::size_t start, unsigned long 
 }
 
 // The writers of the classes are instantiated in the classes' own sources.
-extern template bool RecordWriter::writeEngineRecord<EngineOutputData>(const Serializable&,
-                                                                       RecordWriter::Block&,
-                                                                       unsigned long long&);
-extern template bool RecordWriter::writeEngineRecord<TimingOutputData>(const Serializable&,
-                                                                       RecordWriter::Block&,
-                                                                       unsigned long long&);
-extern template bool RecordWriter::writeEngineRecord<HeadOutputDataV2>(const Serializable&,
-                                                                       RecordWriter::Block&,
-                                                                       unsigned long long&);
-extern template bool RecordWriter::writeEngineRecord<EyeOutputData>(const Serializable&,
-                                                                    RecordWriter::Block&,
-                                                                    unsigned long long&);
-extern template bool RecordWriter::writeEngineRecord<PupilOutputData>(const Serializable&,
-                                                                      RecordWriter::Block&,
-                                                                      unsigned long long&);
-extern template bool RecordWriter::writeEngineRecord<EyeClosureOutputData>(const Serializable&,
-                                                                           RecordWriter::Block&,
-                                                                           unsigned long long&);
-extern template bool RecordWriter::writeEngineRecord<GazeOutputData>(const Serializable&,
-                                                                     RecordWriter::Block&,
-                                                                     unsigned long long&);
-extern template bool RecordWriter::writeEngineRecord<EngineStateOutputData>(const Serializable&,
-                                                                            RecordWriter::Block&,
-                                                                            unsigned long long&);
+#define VQ_EOD_EXTERN_WRITER(T)                              \
+    extern template bool RecordWriter::writeEngineRecord<T>( \
+        const Serializable&, RecordWriter::Block&, unsigned long long&);
+VQ_EOD_FRAME_CLASSES(VQ_EOD_EXTERN_WRITER)
+#undef VQ_EOD_EXTERN_WRITER
 
 template <typename T>
 void RecordWriter::addFastClass() {
@@ -172,14 +155,9 @@ void RecordWriter::addFastClass() {
 }
 
 bool RecordWriter::registerFastClasses() {
-    addFastClass<EngineOutputData>();
-    addFastClass<TimingOutputData>();
-    addFastClass<HeadOutputDataV2>();
-    addFastClass<EyeOutputData>();
-    addFastClass<PupilOutputData>();
-    addFastClass<EyeClosureOutputData>();
-    addFastClass<GazeOutputData>();
-    addFastClass<EngineStateOutputData>();
+#define VQ_EOD_ADD_FAST_CLASS(T) addFastClass<T>();
+    VQ_EOD_FRAME_CLASSES(VQ_EOD_ADD_FAST_CLASS)
+#undef VQ_EOD_ADD_FAST_CLASS
     return true;
 }
 

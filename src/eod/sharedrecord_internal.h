@@ -12,29 +12,22 @@
 #include <boost/shared_ptr.hpp>
 #include <boost/smart_ptr/make_shared.hpp>
 
+#include "eod/frameclasses_internal.h"
 #include "vq/eod/poolallocation.h"
 
 namespace vq::eod {
-class EngineOutputData;
-class EngineStateOutputData;
-class EyeClosureOutputData;
-class EyeOutputData;
-class GazeOutputData;
-class HeadOutputDataV2;
-class PupilOutputData;
-class TimingOutputData;
+#define VQ_EOD_DECLARE_CLASS(C) class C;
+VQ_EOD_FRAME_CLASSES(VQ_EOD_DECLARE_CLASS)
+#undef VQ_EOD_DECLARE_CLASS
 }  // namespace vq::eod
 
 namespace vq::eod::detail {
 
-// The classes whose records are recycled: those of the typical frame, all of fixed size, so a
-// kept record holds little memory.
+// The classes whose records are recycled: those of the typical frame.
+#define VQ_EOD_IS_CLASS(C) std::is_same_v<T, C> ||
 template <typename T>
-constexpr bool RECYCLED =
-    std::is_same_v<T, EngineOutputData> || std::is_same_v<T, EngineStateOutputData> ||
-    std::is_same_v<T, EyeClosureOutputData> || std::is_same_v<T, EyeOutputData> ||
-    std::is_same_v<T, GazeOutputData> || std::is_same_v<T, HeadOutputDataV2> ||
-    std::is_same_v<T, PupilOutputData> || std::is_same_v<T, TimingOutputData>;
+constexpr bool RECYCLED = VQ_EOD_FRAME_CLASSES(VQ_EOD_IS_CLASS) false;
+#undef VQ_EOD_IS_CLASS
 
 // Up to KEPT records of class T that were released, shared by all threads.
 template <typename T>

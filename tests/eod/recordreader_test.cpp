@@ -20,34 +20,14 @@
 #include "vq/eod/serializablefactory.h"
 #include "vq/eod/timingoutputdata.h"
 #include "vqtest/hex.h"
+#include "vqtest/subclasses.h"
 
 namespace {
 
 using namespace vq::eod;
 using vqtest::hex;
-
-// An application's subclass that changes nothing but its type.
-template <typename T>
-class Subclass : public T {};
-
-// An application's subclass with a field of its own after the timing fields.
-class StampedTiming : public TimingOutputData {
-public:
-    std::int32_t stamp = 0;
-
-protected:
-    void appendEngineSpecificData(ByteBuffer& buffer) const override {
-        TimingOutputData::appendEngineSpecificData(buffer);
-        appendValue(buffer, stamp);
-    }
-    void readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) override {
-        TimingOutputData::readEngineSpecificData(buffer, read_pos);
-        readValue(buffer, read_pos, stamp);
-    }
-    unsigned int numEngineSpecificDataBytes() const override {
-        return TimingOutputData::numEngineSpecificDataBytes() + 4;
-    }
-};
+using vqtest::StampedTiming;
+using vqtest::Subclass;
 
 template <typename T>
 boost::shared_ptr<Serializable> create() {

@@ -19,37 +19,17 @@
 #include "vq/eod/serializablefactory.h"
 #include "vq/eod/timingoutputdata.h"
 #include "vqtest/recordchecks.h"
+#include "vqtest/subclasses.h"
 #include "vqtest/testrecords.h"
 
 namespace {
 
 using namespace vq::eod;
 using vqtest::hex;
+using vqtest::StampedTiming;
+using vqtest::Subclass;
 
-// An application's subclass that changes nothing: it is written and read through the hooks.
-template <typename T>
-class Subclass : public T {};
-
-// An application's subclass with a field of its own after the timing fields.
-class StampedTiming : public TimingOutputData {
-public:
-    std::int32_t stamp = 0;
-
-protected:
-    void appendEngineSpecificData(ByteBuffer& buffer) const override {
-        TimingOutputData::appendEngineSpecificData(buffer);
-        appendValue(buffer, stamp);
-    }
-    void readEngineSpecificData(const ByteBuffer& buffer, int& read_pos) override {
-        TimingOutputData::readEngineSpecificData(buffer, read_pos);
-        readValue(buffer, read_pos, stamp);
-    }
-    unsigned int numEngineSpecificDataBytes() const override {
-        return TimingOutputData::numEngineSpecificDataBytes() + 4;
-    }
-};
-
-ByteBuffer serialized(const Serializable& object) {
+ByteBuffer appended(const Serializable& object) {
     ByteBuffer buffer{0xEE};  // written after what is there
     object.serialize(buffer);
     EXPECT_EQ(buffer.at(0), 0xEE);
@@ -63,11 +43,11 @@ void expectHooksWriteTheSame(const ByteBuffer& bytes) {
     ASSERT_TRUE(library);
     const Serializable& made = *library;
     EXPECT_EQ(typeid(made), typeid(T));
-    EXPECT_EQ(hex(serialized(*library)), hex(bytes));
+    EXPECT_EQ(hex(appended(*library)), hex(bytes));
     Subclass<T> own;
     pos = 0;
     ASSERT_TRUE(own.unSerialize(bytes, pos));
-    EXPECT_EQ(hex(serialized(own)), hex(bytes));
+    EXPECT_EQ(hex(appended(own)), hex(bytes));
 }
 
 TEST(RecordWriter, LibraryClassesAndSubclassesWriteTheSameBytes) {
@@ -115,10 +95,10 @@ TEST(RecordWriter, SubclassHooksAreUsedInsideLibraryRecords) {
     EngineOutputData frame;
     frame.addSubObject(timing);
     frame.addSubObject(eye);
-    const ByteBuffer bytes = serialized(frame);
+    const ByteBuffer bytes = appended(frame);
     EXPECT_EQ(bytes.size(), frame.numTotalBytes());
     // The timing record carries its subclass's stamp after its own 22 bytes.
-    const ByteBuffer timing_bytes = serialized(*timing);
+    const ByteBuffer timing_bytes = appended(*timing);
     ASSERT_EQ(timing_bytes.size(), 3u + 1 + 22 + 4 + 1);
     EXPECT_EQ(hex(ByteBuffer(timing_bytes.end() - 5, timing_bytes.end())), "01 02 03 04 00");
     EXPECT_NE(hex(bytes).find(hex(timing_bytes)), std::string::npos);
@@ -144,7 +124,7 @@ TEST(RecordWriter, AnnouncedSizesInBothHeaderForms) {
         container.addSubObject(inner);
         for (const Serializable* object : {static_cast<const Serializable*>(&frame),
                                            static_cast<const Serializable*>(&container)}) {
-            const ByteBuffer bytes = serialized(*object);
+            const ByteBuffer bytes = appended(*object);
             ByteBuffer header;
             Serializable::writeHeader(header, object->objectID(), object->numDataBytes());
             ASSERT_EQ(header.size(), c.header_size);
