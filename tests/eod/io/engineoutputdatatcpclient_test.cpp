@@ -121,34 +121,6 @@ TEST_F(EngineOutputDataTcpClientTest, PiecesAndFramesOfOneRead) {
     EXPECT_FALSE(client.isConnected());
 }
 
-TEST_F(EngineOutputDataTcpClientTest, FramesAnnouncingFewerBytesThanTheyHoldComeOutWhole) {
-    // A frame holding a labelled intersection record, whose header (and the frame's) announces 16
-    // bytes fewer than follow, sent a byte at a time: nothing comes out and nothing is raised
-    // before its last byte, then it comes out exactly, and the frame after it too.
-    EngineOutputData frame;
-    frame.setFrameNum(11);
-    boost::shared_ptr<vq::eod::HeadIntersectionOutputDataV2> head(
-        new vq::eod::HeadIntersectionOutputDataV2);
-    head->addIntersection("screen", {1, 2, 3}, {4, 5}, {6, 7});
-    frame.addSubObject(head);
-    ByteBuffer stream = vqtest::serialized(frame);
-    ASSERT_EQ(stream.size(), frame.numTotalBytes() + 16);
-    const std::size_t frame_size = stream.size();
-    const ByteBuffer next = frameBytes(12);
-    stream.insert(stream.end(), next.begin(), next.end());
-    for (std::size_t i = 0; i + 1 < frame_size; ++i) {
-        send(ByteBuffer(1, stream[i]));
-        ASSERT_FALSE(client.receive(i + 2 == frame_size ? 30 : 0)) << "after byte " << i;
-    }
-    send(ByteBuffer(stream.begin() + static_cast<long>(frame_size) - 1, stream.end()));
-    const Frame whole = client.receive(PATIENCE_MILLIS);
-    ASSERT_TRUE(whole);
-    EXPECT_EQ(
-        vqtest::hex(vqtest::serialized(*whole)),
-        vqtest::hex(ByteBuffer(stream.begin(), stream.begin() + static_cast<long>(frame_size))));
-    EXPECT_EQ(client.receive(PATIENCE_MILLIS)->frameNum(), 12u);
-}
-
 TEST_F(EngineOutputDataTcpClientTest, PeerCloseMidFrameAndTheNotConnectedRule) {
     const char* const source = "src/eod/io/engineoutputdatatcpclient.cpp";
     send(ByteBuffer(6, 0x09));
@@ -244,7 +216,8 @@ private:
 };
 
 // A frame the view takes as it stands: timing, a labelled intersection record (16 bytes more
-// than announced) and an engine state.
+// than announced) and an engine state. Fed a byte at a time, such frames come out whole and
+// exact, never as damage before their last byte.
 ByteBuffer exactFrameBytes(unsigned int number) {
     EngineOutputData frame;
     frame.setFrameNum(number);
