@@ -122,28 +122,22 @@ TEST(SerializablePrimitives, EncodingsAreBigEndian) {
     std::uint64_t u64_read = 0;
     Probe::readNBytes(buffer, pos, reinterpret_cast<char*>(&u64_read), 8);
     EXPECT_EQ(u64_read, u64);
-    float f = 0;
-    double d = 0;
-    short s = 0;
-    char c = 0;
-    Probe::readValue(buffer, pos, f);
-    Probe::readValue(buffer, pos, d);
-    Probe::readValue(buffer, pos, s);
-    Probe::readValue(buffer, pos, c);
-    EXPECT_EQ(f, 1.0f);
-    EXPECT_EQ(d, 1.0);
-    EXPECT_EQ(s, -2);
-    EXPECT_EQ(c, 'A');
-    std::string empty = "x", abc;
-    Probe::readBuffer(buffer, pos, empty);
-    Probe::readBuffer(buffer, pos, abc);
-    EXPECT_EQ(empty, "");
-    EXPECT_EQ(abc, "abc");
-    bool t = false, f2 = true;
-    Probe::readBuffer(buffer, pos, t);
-    Probe::readBuffer(buffer, pos, f2);
-    EXPECT_TRUE(t);
-    EXPECT_FALSE(f2);
+    const auto value = [&](auto out) {
+        Probe::readValue(buffer, pos, out);
+        return out;
+    };
+    const auto field = [&](auto out) {
+        Probe::readBuffer(buffer, pos, out);
+        return out;
+    };
+    EXPECT_EQ(value(0.0f), 1.0f);
+    EXPECT_EQ(value(0.0), 1.0);
+    EXPECT_EQ(value(short{0}), -2);
+    EXPECT_EQ(value(char{0}), 'A');
+    EXPECT_EQ(field(std::string("x")), "");
+    EXPECT_EQ(field(std::string()), "abc");
+    EXPECT_TRUE(field(false));
+    EXPECT_FALSE(field(true));
     unsigned char raw[2] = {};
     Probe::readRawBytes(buffer, pos, raw, 2);
     EXPECT_EQ(raw[1], 0xAA);
@@ -151,6 +145,7 @@ TEST(SerializablePrimitives, EncodingsAreBigEndian) {
 
     // Any non-zero byte reads as true; NaN keeps its bit pattern.
     pos = 0;
+    bool t = false;
     Probe::readBuffer(bytes("07"), pos, t);
     EXPECT_TRUE(t);
     ByteBuffer nan_bytes;
