@@ -7,6 +7,8 @@
 #include <sstream>
 #include <string>
 
+#include <boost/make_shared.hpp>
+
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
@@ -86,11 +88,8 @@ TEST_F(UnannouncedBytes, WrittenAsTheSizeFormulaSaysAndReadBackFromABuffer) {
 }
 
 TEST_F(UnannouncedBytes, StreamsAreReadUpToTheRealEndAndNoFurther) {
-    ByteBuffer all = serialized(*frameWith(1, {1, 2}));
-    const ByteBuffer plain = serialized(EngineOutputData());
-    all.insert(all.end(), plain.begin(), plain.end());
-    const ByteBuffer second = serialized(*frameWith(2, {}));
-    all.insert(all.end(), second.begin(), second.end());
+    const ByteBuffer all = bytes(vqtest::hexOf(
+        {frameWith(1, {1, 2}), boost::make_shared<EngineOutputData>(), frameWith(2, {})}));
 
     auto in = streamOf(all);
     auto first = boost::dynamic_pointer_cast<EngineOutputData>(SerializableFactory::newObject(in));

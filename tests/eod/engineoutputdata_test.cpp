@@ -48,8 +48,6 @@ TEST_F(EngineOutputDataTest, NewFrameBytes) {
     EXPECT_TRUE(frame.serializeEnabled());
     frame.setFrameNum(7);
     EXPECT_EQ(hex(serialized(frame)), "09 00 06 01 00 00 00 07 00");
-    EXPECT_FALSE(frame.forbidDuplicateSiblings());
-    EXPECT_EQ(EngineOutputData::THIS_OBJECT_ID, 0x09);
     EXPECT_EQ(EngineOutputData::LOGFILE_EXTENSION(), L".vql");
     EXPECT_EQ(EngineOutputData::LOGFILE_INDEX_EXTENSION(), L".ivql");
 }
@@ -100,17 +98,6 @@ TEST_F(EngineOutputDataTest, EyeIdNames) {
     EXPECT_PRECONDITION(EngineOutputBase::eyeIdName(static_cast<vq::eod::EyeId>(3)),
                         "src/eod/engineoutputbase.cpp",
                         "eye_id should be either LEFT_EYE, RIGHT_EYE or BOTH_EYES");
-}
-
-TEST_F(EngineOutputDataTest, PrintingListsTheFrameNumberFirst) {
-    EngineOutputData frame;
-    frame.setFrameNum(42);
-    frame.addSubObject(testRecord(vqtest::TEST_RECORD_A, -3));
-    std::ostringstream header, line;
-    frame.printHeader(header);
-    frame.printLine(line);
-    EXPECT_EQ(header.str(), "      FRAME_NUM      TEST_VALUE ");
-    EXPECT_EQ(line.str(), "             42              -3 ");
 }
 
 TEST_F(EngineOutputDataTest, CloneResetAndFlagByte) {

@@ -62,37 +62,37 @@ TEST(SerializableHeader, ShortAndExtendedForms) {
 }
 
 TEST(SerializableHeader, ReadDataSizeHeaderReportsIncompleteObjects) {
-    unsigned int size = 12345;
-    int pos = 0;
-    // One byte left: not even the short size.
-    EXPECT_FALSE(Serializable::readDataSizeHeader(bytes("00"), pos, &size));
-    EXPECT_EQ(pos, 0);
-    // The cookie and only 3 of the 4 size bytes: the position stays after the cookie.
-    EXPECT_FALSE(Serializable::readDataSizeHeader(bytes("FF FF 00 00 01"), pos, &size));
-    EXPECT_EQ(pos, 2);
-    // More data announced than there is: the size is not stored.
-    pos = 0;
-    EXPECT_FALSE(Serializable::readDataSizeHeader(bytes("00 03 AA BB"), pos, &size));
-    EXPECT_EQ(pos, 2);
-    EXPECT_EQ(size, 12345u);
-    // Complete, both forms.
-    pos = 0;
-    EXPECT_TRUE(Serializable::readDataSizeHeader(bytes("00 02 AA BB"), pos, &size));
-    EXPECT_EQ(pos, 2);
-    EXPECT_EQ(size, 2u);
     ByteBuffer extended = bytes("FF FF 00 00 FF FF");
     extended.resize(extended.size() + 65535);
-    pos = 0;
-    EXPECT_TRUE(Serializable::readDataSizeHeader(extended, pos, &size));
-    EXPECT_EQ(pos, 6);
-    EXPECT_EQ(size, 65535u);
-    // A size of 4 GiB in front of 20 bytes is incomplete, not an allocation.
-    ByteBuffer huge = bytes("FF FF FF FF FF F0");
+    ByteBuffer huge = bytes("FF FF FF FF FF F0");  // 4 GiB before 20 bytes: not an allocation
     huge.resize(huge.size() + 20);
-    pos = 0;
-    EXPECT_FALSE(Serializable::readDataSizeHeader(huge, pos, nullptr));
+    const struct {
+        const char* name;
+        ByteBuffer input;
+        bool complete;
+        int pos;            // after the call, from 0
+        unsigned int size;  // stored only when complete
+    } cases[] = {
+        {"not even the short size", bytes("00"), false, 0, 12345},
+        {"cookie and 3 of 4 size bytes", bytes("FF FF 00 00 01"), false, 2, 12345},
+        {"more data announced than there is", bytes("00 03 AA BB"), false, 2, 12345},
+        {"short form", bytes("00 02 AA BB"), true, 2, 2},
+        {"extended form", extended, true, 6, 65535},
+        {"4 GiB announced", huge, false, 6, 12345},
+    };
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.name);
+        unsigned int size = 12345;
+        int pos = 0;
+        EXPECT_EQ(Serializable::readDataSizeHeader(c.input, pos, &size), c.complete);
+        EXPECT_EQ(pos, c.pos);
+        EXPECT_EQ(size, c.size);
+    }
     // A negative position is checked before reading: misuse when two bytes follow it, false
     // when they do not.
+    int pos = 0;
+    EXPECT_FALSE(Serializable::readDataSizeHeader(huge, pos, nullptr));  // no size wanted
+    unsigned int size = 0;
     pos = -1;
     EXPECT_PRECONDITION(Serializable::readDataSizeHeader(bytes("00 01 AA"), pos, &size),
                         "src/eod/serializable.cpp", "read_pos is negative");
@@ -122,28 +122,22 @@ TEST(SerializablePrimitives, EncodingsAreBigEndian) {
     std::uint64_t u64_read = 0;
     Probe::readNBytes(buffer, pos, reinterpret_cast<char*>(&u64_read), 8);
     EXPECT_EQ(u64_read, u64);
-    float f = 0;
-    double d = 0;
-    short s = 0;
-    char c = 0;
-    Probe::readValue(buffer, pos, f);
-    Probe::readValue(buffer, pos, d);
-    Probe::readValue(buffer, pos, s);
-    Probe::readValue(buffer, pos, c);
-    EXPECT_EQ(f, 1.0f);
-    EXPECT_EQ(d, 1.0);
-    EXPECT_EQ(s, -2);
-    EXPECT_EQ(c, 'A');
-    std::string empty = "x", abc;
-    Probe::readBuffer(buffer, pos, empty);
-    Probe::readBuffer(buffer, pos, abc);
-    EXPECT_EQ(empty, "");
-    EXPECT_EQ(abc, "abc");
-    bool t = false, f2 = true;
-    Probe::readBuffer(buffer, pos, t);
-    Probe::readBuffer(buffer, pos, f2);
-    EXPECT_TRUE(t);
-    EXPECT_FALSE(f2);
+    const auto value = [&](auto out) {
+        Probe::readValue(buffer, pos, out);
+        return out;
+    };
+    const auto field = [&](auto out) {
+        Probe::readBuffer(buffer, pos, out);
+        return out;
+    };
+    EXPECT_EQ(value(0.0f), 1.0f);
+    EXPECT_EQ(value(0.0), 1.0);
+    EXPECT_EQ(value(short{0}), -2);
+    EXPECT_EQ(value(char{0}), 'A');
+    EXPECT_EQ(field(std::string("x")), "");
+    EXPECT_EQ(field(std::string()), "abc");
+    EXPECT_TRUE(field(false));
+    EXPECT_FALSE(field(true));
     unsigned char raw[2] = {};
     Probe::readRawBytes(buffer, pos, raw, 2);
     EXPECT_EQ(raw[1], 0xAA);
@@ -151,6 +145,7 @@ TEST(SerializablePrimitives, EncodingsAreBigEndian) {
 
     // Any non-zero byte reads as true; NaN keeps its bit pattern.
     pos = 0;
+    bool t = false;
     Probe::readBuffer(bytes("07"), pos, t);
     EXPECT_TRUE(t);
     ByteBuffer nan_bytes;
@@ -187,6 +182,8 @@ TEST(SerializablePrimitives, FieldWriterWritesWhatAppendValueWrites) {
 }
 
 TEST(SerializablePrimitives, FailuresNameTheirCause) {
+    const char* const past_end =
+        "Serializable::checkReadPos() - Attempt to read past end of buffer.";
     const ByteBuffer abc = bytes("61 62 63");
     int pos = 0;
     std::string text;
@@ -197,15 +194,12 @@ TEST(SerializablePrimitives, FailuresNameTheirCause) {
     const ByteBuffer six(6, 0);
     pos = 3;
     std::uint32_t value = 0;
-    EXPECT_SERIALIZABLE_ERROR(Probe::readValue(six, pos, value),
-                              "Serializable::checkReadPos() - Attempt to read past end of buffer.");
+    EXPECT_SERIALIZABLE_ERROR(Probe::readValue(six, pos, value), past_end);
     EXPECT_EQ(pos, 3);
     unsigned char raw[8];
-    EXPECT_SERIALIZABLE_ERROR(Probe::readRawBytes(six, pos, raw, 4),
-                              "Serializable::checkReadPos() - Attempt to read past end of buffer.");
+    EXPECT_SERIALIZABLE_ERROR(Probe::readRawBytes(six, pos, raw, 4), past_end);
     // A count that would wrap a 32-bit sum is still past the end.
-    EXPECT_SERIALIZABLE_ERROR(Probe::readRawBytes(six, pos, raw, 0xFFFFFFFFull),
-                              "Serializable::checkReadPos() - Attempt to read past end of buffer.");
+    EXPECT_SERIALIZABLE_ERROR(Probe::readRawBytes(six, pos, raw, 0xFFFFFFFFull), past_end);
     Probe::readRawBytes(six, pos, raw, 0);
     EXPECT_EQ(pos, 3);
 

@@ -117,14 +117,15 @@ TEST_F(CompressingFileWriterTest, MisuseAndFilesThatCannotBeMade) {
         return o;
     };
     const std::string path = dir / "m.vqz";
-    EXPECT_PRECONDITION(writer.newFile(path, options(-8, 1, 0)), SOURCE,
-                        "compression level out of range");
-    EXPECT_PRECONDITION(writer.newFile(path, options(20, 1, 0)), SOURCE,
-                        "compression level out of range");
-    EXPECT_PRECONDITION(writer.newFile(path, options(3, 0, 0)), SOURCE, "chunk size out of range");
-    EXPECT_PRECONDITION(writer.newFile(path, options(3, (64 << 20) + 1, 0)), SOURCE,
-                        "chunk size out of range");
-    EXPECT_PRECONDITION(writer.newFile(path, options(3, 1, -1)), SOURCE, "negative chunk age");
+    const std::pair<CompressingFileWriter::Options, const char*> refused[] = {
+        {options(-8, 1, 0), "compression level out of range"},
+        {options(20, 1, 0), "compression level out of range"},
+        {options(3, 0, 0), "chunk size out of range"},
+        {options(3, (64 << 20) + 1, 0), "chunk size out of range"},
+        {options(3, 1, -1), "negative chunk age"}};
+    for (const auto& [bad, message] : refused) {
+        EXPECT_PRECONDITION(writer.newFile(path, bad), SOURCE, message);
+    }
     EXPECT_PRECONDITION(writer.writeData(*timedFrame(1)), SOURCE, "no file is open");
     EXPECT_ERROR_MESSAGE(writer.newFile(dir / "missing/m.vqz"), CompressedFrameFileError,
                          "CompressingFileWriter::newFile - could not open file " +
@@ -139,15 +140,12 @@ TEST_F(CompressingFileWriterTest, MisuseAndFilesThatCannotBeMade) {
     EXPECT_EQ(readBackTimed(path), "");
     EXPECT_EQ(std::filesystem::file_size(path), 32u + 12 + 34 + 8 + 16);
     // A full device refuses the file header already.
-    EXPECT_ERROR_MESSAGE(writer.newFile("/dev/full"), CompressedFrameFileError,
-                         "CompressingFileWriter - could not write /dev/full: No space left "
-                         "on device");
-    EXPECT_ERROR_MESSAGE(writer.writeData(*timedFrame(1)), CompressedFrameFileError,
-                         "CompressingFileWriter - could not write /dev/full: No space left "
-                         "on device");
-    EXPECT_ERROR_MESSAGE(writer.closeFile(), CompressedFrameFileError,
-                         "CompressingFileWriter - could not write /dev/full: No space left "
-                         "on device");
+    const std::string full =
+        "CompressingFileWriter - could not write /dev/full: No space left "
+        "on device";
+    EXPECT_ERROR_MESSAGE(writer.newFile("/dev/full"), CompressedFrameFileError, full);
+    EXPECT_ERROR_MESSAGE(writer.writeData(*timedFrame(1)), CompressedFrameFileError, full);
+    EXPECT_ERROR_MESSAGE(writer.closeFile(), CompressedFrameFileError, full);
     EXPECT_FALSE(writer.isOpen());
 }
 

@@ -114,17 +114,16 @@ TEST_F(DecompressingFileReaderTest, AFlippedByteInAnyRegionLosesOnlyItsChunk) {
     }
     // Without the footer a damaged header hides the chunk's frames: its neighbours tell them.
     const std::uint64_t footer = chunks.back().offset + chunks.back().bytes;
-    const std::string by_neighbours = "frames " + range(2, 2) + " by its neighbours";
-    EXPECT_EQ(readBackChanged([&](ByteBuffer& b) {
-                  b.resize(footer);
-                  b[c.offset + 25] ^= 1;
-              }),
-              before + " " + damage(2, by_neighbours, "header checksum mismatch") + " " + after);
-    EXPECT_EQ(readBackChanged([&](ByteBuffer& b) {
-                  b.resize(footer);
-                  b[c.offset + 80] ^= 1;
-              }),
-              before + " " + damage(2, frames(2), "contents checksum mismatch") + " " + after);
+    for (const auto& [at, told] :
+         {std::pair{c.offset + 25, damage(2, "frames " + range(2, 2) + " by its neighbours",
+                                          "header checksum mismatch")},
+          std::pair{c.offset + 80, damage(2, frames(2), "contents checksum mismatch")}}) {
+        EXPECT_EQ(readBackChanged([&](ByteBuffer& b) {
+                      b.resize(footer);
+                      b[at] ^= 1;
+                  }),
+                  before + " " + told + " " + after);
+    }
     // File header and footer: reported, every frame still read.
     for (const std::uint64_t at :
          {std::uint64_t{9}, std::uint64_t{30}, footer + 9, std::uint64_t{bytes.size() - 20}}) {

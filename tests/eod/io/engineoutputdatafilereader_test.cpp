@@ -46,10 +46,11 @@ std::string readAll(EngineOutputDataFileReader& reader) {
 class EngineOutputDataFileReaderTest : public ::testing::Test {
 protected:
     void SetUp() override { vqtest::registerTestLogKinds(); }
-    // Writes the frames into KindA<name>.vql and KindB<name>.vql, or all into the file `name`.
-    void write(const Frames& frames, const std::string& name = "", bool single = false) {
+    // Writes the frames into one file per kind (<Kind><name>.vql), or all into the file `name`.
+    void write(const Frames& frames, const std::string& name = "", bool single = false,
+               const std::vector<char>& kinds = {A, B}) {
         vq::eod::io::EngineOutputDataFileWriter writer;
-        single ? writer.newFile(dir / name, 4096) : writer.newFiles({A, B}, dir.path(), name, 4096);
+        single ? writer.newFile(dir / name, 4096) : writer.newFiles(kinds, dir.path(), name, 4096);
         for (const auto& frame : frames) {
             writer.writeData(*frame);
         }
@@ -104,21 +105,14 @@ TEST_F(EngineOutputDataFileReaderTest, MergesHeadAndTimingFiles) {
     };
     const Frames frames = {frame(1, true, false), frame(2, true, true), frame(3, false, true),
                            frame(4, true, false)};
-    vq::eod::io::EngineOutputDataFileWriter writer;
-    writer.newFiles(
-        {vq::eod::HeadOutputData::THIS_OBJECT_ID, vq::eod::TimingOutputData::THIS_OBJECT_ID},
-        dir.path(), "_run1", 65536);
-    for (const auto& f : frames) {
-        writer.writeData(f);
-    }
-    writer.closeFiles();
+    write(frames, "_run1", false,
+          {vq::eod::HeadOutputData::THIS_OBJECT_ID, vq::eod::TimingOutputData::THIS_OBJECT_ID});
     EXPECT_TRUE(fs::exists(dir / "Head_run1.vql"));
     EXPECT_TRUE(fs::exists(dir / "Timing_run1.vql"));
 
     reader.openFiles(dir.path());
     EXPECT_EQ(readAll(reader), hexOf(frames));
     EXPECT_TRUE(reader.endOfData());
-    EXPECT_FALSE(reader.readData());
 }
 
 TEST_F(EngineOutputDataFileReaderTest, SingleFileRecordingWrittenAgainIsByteIdentical) {

@@ -29,25 +29,16 @@ Bytes operator+(Bytes head, const Bytes& tail) {
 std::string events(SerialFrameDecoder& decoder, const Bytes& wire) {
     std::string out;
     for (const unsigned char byte : wire) {
-        switch (decoder.push(byte)) {
-            case Event::NONE:
-                continue;
-            case Event::PAYLOAD:
-                out += "[" +
-                       hex(Bytes(decoder.payload(), decoder.payload() + decoder.payloadSize())) +
-                       "]";
-                break;
-            case Event::CRC_ERROR:
-                out += "crc";
-                break;
-            case Event::OVERSIZE:
-                out += "oversize";
-                break;
-            case Event::NOISE:
-                out += "noise";
-                break;
+        const Event event = decoder.push(byte);
+        if (event == Event::PAYLOAD) {
+            out += "[" + hex(Bytes(decoder.payload(), decoder.payload() + decoder.payloadSize())) +
+                   "] ";
+        } else if (event != Event::NONE) {
+            out += event == Event::CRC_ERROR  ? "crc "
+                   : event == Event::OVERSIZE ? "oversize "
+                   : event == Event::NOISE    ? "noise "
+                                              : "? ";
         }
-        out += ' ';
     }
     return out;
 }
