@@ -247,6 +247,7 @@ int serve(const ServeOptions& options) {
     Numbering numbering;
     bool numbers_ran_out = false;
     ByteBuffer bytes;
+    ProgressBar progress("serve", ProgressBar::UNKNOWN);
     while (!stopRequested()) {
         FramePtr frame = source->next();
         if (!frame) {
@@ -266,8 +267,9 @@ int serve(const ServeOptions& options) {
         bytes.clear();
         frame->serialize(bytes);
         destination.send(bytes, frame->frameNum());
-        ++sent;
+        progress.update(++sent);
     }
+    progress.finish();
     destination.close();
     std::cout << "vqlog serve: sent " << sent << (sent == 1 ? " frame" : " frames");
     if (options.loop) {
