@@ -266,6 +266,24 @@ FramePtr FrameSource::next() {
     return FramePtr();
 }
 
+vq::eod::io::RecordingSummary framesBeforeDamage(const std::string& path,
+                                                 const Selection& selection) {
+    vq::eod::io::RecordingSummary summary;
+    std::set<char, vq::eod::object_id::Less> kinds;
+    try {
+        FrameSource source(path, selection);
+        while (FramePtr frame = source.next()) {
+            const std::set<char> more = recordKinds(*frame);
+            kinds.insert(more.begin(), more.end());
+            ++summary.frames;
+        }
+    } catch (const std::exception&) {
+        // the damage
+    }
+    summary.kinds.assign(kinds.begin(), kinds.end());
+    return summary;
+}
+
 namespace {
 
 std::string& spoolPath() {

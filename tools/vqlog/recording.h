@@ -97,6 +97,12 @@ private:
     bool _done = false;
 };
 
+// What the selected frames of a recording hold up to its first damage (all of them when it has
+// none), read through FrameSource: their number, and their kinds in ascending object ID. For the
+// commands that go on to read a damaged recording up to its damage.
+vq::eod::io::RecordingSummary framesBeforeDamage(const std::string& path,
+                                                 const Selection& selection);
+
 // "-" on the command line: standard output where a command writes, standard input where it reads.
 constexpr const char* STANDARD_STREAM = "-";
 

@@ -546,27 +546,6 @@ void writeJson(const Stats& s, const StatsOptions& options) {
     std::cout << out.str();
 }
 
-// The kinds (and frames) of the selected frames, from a first pass of views; of a damaged
-// recording, every kind with a column (those without frames are left out of the report) and no
-// count of frames: the read fails as the scan did, after the frames before the damage.
-vq::eod::io::RecordingSummary scanKinds(const std::string& path, const ColumnReaderOptions& read) {
-    try {
-        return vq::eod::io::scanRecording(path, read);
-    } catch (const vq::eod::EODError&) {
-    }
-    vq::eod::io::RecordingSummary summary;
-    const auto& all = vq::eod::columns(vq::eod::Table::FRAME);
-    for (std::size_t i = 0; i < all.size(); ++i) {
-        for (char id : vq::eod::columnKinds(vq::eod::Table::FRAME, i)) {
-            if (std::find(summary.kinds.begin(), summary.kinds.end(), id) == summary.kinds.end()) {
-                summary.kinds.push_back(id);
-            }
-        }
-    }
-    std::sort(summary.kinds.begin(), summary.kinds.end(), vq::eod::object_id::Less());
-    return summary;
-}
-
 int stats(const StatsOptions& options) {
     const Selection selection = options.select.selection();
     if (!(options.window > 0) || !std::isfinite(options.window)) {
@@ -576,7 +555,14 @@ int stats(const StatsOptions& options) {
         throw UsageError("--saccade-threshold must be a positive number of degrees per second");
     }
     ColumnReaderOptions read = columnOptions(options.path, selection, 4096);
-    const vq::eod::io::RecordingSummary summary = scanKinds(options.path, read);
+    // The kinds and frames from a first pass of views; of a damaged recording, those before the
+    // damage, and the read below fails as the scan did, after those frames.
+    vq::eod::io::RecordingSummary summary;
+    try {
+        summary = vq::eod::io::scanRecording(options.path, read);
+    } catch (const vq::eod::EODError&) {
+        summary = framesBeforeDamage(options.path, selection);
+    }
     Collector collector(options, summary.kinds);
     read.columns = collector.columns();
     ColumnReader reader(options.path, read);
