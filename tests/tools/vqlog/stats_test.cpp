@@ -121,8 +121,8 @@ TEST(VqlogStats, DemoRecording) {
          {"frames: 1200, numbers 0 to 1199, time_s 0.000 to 19.983 (19.983 s)\n",
           "\nTiming (0x0A)                          1200    60.0             0      0.000",
           "\nGPSV2 (0x23)                             20     1.0             0      0.000",
-          "\nblinks: 5, mean 213.3 ms, 15.0 per minute (by the blinking flag)\n", "\nfixations: 49, mean 343.5 ms",
-          "\nsaccades: 48, mean 65.6 ms, 15.8 % of the time\n",
+          "\nblinks: 5, mean 213.3 ms, 15.0 per minute (by the blinking flag)\n",
+          "\nfixations: 49, mean 343.5 ms", "\nsaccades: 48, mean 65.6 ms, 15.8 % of the time\n",
           "\ntracking: head 100.0 % of 1200 frames with a head record"}) {
         EXPECT_TRUE(contains(stats, line)) << line << stats.out;
     }
