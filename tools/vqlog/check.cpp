@@ -7,6 +7,7 @@
 #include "vqlog/compressed.h"
 #include "vqlog/filestats.h"
 #include "vqlog/kinds.h"
+#include "vqlog/terminal.h"
 
 namespace vqlog {
 
@@ -35,6 +36,33 @@ std::string framesText(const FrameNumbers& frames) {
     return text;
 }
 
+// What check says of one file: its frames and bytes, its damage, disorder and gaps.
+void writeFileReport(const FileStats& s, bool intact) {
+    std::cout << s.name << ": " << framesText(s.frames) << ", " << s.bytes << " bytes"
+              << (intact ? ": intact" : "") << '\n';
+    for (const RecordScanner::Item& item : s.damage) {
+        std::cout << "  damaged bytes " << item.begin << ".." << item.end - 1 << " ("
+                  << plural(item.end - item.begin, "byte", "bytes") << "): " << item.what << '\n';
+    }
+    if (s.damaged_ranges > s.damage.size()) {
+        std::cout << "  "
+                  << plural(s.damaged_ranges - s.damage.size(), "more damaged range",
+                            "more damaged ranges")
+                  << '\n';
+    }
+    for (const std::string& note : s.frames.notes) {
+        std::cout << "  " << note << '\n';
+    }
+    if (s.frames.disorder > s.frames.notes.size()) {
+        std::cout << "  "
+                  << plural(s.frames.disorder - s.frames.notes.size(), "more frame", "more frames")
+                  << " repeated or out of order\n";
+    }
+    if (s.frames.gaps > 0) {
+        std::cout << "  " << gapText(s.frames) << '\n';
+    }
+}
+
 int check(const std::string& path) {
     if (isCompressedFile(path)) {
         return checkCompressed(path);
@@ -44,35 +72,16 @@ int check(const std::string& path) {
     std::uint64_t ranges = 0;
     std::uint64_t disorder = 0;
     std::uint64_t damaged_files = 0;
-    for (const std::string& file : recordingFiles(path)) {
-        stats.push_back(scanFile(file));
+    const std::vector<std::string> files = recordingFiles(path);
+    ProgressBar progress("check", totalBytes(files), 1 << 20, "bytes");
+    std::uint64_t done = 0;
+    for (const std::string& file : files) {
+        stats.push_back(scanFile(file, {}, &progress, done));
         const FileStats& s = stats.back();
+        done += s.bytes;
         const bool intact = s.damaged_ranges == 0 && s.frames.disorder == 0;
-        std::cout << s.name << ": " << framesText(s.frames) << ", " << s.bytes << " bytes"
-                  << (intact ? ": intact" : "") << '\n';
-        for (const RecordScanner::Item& item : s.damage) {
-            std::cout << "  damaged bytes " << item.begin << ".." << item.end - 1 << " ("
-                      << plural(item.end - item.begin, "byte", "bytes") << "): " << item.what
-                      << '\n';
-        }
-        if (s.damaged_ranges > s.damage.size()) {
-            std::cout << "  "
-                      << plural(s.damaged_ranges - s.damage.size(), "more damaged range",
-                                "more damaged ranges")
-                      << '\n';
-        }
-        for (const std::string& note : s.frames.notes) {
-            std::cout << "  " << note << '\n';
-        }
-        if (s.frames.disorder > s.frames.notes.size()) {
-            std::cout << "  "
-                      << plural(s.frames.disorder - s.frames.notes.size(), "more frame",
-                                "more frames")
-                      << " repeated or out of order\n";
-        }
-        if (s.frames.gaps > 0) {
-            std::cout << "  " << gapText(s.frames) << '\n';
-        }
+        progress.finish();
+        writeFileReport(s, intact);
         damaged += s.damaged_bytes;
         ranges += s.damaged_ranges;
         disorder += s.frames.disorder;
@@ -83,7 +92,7 @@ int check(const std::string& path) {
               << (merged.gaps == 0 ? "no gaps" : gapText(merged)) << '\n';
     if (damaged_files == 0) {
         // Merging can fail where every file scans clean: read it as print does.
-        const ReaderFailures reader = readThrough(path);
+        const ReaderFailures reader = readThrough(path, {}, "check");
         if (reader.failed) {
             std::cout << "check: damaged: the library's reader stops " << reader.first << '\n';
             return 1;
@@ -140,6 +149,98 @@ struct Tally {
     std::uint64_t dropped_bytes = 0;   // damaged bytes and dropped frames
 };
 
+// A kind that an earlier file gives for the same frames (a copy of a file beside it) cannot be
+// merged: "<Kind> of frames 3..9 is in <file> too", or "" when none.
+std::string clashOf(const FileStats& file, const std::vector<FileStats>& taken) {
+    for (const auto& [id, kind] : file.kinds) {
+        for (const FileStats& earlier : taken) {
+            const auto other = earlier.kinds.find(id);
+            if (other != earlier.kinds.end() && kind.first <= other->second.last &&
+                other->second.first <= kind.last) {
+                return kindName(id) + " of frames " +
+                       frameRange(std::max(kind.first, other->second.first),
+                                  std::min(kind.last, other->second.last)) +
+                       " is in " + earlier.name + " too";
+            }
+        }
+    }
+    return "";
+}
+
+// Copies the frames of `file` that `keep` marks (in file order), byte for byte, into `target`.
+Tally copyFrames(const std::string& file, const std::string& target, const std::vector<bool>& keep,
+                 FileStats& stats, ProgressBar& progress, std::uint64_t done) {
+    std::ofstream out(target, std::ios::binary);
+    if (!out) {
+        throw ToolError("cannot create " + target);
+    }
+    Tally tally;
+    std::size_t index = 0;
+    stats = scanFile(
+        file,
+        [&](RecordScanner& scanner, const RecordScanner::Item& item) {
+            const std::uint64_t size = item.end - item.begin;
+            if (index >= keep.size() || !keep[index++]) {
+                ++tally.dropped_frames;
+                tally.dropped_bytes += size;
+                return;
+            }
+            const vq::eod::ByteBuffer bytes = scanner.bytes(item.begin, item.end);
+            out.write(reinterpret_cast<const char*>(bytes.data()),
+                      static_cast<std::streamsize>(bytes.size()));
+            ++tally.kept_frames;
+            tally.kept_bytes += size;
+        },
+        &progress, done);
+    tally.dropped_bytes += stats.damaged_bytes;
+    out.close();
+    if (!out) {
+        throw ToolError("cannot write " + target);
+    }
+    return tally;
+}
+
+void writeTally(const std::string& name, const Tally& tally, const FileStats& stats) {
+    std::cout << name << ": kept " << plural(tally.kept_frames, "frame", "frames") << " ("
+              << plural(tally.kept_bytes, "byte", "bytes") << "), dropped "
+              << plural(tally.dropped_bytes, "byte", "bytes");
+    if (stats.damaged_ranges > 0) {
+        std::cout << " in " << plural(stats.damaged_ranges, "damaged range", "damaged ranges");
+    }
+    if (tally.dropped_frames > 0) {
+        std::cout << (stats.damaged_ranges == 0 ? " in " : " and ")
+                  << plural(tally.dropped_frames, "frame", "frames") << " repeated or out of order";
+    }
+    std::cout << '\n';
+}
+
+// Proof: the new recording scans clean and the library reads every frame of it back. Returns
+// the frames read.
+std::uint64_t readBack(const std::string& output, const std::vector<std::string>& outputs,
+                       bool any) {
+    std::vector<FileStats> again;
+    for (const std::string& target : outputs) {
+        again.push_back(scanFile(target));
+        if (again.back().damaged_ranges > 0 || again.back().frames.disorder > 0) {
+            throw ToolError("the recovered file " + target + " is not whole");
+        }
+    }
+    const std::uint64_t expected = mergedNumbers(again).frames;
+    std::uint64_t read = 0;
+    if (any) {
+        FrameSource source(output);
+        ProgressBar progress("recover: reading back", ProgressBar::UNKNOWN);
+        while (source.next()) {
+            progress.update(++read);
+        }
+    }
+    if (read != expected) {
+        throw ToolError("the recovered recording reads back " + std::to_string(read) +
+                        " frames instead of " + std::to_string(expected));
+    }
+    return read;
+}
+
 int recover(const RecoverOptions& options) {
     if (isCompressedFile(options.input)) {
         return recoverCompressed(options.input, options.output);
@@ -155,103 +256,45 @@ int recover(const RecoverOptions& options) {
     Tally total;
     std::vector<std::string> outputs;
     std::vector<FileStats> taken;  // the files written so far
+    // Each file is scanned twice.
+    ProgressBar progress("recover", 2 * totalBytes(files), 1 << 20, "bytes");
+    std::uint64_t done = 0;
     for (const std::string& file : files) {
         const std::string name = file.substr(file.find_last_of('/') + 1);
-        const std::string target = per_kind ? options.output + "/" + name : options.output;
         // The frames kept: the longest ascending sequence of frame numbers the file holds, so
         // that a frame whose number is out of line (a repeat, a straggler, a damaged number) is
         // one frame dropped and never the end of the recording.
         std::vector<unsigned int> numbers;
-        const FileStats first_pass =
-            scanFile(file, [&numbers](RecordScanner&, const RecordScanner::Item& item) {
+        const FileStats first_pass = scanFile(
+            file,
+            [&numbers](RecordScanner&, const RecordScanner::Item& item) {
                 numbers.push_back(item.frame->frameNum());
-            });
-        // A kind that an earlier file gives for the same frames (a copy of a file beside it)
-        // cannot be merged: the file goes whole.
-        std::string clash;
-        for (const auto& [id, kind] : first_pass.kinds) {
-            for (const FileStats& earlier : taken) {
-                const auto other = earlier.kinds.find(id);
-                if (clash.empty() && other != earlier.kinds.end() &&
-                    kind.first <= other->second.last && other->second.first <= kind.last) {
-                    clash = kindName(id) + " of frames " +
-                            frameRange(std::max(kind.first, other->second.first),
-                                       std::min(kind.last, other->second.last)) +
-                            " is in " + earlier.name + " too";
-                }
-            }
-        }
+            },
+            &progress, done);
+        done += first_pass.bytes;
+        const std::string clash = clashOf(first_pass, taken);
         if (!clash.empty()) {
+            progress.finish();
             std::cout << name << ": skipped, " << clash << '\n';
             total.dropped_bytes += first_pass.bytes;
+            done += first_pass.bytes;
             continue;
         }
         taken.push_back(first_pass);
-        std::ofstream out(target, std::ios::binary);
-        if (!out) {
-            throw ToolError("cannot create " + target);
-        }
-        const std::vector<bool> keep = ascendingFrames(numbers);
-        Tally tally;
-        std::size_t index = 0;
-        const FileStats stats =
-            scanFile(file, [&](RecordScanner& scanner, const RecordScanner::Item& item) {
-                const std::uint64_t size = item.end - item.begin;
-                if (index >= keep.size() || !keep[index++]) {
-                    ++tally.dropped_frames;
-                    tally.dropped_bytes += size;
-                    return;
-                }
-                const vq::eod::ByteBuffer bytes = scanner.bytes(item.begin, item.end);
-                out.write(reinterpret_cast<const char*>(bytes.data()),
-                          static_cast<std::streamsize>(bytes.size()));
-                ++tally.kept_frames;
-                tally.kept_bytes += size;
-            });
-        tally.dropped_bytes += stats.damaged_bytes;
-        out.close();
-        if (!out) {
-            throw ToolError("cannot write " + target);
-        }
+        const std::string target = per_kind ? options.output + "/" + name : options.output;
+        FileStats stats;
+        const Tally tally =
+            copyFrames(file, target, ascendingFrames(numbers), stats, progress, done);
+        done += stats.bytes;
         outputs.push_back(target);
-        std::cout << name << ": kept " << plural(tally.kept_frames, "frame", "frames") << " ("
-                  << plural(tally.kept_bytes, "byte", "bytes") << "), dropped "
-                  << plural(tally.dropped_bytes, "byte", "bytes");
-        if (stats.damaged_ranges > 0) {
-            std::cout << " in " << plural(stats.damaged_ranges, "damaged range", "damaged ranges");
-        }
-        if (tally.dropped_frames > 0) {
-            std::cout << (stats.damaged_ranges == 0 ? " in " : " and ")
-                      << plural(tally.dropped_frames, "frame", "frames")
-                      << " repeated or out of order";
-        }
-        std::cout << '\n';
+        progress.finish();
+        writeTally(name, tally, stats);
         total.kept_frames += tally.kept_frames;
         total.kept_bytes += tally.kept_bytes;
         total.dropped_frames += tally.dropped_frames;
         total.dropped_bytes += tally.dropped_bytes;
     }
-
-    // Proof: the new recording scans clean and the library reads every frame of it back.
-    std::vector<FileStats> again;
-    for (const std::string& target : outputs) {
-        again.push_back(scanFile(target));
-        if (again.back().damaged_ranges > 0 || again.back().frames.disorder > 0) {
-            throw ToolError("the recovered file " + target + " is not whole");
-        }
-    }
-    const std::uint64_t expected = mergedNumbers(again).frames;
-    std::uint64_t read = 0;
-    if (total.kept_frames > 0) {
-        FrameSource source(options.output);
-        while (source.next()) {
-            ++read;
-        }
-    }
-    if (read != expected) {
-        throw ToolError("the recovered recording reads back " + std::to_string(read) +
-                        " frames instead of " + std::to_string(expected));
-    }
+    const std::uint64_t read = readBack(options.output, outputs, total.kept_frames > 0);
     // Frames, not the sum over files: a per-kind file holds one kind of each frame.
     std::cout << "recover: kept " << plural(read, "frame", "frames") << " ("
               << plural(total.kept_bytes, "byte", "bytes") << "), dropped "

@@ -29,15 +29,17 @@ Command addStats(CLI::App& app);
 Command addServe(CLI::App& app);
 Command addRecord(CLI::App& app);
 
-// The options that choose frames and kinds: --kinds, --from, --to, --count.
+// The options that choose frames and kinds: --kinds, --from, --to, --start, --end, --count.
 struct SelectionOptions {
     std::string kinds;
     unsigned int from = 0;
     unsigned int to = Selection().to;
+    double start = Selection().start_s;
+    double end = Selection().end_s;
     std::uint64_t count = Selection().count;
 
     void addTo(CLI::App& command, bool with_count);
-    // UsageError for unknown kinds or an empty range.
+    // UsageError for unknown kinds or an empty range of numbers or times.
     Selection selection() const;
 };
 

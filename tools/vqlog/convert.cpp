@@ -4,6 +4,7 @@
 
 #include "vqlog/commands.h"
 #include "vqlog/kinds.h"
+#include "vqlog/terminal.h"
 
 namespace vqlog {
 
@@ -37,10 +38,13 @@ int convert(const ConvertOptions& options) {
     prepareOutput(options.output, per_kind);
     RecordingWriter writer(options.output, per_kind, 65536,
                            options.compress ? options.level : RecordingWriter::PLAIN);
+    ProgressBar progress("convert", ProgressBar::UNKNOWN);
     while (FramePtr frame = source.next()) {
         writer.write(*frame);
+        progress.update(writer.framesWritten());
     }
     writer.close();
+    progress.finish();
 
     std::uint64_t bytes = 0;
     for (const std::string& path : writer.paths()) {

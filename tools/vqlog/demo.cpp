@@ -159,6 +159,82 @@ void addTableRow(Table& table, const EngineOutputData& frame) {
     table.add(row);
 }
 
+// The frames a client on this thread receives from the tracker at `port`, serialised.
+std::vector<ByteBuffer> receiveAll(int port) {
+    std::vector<ByteBuffer> received;
+    io::EngineOutputDataTcpClient client;
+    client.connect(io::InetAddress(port, "127.0.0.1"));
+    while (FramePtr frame = client.receive(PATIENCE_MILLIS)) {
+        received.emplace_back();
+        frame->serialize(received.back());
+    }
+    client.disconnect();
+    return received;
+}
+
+// Read back: the per-kind files merged into frames; their head and eye records go back into
+// face set 0, where the tracker put them. The rows options choose go into `table`.
+std::vector<ByteBuffer> readBack(const std::string& directory, const DemoOptions& options,
+                                 Table& table) {
+    std::vector<ByteBuffer> read_back;
+    FrameSource source(directory);
+    while (FramePtr frame = source.next()) {
+        utils::migrateFaceSetOutputData(*frame);
+        read_back.emplace_back();
+        frame->serialize(read_back.back());
+        const std::size_t index = read_back.size() - 1;
+        if (index % options.every == 0 && index / options.every < options.rows) {
+            addTableRow(table, *frame);
+        }
+    }
+    return read_back;
+}
+
+void writeReport(const std::string& directory, const DemoOptions& options, Production& production,
+                 int port, std::size_t received, std::size_t read_back) {
+    std::cout << "recording  " << directory << " (per kind)\n";
+    std::uint64_t bytes = 0;
+    Table files({"file", "bytes"});
+    std::sort(production.files.begin(), production.files.end());
+    for (const std::string& path : production.files) {
+        const auto size = std::filesystem::file_size(path);
+        bytes += size;
+        files.add({path.substr(path.find_last_of('/') + 1), std::to_string(size)});
+    }
+    files.write(std::cout, 11);
+    std::cout << "stream     " << production.frames.size()
+              << " frames sent over TCP to 127.0.0.1:" << port << ", " << received << " received\n"
+              << "read back  " << read_back << " frames merged from " << bytes << " bytes in "
+              << production.files.size() << " files\n"
+              << "events     " << production.blinks
+              << (production.blinks == 1 ? " blink, " : " blinks, ") << production.saccades
+              << (production.saccades == 1 ? " saccade, " : " saccades, ") << production.gps_fixes
+              << (production.gps_fixes == 1 ? " GPS fix" : " GPS fixes") << "\n\nEvery "
+              << ordinal(options.every) << " frame of the first " << options.rows * options.every
+              << ", read back from the recording:\n";
+}
+
+int verdict(bool same_files, bool same_stream, std::size_t count, const std::string& directory) {
+    if (same_files && same_stream) {
+        const std::string vqlog = shellWord(invocation());
+        const std::string path = shellWord(directory);
+        const std::string indent(13, ' ');
+        std::cout << "Look closer: " << vqlog << " info " << path << '\n'
+                  << indent << vqlog << " print " << path << " --count 5\n"
+                  << indent << vqlog << " export " << path << " --format csv\n\n";
+        std::cout << "check: OK, the " << count
+                  << " frames read back from the recording and received over TCP equal those "
+                     "produced, byte for byte\n";
+        return 0;
+    }
+    std::cout << "check: FAILED, "
+              << (same_files ? "" : "the frames read back from the recording differ")
+              << (same_files || same_stream ? "" : " and ")
+              << (same_stream ? "" : "the frames received over TCP differ")
+              << " from those produced\n";
+    return 1;
+}
+
 int demo(const DemoOptions& options) {
     if (!(options.seconds > 0 && options.seconds <= 600) ||
         !(options.rate > 0 && options.rate <= 1000)) {
@@ -184,13 +260,7 @@ int demo(const DemoOptions& options) {
     std::thread tracker([&] { runTracker(options, count, directory, server, production); });
     std::vector<ByteBuffer> received;
     try {
-        io::EngineOutputDataTcpClient client;
-        client.connect(io::InetAddress(server.port(), "127.0.0.1"));
-        while (FramePtr frame = client.receive(PATIENCE_MILLIS)) {
-            received.emplace_back();
-            frame->serialize(received.back());
-        }
-        client.disconnect();
+        received = receiveAll(server.port());
     } catch (...) {
         tracker.join();
         throw;
@@ -199,67 +269,13 @@ int demo(const DemoOptions& options) {
     if (production.failure) {
         std::rethrow_exception(production.failure);
     }
-
-    // Read back: the per-kind files merged into frames; their head and eye records go back
-    // into face set 0, where the tracker put them.
-    std::vector<ByteBuffer> read_back;
     Table table({"frame", "time_s", "head_x_cm", "head_y_cm", "head_z_cm", "yaw_deg", "pitch_deg",
                  "eyelid_r", "blink", "saccade", "screen_x", "screen_y"});
-    FrameSource source(directory);
-    while (FramePtr frame = source.next()) {
-        utils::migrateFaceSetOutputData(*frame);
-        read_back.emplace_back();
-        frame->serialize(read_back.back());
-        const std::size_t index = read_back.size() - 1;
-        if (index % options.every == 0 && index / options.every < options.rows) {
-            addTableRow(table, *frame);
-        }
-    }
-
-    std::cout << "recording  " << directory << " (per kind)\n";
-    std::uint64_t bytes = 0;
-    Table files({"file", "bytes"});
-    std::sort(production.files.begin(), production.files.end());
-    for (const std::string& path : production.files) {
-        const auto size = std::filesystem::file_size(path);
-        bytes += size;
-        files.add({path.substr(path.find_last_of('/') + 1), std::to_string(size)});
-    }
-    files.write(std::cout, 11);
-    std::cout << "stream     " << production.frames.size()
-              << " frames sent over TCP to 127.0.0.1:" << server.port() << ", " << received.size()
-              << " received\n"
-              << "read back  " << read_back.size() << " frames merged from " << bytes
-              << " bytes in " << production.files.size() << " files\n"
-              << "events     " << production.blinks
-              << (production.blinks == 1 ? " blink, " : " blinks, ") << production.saccades
-              << (production.saccades == 1 ? " saccade, " : " saccades, ") << production.gps_fixes
-              << (production.gps_fixes == 1 ? " GPS fix" : " GPS fixes") << "\n\nEvery "
-              << ordinal(options.every) << " frame of the first " << options.rows * options.every
-              << ", read back from the recording:\n";
+    const std::vector<ByteBuffer> read_back = readBack(directory, options, table);
+    writeReport(directory, options, production, server.port(), received.size(), read_back.size());
     table.write(std::cout);
     std::cout << '\n';
-
-    const bool same_files = read_back == production.frames;
-    const bool same_stream = received == production.frames;
-    if (same_files && same_stream) {
-        const std::string vqlog = shellWord(invocation());
-        const std::string path = shellWord(directory);
-        const std::string indent(13, ' ');
-        std::cout << "Look closer: " << vqlog << " info " << path << '\n'
-                  << indent << vqlog << " print " << path << " --count 5\n"
-                  << indent << vqlog << " export " << path << " --format csv\n\n";
-        std::cout << "check: OK, the " << count
-                  << " frames read back from the recording and received over TCP equal those "
-                     "produced, byte for byte\n";
-        return 0;
-    }
-    std::cout << "check: FAILED, "
-              << (same_files ? "" : "the frames read back from the recording differ")
-              << (same_files || same_stream ? "" : " and ")
-              << (same_stream ? "" : "the frames received over TCP differ")
-              << " from those produced\n";
-    return 1;
+    return verdict(read_back == production.frames, received == production.frames, count, directory);
 }
 
 }  // namespace

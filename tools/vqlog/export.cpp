@@ -39,8 +39,6 @@ struct ExportOptions {
     std::string output;  // empty: standard output
     std::string table = "frame";
     std::string columns;  // comma-separated; empty: those of the kinds the recording holds
-    double start = -std::numeric_limits<double>::infinity();
-    double end = std::numeric_limits<double>::infinity();
     SelectionOptions select;
 };
 
@@ -543,14 +541,9 @@ int exportFrames(const ExportOptions& options) {
         throw UsageError("--table " + options.table +
                          ": expected frame, gaze_intersections or head_intersections");
     }
-    if (options.start > options.end) {
-        throw UsageError("--start is beyond --end");
-    }
     // The batch and its text: a few MB whatever the recording's length.
     ColumnReaderOptions read = columnOptions(options.path, selection, 4096);
     read.table = table;
-    read.start_s = options.start;
-    read.end_s = options.end;
     // A first pass learns the kinds, and so the columns, and the number of frames.
     // A damaged recording: its frames before the damage (the rows the reader gives before its
     // error).
@@ -666,10 +659,6 @@ Command addExport(CLI::App& app) {
     command->add_option("--columns", options->columns,
                         "Only these columns of the table, comma-separated, in this order, by the "
                         "names `vqlog schema` lists");
-    command->add_option("--start", options->start,
-                        "Frames whose time_s (the timing record's experiment time) is at least "
-                        "this many seconds; frames without a timing record are then left out");
-    command->add_option("--end", options->end, "Frames whose time_s is at most this");
     command->add_option("-o,--output", options->output,
                         "Write to this new file instead of standard output");
     options->select.addTo(*command, true);

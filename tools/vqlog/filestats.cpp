@@ -1,6 +1,7 @@
 #include "vqlog/filestats.h"
 
 #include <algorithm>
+#include <filesystem>
 
 #include "vqlog/kinds.h"
 
@@ -61,7 +62,8 @@ void KindStats::merge(const KindStats& other) {
     frames += other.frames;
 }
 
-FileStats scanFile(const std::string& path, const FrameVisitor& on_frame) {
+FileStats scanFile(const std::string& path, const FrameVisitor& on_frame, ProgressBar* progress,
+                   std::uint64_t done_before) {
     FileStats stats;
     stats.path = path;
     stats.name =
@@ -70,6 +72,9 @@ FileStats scanFile(const std::string& path, const FrameVisitor& on_frame) {
     stats.bytes = scanner.fileSize();
     RecordScanner::Item item;
     while (scanner.next(item)) {
+        if (progress != nullptr) {
+            progress->update(done_before + std::min(scanner.bytesRead(), stats.bytes));
+        }
         if (item.type == RecordScanner::Item::DAMAGE) {
             stats.damaged_bytes += item.end - item.begin;
             ++stats.damaged_ranges;
@@ -96,6 +101,16 @@ FileStats scanFile(const std::string& path, const FrameVisitor& on_frame) {
         }
     }
     return stats;
+}
+
+std::uint64_t totalBytes(const std::vector<std::string>& files) {
+    std::uint64_t total = 0;
+    for (const std::string& file : files) {
+        std::error_code error;
+        const std::uintmax_t size = std::filesystem::file_size(file, error);
+        total += error ? 0 : size;
+    }
+    return total;
 }
 
 FrameNumbers mergedNumbers(const std::vector<FileStats>& stats) {
@@ -134,8 +149,11 @@ FrameNumbers mergedNumbers(const std::vector<FileStats>& stats) {
 }
 
 ReaderFailures readThrough(const std::string& path,
-                           const std::function<void(const vq::eod::EngineOutputData&)>& on_frame) {
+                           const std::function<void(const vq::eod::EngineOutputData&)>& on_frame,
+                           const std::string& what) {
     ReaderFailures failures;
+    ProgressBar progress(what, ProgressBar::UNKNOWN);
+    std::uint64_t frames = 0;
     vq::eod::io::EngineOutputDataFileReader reader;
     if (isDirectory(path)) {
         reader.openFiles(path);
@@ -149,6 +167,7 @@ ReaderFailures readThrough(const std::string& path,
             if (frame->numSubObjects() > 0) {
                 any = true;
                 last = frame->frameNum();
+                progress.update(++frames);
                 if (on_frame) {
                     on_frame(*frame);
                 }

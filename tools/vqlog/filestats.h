@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "vqlog/scanner.h"
+#include "vqlog/terminal.h"
 
 namespace vqlog {
 
@@ -66,8 +67,15 @@ struct FileStats {
 };
 
 // Scans one file. `on_frame`, when given, sees every intact frame with its byte range.
+// `progress`, when given, counts bytes: `done_before` (the files scanned before) plus those of
+// this file read so far.
 using FrameVisitor = std::function<void(RecordScanner& scanner, const RecordScanner::Item& item)>;
-FileStats scanFile(const std::string& path, const FrameVisitor& on_frame = {});
+FileStats scanFile(const std::string& path, const FrameVisitor& on_frame = {},
+                   ProgressBar* progress = nullptr, std::uint64_t done_before = 0);
+
+// The bytes of these files together (0 for one that cannot be looked at), the total of a
+// progress line over them.
+std::uint64_t totalBytes(const std::vector<std::string>& files);
 
 // The frame numbers that the files hold together, as the reader merges them.
 FrameNumbers mergedNumbers(const std::vector<FileStats>& stats);
@@ -79,10 +87,12 @@ struct ReaderFailures {
     bool failed = false;
     std::string first;  // where and why it stopped: "after frame 99: <message>"
 };
-// `on_frame`, when given, sees every merged frame that holds a record.
+// `on_frame`, when given, sees every merged frame that holds a record; a progress line
+// "<what>: N frames" counts them on a terminal.
 ReaderFailures readThrough(
     const std::string& path,
-    const std::function<void(const vq::eod::EngineOutputData&)>& on_frame = {});
+    const std::function<void(const vq::eod::EngineOutputData&)>& on_frame = {},
+    const std::string& what = "read");
 
 // The files of a recording: a directory's log files (ToolError when there are none, or with
 // `one_recording` when two hold the same kind, see requireOneRecording) or the path.

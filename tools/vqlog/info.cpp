@@ -14,6 +14,7 @@
 #include "vqlog/filestats.h"
 #include "vqlog/kinds.h"
 #include "vqlog/table.h"
+#include "vqlog/terminal.h"
 
 namespace vqlog {
 
@@ -93,37 +94,41 @@ std::string utc(long long millis) {
     return std::string(text) + "." + std::string(3 - ms.size(), '0') + ms + " UTC";
 }
 
-int info(const std::string& path) {
-    if (isCompressedFile(path)) {
-        return infoCompressed(path);
-    }
-    const std::vector<std::string> files = recordingFiles(path);
-    std::vector<FileStats> stats;
-    std::uint64_t bytes = 0;
-    for (const std::string& file : files) {
-        stats.push_back(scanFile(file));
-        bytes += stats.back().bytes;
-    }
-    std::cout << displayName(path) << ": "
-              << (isDirectory(path) ? "per-kind recording, " + std::to_string(files.size()) +
-                                          (files.size() == 1 ? " log file, " : " log files, ")
-                                    : std::string("single file, "))
-              << bytes << " bytes\n\n";
-
-    // A per-kind file's steps in frame numbers are its kind's sampling (a 1 Hz GPS in a 360 Hz
-    // recording), not frames lost: the recording's gaps and each kind's gaps in time follow.
-    const bool per_kind_files = isDirectory(path);
-    Table per_file(per_kind_files ? std::vector<std::string>{"file", "bytes", "frames", "first",
-                                                             "last", "unknown"}
-                                  : std::vector<std::string>{"file", "bytes", "frames", "first",
-                                                             "last", "gaps", "missing", "unknown"});
+// What the files of a recording hold together.
+struct Totals {
     std::map<char, KindStats, vq::eod::object_id::Less> kinds;
     std::uint64_t damaged = 0;
     std::uint64_t damaged_ranges = 0;
+    std::uint64_t unknown = 0;  // frames with records of unknown kinds
     bool timed = false;
     double first_time = 0;
     double last_time = 0;
     std::uint64_t timed_frames = 0;
+
+    void add(const FileStats& file) {
+        for (const auto& [id, kind] : file.kinds) {
+            kinds[id].merge(kind);
+        }
+        damaged += file.damaged_bytes;
+        damaged_ranges += file.damaged_ranges;
+        unknown += file.unknown_frames;
+        if (file.has_timing) {
+            first_time = timed ? std::min(first_time, file.first_time) : file.first_time;
+            last_time = timed ? std::max(last_time, file.last_time) : file.last_time;
+            timed = true;
+            timed_frames = std::max(timed_frames, file.timed_frames);
+        }
+    }
+};
+
+// The table of files. A per-kind file's steps in frame numbers are its kind's sampling (a 1 Hz
+// GPS in a 360 Hz recording), not frames lost: the recording's gaps and each kind's gaps in
+// time follow.
+void writeFiles(const std::vector<FileStats>& stats, bool per_kind_files) {
+    Table per_file(per_kind_files ? std::vector<std::string>{"file", "bytes", "frames", "first",
+                                                             "last", "unknown"}
+                                  : std::vector<std::string>{"file", "bytes", "frames", "first",
+                                                             "last", "gaps", "missing", "unknown"});
     for (const FileStats& file : stats) {
         const FrameNumbers& n = file.frames;
         const bool any = n.frames > 0;
@@ -136,38 +141,22 @@ int info(const std::string& path) {
         }
         row.push_back(std::to_string(file.unknown_frames));
         per_file.add(row);
-        for (const auto& [id, kind] : file.kinds) {
-            kinds[id].merge(kind);
-        }
-        damaged += file.damaged_bytes;
-        damaged_ranges += file.damaged_ranges;
-        if (file.has_timing) {
-            first_time = timed ? std::min(first_time, file.first_time) : file.first_time;
-            last_time = timed ? std::max(last_time, file.last_time) : file.last_time;
-            timed = true;
-            timed_frames = std::max(timed_frames, file.timed_frames);
-        }
     }
     per_file.write(std::cout);
     std::cout << '\n';
+}
 
-    // Merging can fail where every file scans clean: read it as print does, and take the
-    // timing records' story on the way.
-    Timeline timeline;
-    ReaderFailures reader;
-    if (damaged == 0) {
-        reader = readThrough(
-            path, [&timeline](const vq::eod::EngineOutputData& frame) { timeline.add(frame); });
-    }
-    const bool timed_kinds = !reader.failed && timeline.started;
-    Table per_kind(timed_kinds ? std::vector<std::string>{"kind", "frames", "first", "last",
-                                                          "rate/s", "gaps in time"}
-                               : std::vector<std::string>{"kind", "frames", "first", "last"});
-    for (const auto& [id, kind] : kinds) {
+// The table of kinds, with their rates and gaps in time when the timeline has them.
+void writeKinds(const Totals& totals, const Timeline* timeline) {
+    Table per_kind(
+        timeline != nullptr
+            ? std::vector<std::string>{"kind", "frames", "first", "last", "rate/s", "gaps in time"}
+            : std::vector<std::string>{"kind", "frames", "first", "last"});
+    for (const auto& [id, kind] : totals.kinds) {
         std::vector<std::string> row{kindName(id), std::to_string(kind.frames),
                                      std::to_string(kind.first), std::to_string(kind.last)};
-        if (timed_kinds) {
-            const auto [rate, gaps] = timeline.rateAndGaps(id);
+        if (timeline != nullptr) {
+            const auto [rate, gaps] = timeline->rateAndGaps(id);
             row.push_back(rate);
             row.push_back(gaps);
         }
@@ -175,6 +164,79 @@ int info(const std::string& path) {
     }
     per_kind.write(std::cout);
     std::cout << '\n';
+}
+
+// Duration, start, rate and delay; `timeline` is null when the recording could not be read
+// through.
+void writeTiming(const Totals& totals, const Timeline* timeline) {
+    if (!totals.timed) {
+        std::cout << "duration: unknown (no timing records)\n";
+        return;
+    }
+    const double duration = totals.last_time - totals.first_time;
+    std::cout << "duration: " << fixed(duration, 3) << " s by the timing records";
+    if (timeline != nullptr) {
+        std::cout << ", from " << utc(timeline->start_millis);
+    }
+    std::cout << '\n';
+    if (timeline == nullptr) {
+        return;
+    }
+    const auto timing = timeline->kinds.find(vq::eod::object_id::TIMING_OUTPUT_DATA);
+    if (timing != timeline->kinds.end() && timing->second.intervals->count() > 0) {
+        // The rate between holes, then what the holes make of it.
+        std::cout << "rate: " << timeline->rateAndGaps(timing->first).first
+                  << " frames/s (the median interval)";
+        if (duration > 0 && totals.timed_frames > 1) {
+            std::cout << ", " << fixed(static_cast<double>(totals.timed_frames - 1) / duration, 1)
+                      << " on average";
+        }
+        std::cout << '\n';
+    }
+    if (timeline->delays.count() > 0) {
+        const Durations& delays = timeline->delays;
+        std::cout << "delay: p50 " << fixed(delays.quantile(0.5) * 1000, 1) << " ms, p99 "
+                  << fixed(delays.quantile(0.99) * 1000, 1) << " ms, max "
+                  << fixed(delays.max() * 1000, 1) << " ms\n";
+    }
+}
+
+int info(const std::string& path) {
+    if (isCompressedFile(path)) {
+        return infoCompressed(path);
+    }
+    const std::vector<std::string> files = recordingFiles(path);
+    std::vector<FileStats> stats;
+    std::uint64_t bytes = 0;
+    {
+        ProgressBar progress("info", totalBytes(files), 1 << 20, "bytes");
+        for (const std::string& file : files) {
+            stats.push_back(scanFile(file, {}, &progress, bytes));
+            bytes += stats.back().bytes;
+        }
+    }
+    std::cout << displayName(path) << ": "
+              << (isDirectory(path) ? "per-kind recording, " + std::to_string(files.size()) +
+                                          (files.size() == 1 ? " log file, " : " log files, ")
+                                    : std::string("single file, "))
+              << bytes << " bytes\n\n";
+    writeFiles(stats, isDirectory(path));
+    Totals totals;
+    for (const FileStats& file : stats) {
+        totals.add(file);
+    }
+
+    // Merging can fail where every file scans clean: read it as print does, and take the
+    // timing records' story on the way.
+    Timeline timeline;
+    ReaderFailures reader;
+    if (totals.damaged == 0) {
+        reader = readThrough(
+            path, [&timeline](const vq::eod::EngineOutputData& frame) { timeline.add(frame); },
+            "info");
+    }
+    const Timeline* timed = !reader.failed && timeline.started ? &timeline : nullptr;
+    writeKinds(totals, timed);
 
     // The recording as the reader merges it: every frame number that some file holds.
     const FrameNumbers merged = mergedNumbers(stats);
@@ -185,50 +247,20 @@ int info(const std::string& path) {
                   << " missing)";
     }
     std::cout << '\n';
-    if (timed) {
-        const double duration = last_time - first_time;
-        std::cout << "duration: " << fixed(duration, 3) << " s by the timing records";
-        if (timed_kinds) {
-            std::cout << ", from " << utc(timeline.start_millis);
-        }
-        std::cout << '\n';
-        const auto timing = timeline.kinds.find(vq::eod::object_id::TIMING_OUTPUT_DATA);
-        if (timed_kinds && timing != timeline.kinds.end() &&
-            timing->second.intervals->count() > 0) {
-            // The rate between holes, then what the holes make of it.
-            std::cout << "rate: " << timeline.rateAndGaps(timing->first).first
-                      << " frames/s (the median interval)";
-            if (duration > 0 && timed_frames > 1) {
-                std::cout << ", " << fixed(static_cast<double>(timed_frames - 1) / duration, 1)
-                          << " on average";
-            }
-            std::cout << '\n';
-        }
-        if (timed_kinds && timeline.delays.count() > 0) {
-            const Durations& delays = timeline.delays;
-            std::cout << "delay: p50 " << fixed(delays.quantile(0.5) * 1000, 1) << " ms, p99 "
-                      << fixed(delays.quantile(0.99) * 1000, 1) << " ms, max "
-                      << fixed(delays.max() * 1000, 1) << " ms\n";
-        }
-    } else {
-        std::cout << "duration: unknown (no timing records)\n";
-    }
-    std::uint64_t unknown = 0;
-    for (const FileStats& file : stats) {
-        unknown += file.unknown_frames;
-    }
+    writeTiming(totals, timed);
     std::cout << "records of unknown kinds: "
-              << (unknown == 0 ? std::string("none")
-                               : "in " + std::to_string(unknown) +
-                                     (unknown == 1 ? " frame" : " frames") + " (skipped when read)")
+              << (totals.unknown == 0
+                      ? std::string("none")
+                      : "in " + std::to_string(totals.unknown) +
+                            (totals.unknown == 1 ? " frame" : " frames") + " (skipped when read)")
               << '\n';
     if (reader.failed) {
         std::cout << "damaged: the library's reader stops " << reader.first << '\n';
         return 1;
     }
-    if (damaged > 0) {
-        std::cout << "damaged: " << damaged << " bytes in " << damaged_ranges
-                  << (damaged_ranges == 1 ? " range" : " ranges") << " (vqlog check " << path
+    if (totals.damaged > 0) {
+        std::cout << "damaged: " << totals.damaged << " bytes in " << totals.damaged_ranges
+                  << (totals.damaged_ranges == 1 ? " range" : " ranges") << " (vqlog check " << path
                   << " shows where)\n";
         return 1;
     }

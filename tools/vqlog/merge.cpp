@@ -5,6 +5,7 @@
 
 #include "vqlog/commands.h"
 #include "vqlog/kinds.h"
+#include "vqlog/terminal.h"
 
 namespace vqlog {
 
@@ -28,6 +29,7 @@ std::uint64_t mergeInto(RecordingWriter& writer, std::vector<Input>& inputs, boo
     std::uint64_t left_out = 0;  // records of a kind an earlier input gave for the frame
     bool any = false;
     unsigned int last = 0;
+    ProgressBar progress("merge", ProgressBar::UNKNOWN);
     for (;;) {
         Input* lowest = nullptr;
         for (Input& input : inputs) {
@@ -71,6 +73,7 @@ std::uint64_t mergeInto(RecordingWriter& writer, std::vector<Input>& inputs, boo
             input.head = input.source->next();
         }
         writer.write(*frame);
+        progress.update(writer.framesWritten());
         any = true;
         last = number;
     }

@@ -13,6 +13,7 @@
 #include "vqlog/commands.h"
 #include "vqlog/kinds.h"
 #include "vqlog/tabletext.h"
+#include "vqlog/terminal.h"
 
 namespace vqlog {
 
@@ -195,10 +196,16 @@ void writeRow(const std::vector<std::string>& cells, const std::vector<std::size
     }
 }
 
+// A count of the frames printed, on a terminal, when the table goes elsewhere (a file, a pipe).
+ProgressBar progressBar() {
+    return ProgressBar("print", isatty(STDOUT_FILENO) ? 0 : ProgressBar::UNKNOWN);
+}
+
 int printRaw(const PrintOptions& options) {
     FrameSource source(options.path, options.select.selection());
     std::string header;
     std::uint64_t frames = 0;
+    ProgressBar progress = progressBar();
     while (FramePtr frame = source.next()) {
         // A new header line whenever the frame's columns change.
         std::ostringstream columns;
@@ -212,8 +219,9 @@ int printRaw(const PrintOptions& options) {
         if (!std::cout) {
             throw ToolError("cannot write the output");
         }
-        ++frames;
+        progress.update(++frames);
     }
+    progress.finish();
     if (frames == 0) {
         std::cerr << "vqlog print: no frames selected\n";
     }
@@ -246,6 +254,7 @@ int print(const PrintOptions& options) {
     writeRow(names, widths, left);
     ColumnBatch batch;
     std::vector<std::string> cells(names.size());
+    ProgressBar progress = progressBar();
     for (;;) {
         std::exception_ptr failure;  // the error that ended the read
         try {
@@ -261,7 +270,9 @@ int print(const PrintOptions& options) {
             }
             writeRow(cells, widths, left);
         }
+        progress.update(reader.framesTaken());
         if (failure) {
+            progress.finish();
             std::cout.flush();
             std::rethrow_exception(failure);
         }

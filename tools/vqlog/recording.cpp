@@ -6,6 +6,7 @@
 
 #include <algorithm>
 #include <cerrno>
+#include <cmath>
 #include <cstdio>
 #include <cstdlib>
 #include <cstring>
@@ -191,6 +192,8 @@ vq::eod::io::ColumnReaderOptions columnOptions(const std::string& path, const Se
     read.first_frame = selection.from;
     read.last_frame = selection.to;
     read.max_frames = selection.count;
+    read.start_s = selection.start_s;
+    read.end_s = selection.end_s;
     return read;
 }
 
@@ -222,6 +225,24 @@ FrameSource::FrameSource(const std::string& path, Selection selection)
     }
 }
 
+bool Selection::timeLimited() const {
+    return std::isfinite(start_s) || std::isfinite(end_s);
+}
+
+namespace {
+
+// Whether the frame's time_s is in the selection's range (as the column reader has it).
+bool inTime(const vq::eod::EngineOutputData& frame, const Selection& selection) {
+    if (!selection.timeLimited()) {
+        return true;
+    }
+    const auto timing = frame.timingOutputData();
+    return timing && timing->experimentTime() >= selection.start_s &&
+           timing->experimentTime() <= selection.end_s;
+}
+
+}  // namespace
+
 FramePtr FrameSource::next() {
     while (!_done && _delivered < _selection.count) {
         FramePtr frame = _packed ? _packed->readData() : _reader.readData();
@@ -235,13 +256,32 @@ FramePtr FrameSource::next() {
             _done = true;  // frames come in ascending frame number
             break;
         }
-        if (frame->frameNum() < _selection.from || !keepKinds(*frame, _selection.kinds)) {
+        if (frame->frameNum() < _selection.from || !inTime(*frame, _selection) ||
+            !keepKinds(*frame, _selection.kinds)) {
             continue;
         }
         ++_delivered;
         return frame;
     }
     return FramePtr();
+}
+
+vq::eod::io::RecordingSummary framesBeforeDamage(const std::string& path,
+                                                 const Selection& selection) {
+    vq::eod::io::RecordingSummary summary;
+    std::set<char, vq::eod::object_id::Less> kinds;
+    try {
+        FrameSource source(path, selection);
+        while (FramePtr frame = source.next()) {
+            const std::set<char> more = recordKinds(*frame);
+            kinds.insert(more.begin(), more.end());
+            ++summary.frames;
+        }
+    } catch (const std::exception&) {
+        // the damage
+    }
+    summary.kinds.assign(kinds.begin(), kinds.end());
+    return summary;
 }
 
 namespace {

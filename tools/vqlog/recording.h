@@ -33,6 +33,12 @@ struct Selection {
     unsigned int from = 0;    // first frame number taken
     unsigned int to = std::numeric_limits<unsigned int>::max();       // last frame number taken
     std::uint64_t count = std::numeric_limits<std::uint64_t>::max();  // at most this many frames
+    // Frames whose time_s (the timing record's experiment time) is in [start_s, end_s]; when
+    // either is finite, frames without a timing record are left out.
+    double start_s = -std::numeric_limits<double>::infinity();
+    double end_s = std::numeric_limits<double>::infinity();
+
+    bool timeLimited() const;
 };
 
 // The kinds of the records a frame holds: its own records, and those held in its face sets
@@ -90,6 +96,12 @@ private:
     std::uint64_t _delivered = 0;
     bool _done = false;
 };
+
+// What the selected frames of a recording hold up to its first damage (all of them when it has
+// none), read through FrameSource: their number, and their kinds in ascending object ID. For the
+// commands that go on to read a damaged recording up to its damage.
+vq::eod::io::RecordingSummary framesBeforeDamage(const std::string& path,
+                                                 const Selection& selection);
 
 // "-" on the command line: standard output where a command writes, standard input where it reads.
 constexpr const char* STANDARD_STREAM = "-";

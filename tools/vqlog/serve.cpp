@@ -102,82 +102,47 @@ private:
     double _last_time = 0;
 };
 
-int serve(const ServeOptions& options) {
-    if ((options.port < 0) == options.udp.empty()) {
-        throw UsageError("give either --port N (TCP) or --udp ADDR:PORT (datagrams)");
-    }
-    const Selection selection = options.select.selection();
-    Pacer pacer(options.rate);
-    std::unique_ptr<FrameServer> server;
-    std::unique_ptr<DatagramSocket> datagrams;
-    std::unique_ptr<InetAddress> destination;
-    auto source = std::make_unique<FrameSource>(options.path, selection);
-    catchStopSignals();
-    if (options.udp.empty()) {
+// Where the frames go: every client of a TCP server, or datagrams to one address.
+class Destination {
+public:
+    // Opens the server (and waits for --wait clients, or a moment for a first one) or the
+    // datagram socket, and says where on standard output.
+    explicit Destination(const ServeOptions& options) {
+        if (!options.udp.empty()) {
+            _to = std::make_unique<InetAddress>(parseEndPoint(options.udp));
+            _datagrams =
+                std::make_unique<DatagramSocket>(0, MAX_DATAGRAM_BYTES, MAX_DATAGRAM_BYTES);
+            const std::string host = _to->getHostIP();
+            if (host == "255.255.255.255") {
+                _datagrams->enabledBroadcast(true);
+            }
+            std::cout << "vqlog serve: sending " << options.path << " as datagrams to " << host
+                      << ':' << _to->getPort() << std::endl;
+            return;
+        }
         try {
-            server = std::make_unique<FrameServer>(options.bind, options.port, "vqlog serve");
+            _server = std::make_unique<FrameServer>(options.bind, options.port, "vqlog serve");
         } catch (const vq::eod::io::SocketError& error) {
             throw ToolError(
                 explainError(error.what(), options.bind + ':' + std::to_string(options.port)));
         }
         std::cout << "vqlog serve: serving " << options.path << " on " << options.bind << ':'
-                  << server->port() << std::endl;
-        while (server->clients() < options.wait && !stopRequested()) {
-            server->acceptClients(100);
+                  << _server->port() << std::endl;
+        while (_server->clients() < options.wait && !stopRequested()) {
+            _server->acceptClients(100);
         }
         if (options.wait == 0) {
-            server->acceptClients(START_GRACE_MILLIS);
+            _server->acceptClients(START_GRACE_MILLIS);
         }
-    } else {
-        destination = std::make_unique<InetAddress>(parseEndPoint(options.udp));
-        datagrams = std::make_unique<DatagramSocket>(0, MAX_DATAGRAM_BYTES, MAX_DATAGRAM_BYTES);
-        const std::string host = destination->getHostIP();
-        if (host == "255.255.255.255") {
-            datagrams->enabledBroadcast(true);
-        }
-        std::cout << "vqlog serve: sending " << options.path << " as datagrams to " << host << ':'
-                  << destination->getPort() << std::endl;
     }
 
-    std::uint64_t sent = 0;
-    std::uint64_t passes = 1;
-    // Looping, the frame numbers go on from pass to pass (each pass keeps its own gaps), so that
-    // a recording of the stream reads as one recording.
-    bool pass_start = true;
-    std::uint64_t offset = 0;
-    std::uint64_t next_number = 0;  // one past the last number sent
-    bool numbers_ran_out = false;
-    ByteBuffer bytes;
-    while (!stopRequested()) {
-        FramePtr frame = source->next();
-        if (!frame) {
-            if (!options.loop || sent == 0) {
-                break;
-            }
-            source = std::make_unique<FrameSource>(options.path, selection);
-            pacer.restart();
-            ++passes;
-            pass_start = true;
-            continue;
-        }
-        if (pass_start) {
-            offset = passes == 1 ? 0 : next_number - frame->frameNum();
-            pass_start = false;
-        }
-        const std::uint64_t number = frame->frameNum() + offset;
-        if (number > std::numeric_limits<unsigned int>::max()) {
-            numbers_ran_out = true;
-            break;
-        }
-        frame->setFrameNum(static_cast<unsigned int>(number));
-        next_number = number + 1;
-        const auto due = pacer.due(*frame);
+    // Waits until `due` (or a stop); a server takes new clients meanwhile.
+    void waitUntil(Clock::time_point due) {
         while (!stopRequested()) {
             const auto left =
                 std::chrono::duration_cast<std::chrono::milliseconds>(due - Clock::now());
-            if (server) {
-                // Waiting is the time to take new clients.
-                server->acceptClients(
+            if (_server) {
+                _server->acceptClients(
                     static_cast<int>(std::clamp<long long>(left.count(), 0, 100)));
             } else if (left.count() > 0) {
                 std::this_thread::sleep_for(std::min(left, std::chrono::milliseconds(100)));
@@ -186,46 +151,134 @@ int serve(const ServeOptions& options) {
                 break;
             }
         }
-        bytes.clear();
-        frame->serialize(bytes);
-        if (server) {
-            server->send(bytes, frame->frameNum());
+    }
+
+    void send(const ByteBuffer& bytes, unsigned int number) {
+        if (_server) {
+            _server->send(bytes, number);
         } else {
-            datagrams->sendDatagram(bytes, *destination);
+            _datagrams->sendDatagram(bytes, *_to);
         }
-        ++sent;
     }
-    if (server) {
-        server->close();
+
+    void close() {
+        if (_server) {
+            _server->close();
+        }
     }
-    std::cout << "vqlog serve: sent " << sent << (sent == 1 ? " frame" : " frames");
-    if (options.loop) {
-        std::cout << " in " << passes << (passes == 1 ? " pass" : " passes");
+
+    // " to 2 clients" for a server, else "".
+    std::string clientsText() const {
+        if (!_server) {
+            return "";
+        }
+        return " to " + std::to_string(_server->clientsSeen()) +
+               (_server->clientsSeen() == 1 ? " client" : " clients");
     }
-    if (server) {
-        std::cout << " to " << server->clientsSeen()
-                  << (server->clientsSeen() == 1 ? " client" : " clients");
-    }
-    std::cout << (stopRequested() ? " (stopped)" : "")
-              << (numbers_ran_out ? " (frame numbers ran out: the loop ends)" : "") << '\n';
-    if (server) {
-        // What each client got: one that came late or was dropped has fewer frames.
-        for (const FrameServer::ClientReport& client : server->reports()) {
-            std::cout << "  client " << client.address << ": "
-                      << (client.frames == 1 ? "1 frame"
-                                             : std::to_string(client.frames) + " frames");
+
+    // What each client got: one that came late or was dropped has fewer frames.
+    void writeClients(std::ostream& out) const {
+        if (!_server) {
+            return;
+        }
+        for (const FrameServer::ClientReport& client : _server->reports()) {
+            out << "  client " << client.address << ": "
+                << (client.frames == 1 ? "1 frame" : std::to_string(client.frames) + " frames");
             if (client.frames > 0) {
-                std::cout << " (" << frameRange(client.first, client.last) << ")";
+                out << " (" << frameRange(client.first, client.last) << ")";
             }
             if (!client.dropped.empty()) {
-                std::cout << ", dropped: " << client.dropped;
+                out << ", dropped: " << client.dropped;
             }
-            std::cout << '\n';
+            out << '\n';
         }
-        if (server->reportsLeftOut() > 0) {
-            std::cout << "  and " << server->reportsLeftOut() << " more clients\n";
+        if (_server->reportsLeftOut() > 0) {
+            out << "  and " << _server->reportsLeftOut() << " more clients\n";
         }
     }
+
+private:
+    std::unique_ptr<FrameServer> _server;
+    std::unique_ptr<DatagramSocket> _datagrams;
+    std::unique_ptr<InetAddress> _to;
+};
+
+// Looping, the frame numbers go on from pass to pass (each pass keeps its own gaps), so that a
+// recording of the stream reads as one recording.
+class Numbering {
+public:
+    void newPass() {
+        ++_passes;
+        _pass_start = true;
+    }
+    std::uint64_t passes() const { return _passes; }
+    // Numbers the frame on; false when the numbers ran out.
+    bool take(vq::eod::EngineOutputData& frame) {
+        if (_pass_start) {
+            _offset = _passes == 1 ? 0 : _next - frame.frameNum();
+            _pass_start = false;
+        }
+        const std::uint64_t number = frame.frameNum() + _offset;
+        if (number > std::numeric_limits<unsigned int>::max()) {
+            return false;
+        }
+        frame.setFrameNum(static_cast<unsigned int>(number));
+        _next = number + 1;
+        return true;
+    }
+
+private:
+    std::uint64_t _passes = 1;
+    bool _pass_start = true;
+    std::uint64_t _offset = 0;
+    std::uint64_t _next = 0;  // one past the last number sent
+};
+
+int serve(const ServeOptions& options) {
+    if ((options.port < 0) == options.udp.empty()) {
+        throw UsageError("give either --port N (TCP) or --udp ADDR:PORT (datagrams)");
+    }
+    const Selection selection = options.select.selection();
+    Pacer pacer(options.rate);
+    auto source = std::make_unique<FrameSource>(options.path, selection);
+    catchStopSignals();
+    Destination destination(options);
+    std::uint64_t sent = 0;
+    Numbering numbering;
+    bool numbers_ran_out = false;
+    ByteBuffer bytes;
+    ProgressBar progress("serve", ProgressBar::UNKNOWN);
+    while (!stopRequested()) {
+        FramePtr frame = source->next();
+        if (!frame) {
+            if (!options.loop || sent == 0) {
+                break;
+            }
+            source = std::make_unique<FrameSource>(options.path, selection);
+            pacer.restart();
+            numbering.newPass();
+            continue;
+        }
+        if (!numbering.take(*frame)) {
+            numbers_ran_out = true;
+            break;
+        }
+        destination.waitUntil(pacer.due(*frame));
+        bytes.clear();
+        frame->serialize(bytes);
+        destination.send(bytes, frame->frameNum());
+        progress.update(++sent);
+    }
+    progress.finish();
+    destination.close();
+    std::cout << "vqlog serve: sent " << sent << (sent == 1 ? " frame" : " frames");
+    if (options.loop) {
+        std::cout << " in " << numbering.passes()
+                  << (numbering.passes() == 1 ? " pass" : " passes");
+    }
+    std::cout << destination.clientsText() << (stopRequested() ? " (stopped)" : "")
+              << (numbers_ran_out ? " (frame numbers ran out: the loop ends)" : "") << '\n';
+    destination.writeClients(std::cout);
     return 0;
 }
 

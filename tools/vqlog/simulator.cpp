@@ -231,21 +231,19 @@ void TrackerSimulator::addVehicleRecords(EngineOutputData& frame, double t, std:
     frame.addSubObject(gps);
 }
 
-FramePtr TrackerSimulator::nextFrame() {
-    const double t = _frame / _rate_hz;
-    std::normal_distribution<float> jitter(0.0f, 1.0f);  // draws from _noise_random only
-    FramePtr frame(new EngineOutputData);
-    frame->setFrameNum(_frame++);
-
+std::int64_t TrackerSimulator::addTiming(EngineOutputData& frame, double t, Jitter& jitter) {
     auto timing = make<TimingOutputData>();
     const std::int64_t millis = _start_millis + static_cast<std::int64_t>(std::llround(t * 1000));
     timing->setExperimentTime(t);
     timing->setFrameTimeSeconds(static_cast<int>(millis / 1000));
     timing->setFrameTimeMilliseconds(static_cast<unsigned short>(millis % 1000));
     timing->setApproxDelay(0.016f + 0.002f * std::abs(jitter(_noise_random)));
-    frame->addSubObject(timing);
+    frame.addSubObject(timing);
+    return millis;
+}
 
-    // The head: sways and turns a little, as a person at a screen does.
+boost::shared_ptr<HeadOutputDataV2> TrackerSimulator::headRecord(double t, Eyeballs& eyeballs) {
+    // The head sways and turns a little, as a person at a screen does.
     const std::vector<double> position{wave(t, 0.02, 0.23) + wave(t, 0.004, 0.71, 1.0),
                                        0.16 + wave(t, 0.015, 0.17, 0.5),
                                        0.65 + wave(t, 0.03, 0.11)};
@@ -260,18 +258,18 @@ FramePtr TrackerSimulator::nextFrame() {
     const auto rotation = eulerAnglesToRotationMatrix(
         {static_cast<float>(euler[0]), static_cast<float>(euler[1]), static_cast<float>(euler[2])});
     const std::vector<float> centre(position.begin(), position.end());
-    std::vector<float> eyeballs[2];
     for (EyeId eye : {RIGHT_EYE, LEFT_EYE}) {
         const float side = eye == RIGHT_EYE ? -1.0f : 1.0f;
         eyeballs[eye] = centre + rotate(rotation, {side * 0.032f, 0.03f, -0.075f});
         head->setHeadEyeballPos(eye, {eyeballs[eye].begin(), eyeballs[eye].end()});
     }
+    return head;
+}
 
-    // The eyes: blinks, and fixations on the screen joined by saccades.
-    const float closure = eyelidClosure(t);
+boost::shared_ptr<EyeOutputData> TrackerSimulator::eyeRecords(double t, const Eyeballs& eyeballs,
+                                                              const std::vector<float>& target,
+                                                              float closure, Jitter& jitter) {
     const bool closed = closure > 0.5f;
-    _closed_frames += closure >= 0.8f ? 1 : 0;
-    const std::vector<float> target = gazeTarget(t);
     auto pupil = make<PupilOutputData>();
     auto eyelid = make<EyeClosureOutputData>();
     auto gaze = make<GazeOutputData>();
@@ -298,27 +296,46 @@ FramePtr TrackerSimulator::nextFrame() {
     eyes->addSubObject(pupil);
     eyes->addSubObject(eyelid);
     eyes->addSubObject(gaze);
+    return eyes;
+}
 
-    auto face = make<FaceSetOutputData>();
-    face->addSubObject(head);
-    face->addSubObject(eyes);
-    frame->addSubObject(face);
-
-    // Where the gaze of both eyes meets the screen, labelled with the screen's name.
+void TrackerSimulator::addScreenHit(EngineOutputData& frame, const Eyeballs& eyeballs,
+                                    const std::vector<float>& target) {
     std::vector<float> point;
     std::vector<float> coords;
     const std::vector<float> middle = 0.5f * (eyeballs[RIGHT_EYE] + eyeballs[LEFT_EYE]);
-    if (!closed && rayPlaneIntersect(middle, unitVector(target - middle), screenTopLeft(),
-                                     screenTopRight(), screenBottomLeft(), point, coords)) {
+    if (rayPlaneIntersect(middle, unitVector(target - middle), screenTopLeft(), screenTopRight(),
+                          screenBottomLeft(), point, coords)) {
         auto hit = make<GazeIntersectionOutputDataV4>();  // both eyes
         hit->addIntersection(
             "screen", point, coords,
             {static_cast<int>(coords[0] * 1920), static_cast<int>(coords[1] * 1080)});
         auto world = make<WorldOutputDataV2>();
         world->addSubObject(hit);
-        frame->addSubObject(world);
+        frame.addSubObject(world);
     }
+}
 
+FramePtr TrackerSimulator::nextFrame() {
+    const double t = _frame / _rate_hz;
+    Jitter jitter(0.0f, 1.0f);  // draws from _noise_random only, in this order
+    FramePtr frame(new EngineOutputData);
+    frame->setFrameNum(_frame++);
+    const std::int64_t millis = addTiming(*frame, t, jitter);
+    Eyeballs eyeballs;
+    auto head = headRecord(t, eyeballs);
+
+    // The eyes: blinks, and fixations on the screen joined by saccades.
+    const float closure = eyelidClosure(t);
+    _closed_frames += closure >= 0.8f ? 1 : 0;
+    const std::vector<float> target = gazeTarget(t);
+    auto face = make<FaceSetOutputData>();
+    face->addSubObject(head);
+    face->addSubObject(eyeRecords(t, eyeballs, target, closure, jitter));
+    frame->addSubObject(face);
+    if (closure <= 0.5f) {  // eyes open
+        addScreenHit(*frame, eyeballs, target);
+    }
     addVehicleRecords(*frame, t, millis);
 
     auto state =

@@ -23,6 +23,7 @@
 // one at 60 Hz (the per-frame noise of the delay and of the eyelid closure differs).
 #pragma once
 
+#include <array>
 #include <cstdint>
 #include <random>
 #include <vector>
@@ -69,6 +70,21 @@ private:
     static std::vector<float> drifted(const Fixation& fixation, double t);
     // The eyelid closure at time t (0 open .. 1 closed), starting blinks as they fall due.
     float eyelidClosure(double t);
+    // The eyeball centres (right 0, left 1) in the engine frame, metres.
+    using Eyeballs = std::array<std::vector<float>, 2>;
+    // One generator of per-frame noise: a frame's draws come from it in a fixed order.
+    using Jitter = std::normal_distribution<float>;
+    // The timing record of time t; returns the frame's wall-clock time in milliseconds.
+    std::int64_t addTiming(vq::eod::EngineOutputData& frame, double t, Jitter& jitter);
+    // The head record at time t, and where it puts the eyeballs.
+    boost::shared_ptr<vq::eod::HeadOutputDataV2> headRecord(double t, Eyeballs& eyeballs);
+    // Pupils, eyelids and gaze at time t, looking at `target` with the eyelids so far closed.
+    boost::shared_ptr<vq::eod::EyeOutputData> eyeRecords(double t, const Eyeballs& eyeballs,
+                                                         const std::vector<float>& target,
+                                                         float closure, Jitter& jitter);
+    // Where the gaze of both eyes meets the screen, labelled with the screen's name.
+    static void addScreenHit(vq::eod::EngineOutputData& frame, const Eyeballs& eyeballs,
+                             const std::vector<float>& target);
     // Inertia in every frame, a GPS fix once a second.
     void addVehicleRecords(vq::eod::EngineOutputData& frame, double t, std::int64_t millis);
     // The gaze target on the screen at time t, starting fixations and saccades as they fall

@@ -3,6 +3,7 @@
 
 #include "vqlog/commands.h"
 #include "vqlog/kinds.h"
+#include "vqlog/terminal.h"
 
 namespace vqlog {
 
@@ -31,6 +32,7 @@ int split(const SplitOptions& options) {
             writer->close();
         }
     };
+    ProgressBar progress("split", ProgressBar::UNKNOWN);
     while (FramePtr frame = source.next()) {
         const auto timing = frame->timingOutputData();
         bool next_part = !writer;
@@ -53,9 +55,10 @@ int split(const SplitOptions& options) {
         }
         writer->write(*frame);
         ++in_part;
-        ++frames;
+        progress.update(++frames);
     }
     close();
+    progress.finish();
     std::cout << "vqlog split: " << frames << (frames == 1 ? " frame" : " frames") << " into "
               << parts << (parts == 1 ? " part" : " parts") << " in " << options.output
               << (per_kind ? " (per-kind directories)" : " (log files)") << '\n';

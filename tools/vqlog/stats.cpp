@@ -14,6 +14,7 @@
 #include "vqlog/kinds.h"
 #include "vqlog/recording.h"
 #include "vqlog/table.h"
+#include "vqlog/terminal.h"
 
 namespace vqlog {
 
@@ -57,6 +58,38 @@ struct Runs {
     double mean() const { return count == 0 ? 0 : seconds / static_cast<double>(count); }
 };
 
+// Blinks by one signal: a blink lasts from the first eyelid frame where the signal is on to the
+// next eyelid frame where it is off (to the last eyelid frame at the end).
+struct BlinkRuns {
+    bool on = false;
+    double start = 0;
+    Runs runs;
+
+    void add(bool signal, double time) {
+        if (signal && !on) {
+            start = time;
+        } else if (!signal && on) {
+            runs.seconds += time - start;
+            ++runs.count;
+        }
+        on = signal;
+    }
+    void finish(double last_time) {
+        if (on) {
+            runs.seconds += last_time - start;
+            ++runs.count;
+            on = false;
+        }
+    }
+};
+
+// A gaze direction per eye (right 0, left 1) in radians, where the frame has it.
+struct Gaze {
+    bool has[2] = {false, false};
+    double pitch[2] = {0, 0};
+    double yaw[2] = {0, 0};
+};
+
 struct Window {
     std::uint64_t frames = 0;
     std::uint64_t closed = 0;
@@ -71,20 +104,23 @@ struct Stats {
     double last_time = 0;
     std::vector<KindTrack> kinds;
     Distribution delays;
-    // Blinks, from the blinking column.
+    // Blinks, as runs of the blinking flag and as runs of closed eyelids; the flag's count is
+    // reported unless no frame sets it.
     std::uint64_t lid_frames = 0;
     double lid_first = 0;
     double lid_last = 0;
-    bool in_blink = false;
-    double blink_start = 0;
-    Runs blinks;
+    bool flag_seen = false;  // some frame's blinking flag is true
+    BlinkRuns by_flag;
+    BlinkRuns by_closure;
+    const Runs& blinks() const { return flag_seen ? by_flag.runs : by_closure.runs; }
+    // What the blinks were found by, for the report.
+    const char* blinkSource() const { return flag_seen ? "flag" : "closure"; }
     // PERCLOS windows by index from the first timed frame's time.
     std::map<std::int64_t, Window> windows;
     // Fixations and saccades between consecutive gaze frames.
     bool gaze_started = false;
     double gaze_time = 0;
-    double gaze_pitch = 0;
-    double gaze_yaw = 0;
+    Gaze gaze;
     int state = -1;  // of the last interval: 0 fixation, 1 saccade
     Runs movement[2];
     // Tracking.
@@ -146,20 +182,44 @@ public:
     }
 
     Stats& finish() {
-        if (_stats.in_blink) {  // a blink still running at the end ends with the recording
-            _stats.blinks.seconds += _stats.lid_last - _stats.blink_start;
-            ++_stats.blinks.count;
-        }
+        // A blink still running at the end ends with the recording.
+        _stats.by_flag.finish(_stats.lid_last);
+        _stats.by_closure.finish(_stats.lid_last);
         return _stats;
     }
 
 private:
     // The order of the named columns in the batch.
-    enum { FRAME, TIME, DELAY, RIGHT_LID, LEFT_LID, BLINKING, PITCH, YAW, HEAD, ENGINE };
-    static constexpr std::array<const char*, 10> NAMES = {
-        "frame_num",           "time_s",      "timing_approx_delay",  "eyelid_right_closure",
-        "eyelid_left_closure", "blinking",    "gaze_right_pitch_rad", "gaze_right_yaw_rad",
-        "head_tracking",       "engine_state"};
+    enum {
+        FRAME,
+        TIME,
+        DELAY,
+        RIGHT_LID,
+        LEFT_LID,
+        BLINKING,
+        RIGHT_PITCH,
+        RIGHT_YAW,
+        RIGHT_QUALITY,
+        LEFT_PITCH,
+        LEFT_YAW,
+        LEFT_QUALITY,
+        HEAD,
+        ENGINE
+    };
+    static constexpr std::array<const char*, 14> NAMES = {"frame_num",
+                                                          "time_s",
+                                                          "timing_approx_delay",
+                                                          "eyelid_right_closure",
+                                                          "eyelid_left_closure",
+                                                          "blinking",
+                                                          "gaze_right_pitch_rad",
+                                                          "gaze_right_yaw_rad",
+                                                          "gaze_right_quality",
+                                                          "gaze_left_pitch_rad",
+                                                          "gaze_left_yaw_rad",
+                                                          "gaze_left_quality",
+                                                          "head_tracking",
+                                                          "engine_state"};
 
     void addRow(const ColumnBatch& batch, std::size_t row) {
         Stats& s = _stats;
@@ -225,13 +285,6 @@ private:
         s.lid_first = s.lid_frames == 0 ? time : s.lid_first;
         s.lid_last = time;
         ++s.lid_frames;
-        if (blinking && !s.in_blink) {
-            s.blink_start = time;
-        } else if (!blinking && s.in_blink) {
-            s.blinks.seconds += time - s.blink_start;
-            ++s.blinks.count;
-        }
-        s.in_blink = blinking;
         float right = 0;
         float left = 0;
         const bool has_right = value(batch, RIGHT_LID, row, right);
@@ -239,6 +292,9 @@ private:
         const double closure = has_right && has_left ? (right + left) / 2.0
                                : has_right           ? right
                                                      : left;
+        s.flag_seen = s.flag_seen || blinking;
+        s.by_flag.add(blinking, time);
+        s.by_closure.add((has_right || has_left) && closure >= CLOSED, time);
         const double index = std::floor((time - s.first_time) / _options.window);
         if (!std::isfinite(index) || std::fabs(index) > 1e15) {
             return;
@@ -253,17 +309,39 @@ private:
         window.closed += closure >= CLOSED ? 1 : 0;
     }
 
+    // The speed between this gaze frame and the last is the mean of the eyes' angular speeds,
+    // of the eyes that both frames hold.
     void addGaze(const ColumnBatch& batch, std::size_t row, double time) {
         Stats& s = _stats;
-        float pitch = 0;
-        float yaw = 0;
-        if (!value(batch, PITCH, row, pitch) || !value(batch, YAW, row, yaw) ||
-            !std::isfinite(pitch) || !std::isfinite(yaw)) {
+        Gaze gaze;
+        const int columns[2][3] = {{RIGHT_PITCH, RIGHT_YAW, RIGHT_QUALITY},
+                                   {LEFT_PITCH, LEFT_YAW, LEFT_QUALITY}};
+        for (int eye = 0; eye < 2; ++eye) {
+            float pitch = 0;
+            float yaw = 0;
+            std::int32_t quality = 0;  // 0: the eye is not tracked
+            gaze.has[eye] = value(batch, columns[eye][0], row, pitch) &&
+                            value(batch, columns[eye][1], row, yaw) &&
+                            value(batch, columns[eye][2], row, quality) && quality > 0 &&
+                            std::isfinite(pitch) && std::isfinite(yaw);
+            gaze.pitch[eye] = pitch;
+            gaze.yaw[eye] = yaw;
+        }
+        if (!gaze.has[0] && !gaze.has[1]) {
             return;
         }
         const double dt = time - s.gaze_time;
-        if (s.gaze_started && dt > 0) {
-            const double speed = std::hypot(pitch - s.gaze_pitch, yaw - s.gaze_yaw) * DEGREES / dt;
+        double sum = 0;
+        int eyes = 0;
+        for (int eye = 0; eye < 2; ++eye) {
+            if (s.gaze_started && gaze.has[eye] && s.gaze.has[eye]) {
+                sum += std::hypot(gaze.pitch[eye] - s.gaze.pitch[eye],
+                                  gaze.yaw[eye] - s.gaze.yaw[eye]);
+                ++eyes;
+            }
+        }
+        if (eyes > 0 && dt > 0) {
+            const double speed = sum / eyes * DEGREES / dt;
             const int state = speed > _options.saccade_threshold ? 1 : 0;
             if (state != s.state) {
                 ++s.movement[state].count;
@@ -273,8 +351,7 @@ private:
         }
         s.gaze_started = true;
         s.gaze_time = time;
-        s.gaze_pitch = pitch;
-        s.gaze_yaw = yaw;
+        s.gaze = gaze;
     }
 
     const StatsOptions& _options;
@@ -320,16 +397,33 @@ std::string number(double value, int decimals) {
     return std::isfinite(value) ? fixed(value, decimals) : "null";
 }
 
-void writeText(const Stats& s, const StatsOptions& options) {
-    std::cout << "frames: " << s.frames;
-    if (s.frames > 0) {
-        std::cout << ", numbers " << s.first_frame << " to " << s.last_frame;
+void writeLidsText(const Stats& s, const StatsOptions& options) {
+    if (s.lid_frames == 0) {
+        std::cout << "blinks: no eyelid records\n";
+        return;
     }
-    if (s.timed) {
-        std::cout << ", time_s " << fixed(s.first_time, 3) << " to " << fixed(s.last_time, 3)
-                  << " (" << fixed(s.last_time - s.first_time, 3) << " s)";
+    const double minutes = (s.lid_last - s.lid_first) / 60;
+    const Runs& blinks = s.blinks();
+    std::cout << "blinks: " << blinks.count << ", mean " << fixed(blinks.mean() * 1000, 1)
+              << " ms, "
+              << (minutes > 0 ? fixed(static_cast<double>(blinks.count) / minutes, 1)
+                              : std::string("-"))
+              << " per minute"
+              << (s.flag_seen ? " (by the blinking flag)"
+                              : " (by eyelid closure: no frame sets the blinking flag)")
+              << '\n';
+    std::cout << "PERCLOS (eyelids at least 80 % closed) per " << fixed(options.window, 3)
+              << " s window:\n";
+    Table windows({"from s", "to s", "frames", "PERCLOS %"});
+    for (const auto& [index, window] : s.windows) {
+        const double from = s.first_time + static_cast<double>(index) * options.window;
+        windows.add({fixed(from, 3), fixed(from + options.window, 3), std::to_string(window.frames),
+                     percent(window.closed, window.frames)});
     }
-    std::cout << '\n';
+    windows.write(std::cout, 2);
+}
+
+void writeKindsText(const Stats& s) {
     Table kinds({"kind", "frames", "rate/s", "gaps in time", "missing s", "gaps in frames",
                  "missing frames"});
     for (const KindTrack& track : s.kinds) {
@@ -342,6 +436,19 @@ void writeText(const Stats& s, const StatsOptions& options) {
                    std::to_string(k.frame_gaps), std::to_string(k.missing_frames)});
     }
     kinds.write(std::cout);
+}
+
+void writeText(const Stats& s, const StatsOptions& options) {
+    std::cout << "frames: " << s.frames;
+    if (s.frames > 0) {
+        std::cout << ", numbers " << s.first_frame << " to " << s.last_frame;
+    }
+    if (s.timed) {
+        std::cout << ", time_s " << fixed(s.first_time, 3) << " to " << fixed(s.last_time, 3)
+                  << " (" << fixed(s.last_time - s.first_time, 3) << " s)";
+    }
+    std::cout << '\n';
+    writeKindsText(s);
     if (s.delays.count() > 0) {
         std::cout << "delay: p50 " << fixed(s.delays.quantile(0.5) * 1000, 1) << " ms, p99 "
                   << fixed(s.delays.quantile(0.99) * 1000, 1) << " ms, max "
@@ -349,25 +456,7 @@ void writeText(const Stats& s, const StatsOptions& options) {
     } else {
         std::cout << "delay: no timing records\n";
     }
-    if (s.lid_frames == 0) {
-        std::cout << "blinks: no eyelid records\n";
-    } else {
-        const double minutes = (s.lid_last - s.lid_first) / 60;
-        std::cout << "blinks: " << s.blinks.count << ", mean " << fixed(s.blinks.mean() * 1000, 1)
-                  << " ms, "
-                  << (minutes > 0 ? fixed(static_cast<double>(s.blinks.count) / minutes, 1)
-                                  : std::string("-"))
-                  << " per minute\n";
-        std::cout << "PERCLOS (eyelids at least 80 % closed) per " << fixed(options.window, 3)
-                  << " s window:\n";
-        Table windows({"from s", "to s", "frames", "PERCLOS %"});
-        for (const auto& [index, window] : s.windows) {
-            const double from = s.first_time + static_cast<double>(index) * options.window;
-            windows.add({fixed(from, 3), fixed(from + options.window, 3),
-                         std::to_string(window.frames), percent(window.closed, window.frames)});
-        }
-        windows.write(std::cout, 2);
-    }
+    writeLidsText(s, options);
     const double moving = s.movement[0].seconds + s.movement[1].seconds;
     if (moving <= 0) {
         std::cout << "fixations and saccades: no gaze records\n";
@@ -393,12 +482,7 @@ void writeText(const Stats& s, const StatsOptions& options) {
               << '\n';
 }
 
-void writeJson(const Stats& s, const StatsOptions& options) {
-    std::ostringstream out;
-    out << "{\"frames\":" << s.frames << ",\"first_frame\":" << s.first_frame
-        << ",\"last_frame\":" << s.last_frame
-        << ",\"duration_s\":" << (s.timed ? number(s.last_time - s.first_time, 6) : "null")
-        << ",\"kinds\":[";
+void writeKindsJson(std::ostream& out, const Stats& s) {
     bool first = true;
     for (const KindTrack& track : s.kinds) {
         if (track.frames == 0) {
@@ -410,7 +494,17 @@ void writeJson(const Stats& s, const StatsOptions& options) {
             << ",\"gaps_in_time\":" << k.time_gaps << ",\"missing_s\":" << number(k.missing_time, 6)
             << ",\"gaps_in_frames\":" << k.frame_gaps << ",\"missing_frames\":" << k.missing_frames
             << "}";
+        first = false;
     }
+}
+
+void writeJson(const Stats& s, const StatsOptions& options) {
+    std::ostringstream out;
+    out << "{\"frames\":" << s.frames << ",\"first_frame\":" << s.first_frame
+        << ",\"last_frame\":" << s.last_frame
+        << ",\"duration_s\":" << (s.timed ? number(s.last_time - s.first_time, 6) : "null")
+        << ",\"kinds\":[";
+    writeKindsJson(out, s);
     out << "],\"delay_ms\":";
     if (s.delays.count() > 0) {
         out << "{\"p50\":" << number(s.delays.quantile(0.5) * 1000, 3)
@@ -420,11 +514,12 @@ void writeJson(const Stats& s, const StatsOptions& options) {
         out << "null";
     }
     const double minutes = (s.lid_last - s.lid_first) / 60;
-    out << ",\"blinks\":{\"count\":" << s.blinks.count
-        << ",\"mean_ms\":" << number(s.blinks.mean() * 1000, 3) << ",\"per_minute\":"
-        << (minutes > 0 ? number(static_cast<double>(s.blinks.count) / minutes, 3) : "null")
-        << "},\"perclos\":[";
-    first = true;
+    const Runs& blinks = s.blinks();
+    out << ",\"blinks\":{\"count\":" << blinks.count
+        << ",\"mean_ms\":" << number(blinks.mean() * 1000, 3) << ",\"per_minute\":"
+        << (minutes > 0 ? number(static_cast<double>(blinks.count) / minutes, 3) : "null")
+        << ",\"by\":\"" << s.blinkSource() << "\"},\"perclos\":[";
+    bool first = true;
     for (const auto& [index, window] : s.windows) {
         const double from = s.first_time + static_cast<double>(index) * options.window;
         out << (first ? "" : ",") << "{\"from_s\":" << number(from, 6)
@@ -460,28 +555,20 @@ int stats(const StatsOptions& options) {
         throw UsageError("--saccade-threshold must be a positive number of degrees per second");
     }
     ColumnReaderOptions read = columnOptions(options.path, selection, 4096);
-    // The kinds come from a first pass of views; of a damaged recording, every kind with a
-    // column is watched (those without frames are left out of the report), and the read below
-    // fails as the scan did, after the frames before the damage.
-    std::vector<char> kinds;
+    // The kinds and frames from a first pass of views; of a damaged recording, those before the
+    // damage, and the read below fails as the scan did, after those frames.
+    vq::eod::io::RecordingSummary summary;
     try {
-        kinds = vq::eod::io::scanRecording(options.path, read).kinds;
+        summary = vq::eod::io::scanRecording(options.path, read);
     } catch (const vq::eod::EODError&) {
-        const auto& all = vq::eod::columns(vq::eod::Table::FRAME);
-        for (std::size_t i = 0; i < all.size(); ++i) {
-            for (char id : vq::eod::columnKinds(vq::eod::Table::FRAME, i)) {
-                if (std::find(kinds.begin(), kinds.end(), id) == kinds.end()) {
-                    kinds.push_back(id);
-                }
-            }
-        }
-        std::sort(kinds.begin(), kinds.end(), vq::eod::object_id::Less());
+        summary = framesBeforeDamage(options.path, selection);
     }
-    Collector collector(options, kinds);
+    Collector collector(options, summary.kinds);
     read.columns = collector.columns();
     ColumnReader reader(options.path, read);
     ColumnBatch batch;
     std::string failure;
+    ProgressBar progress("stats", summary.frames);
     for (;;) {
         try {
             if (!reader.next(batch)) {
@@ -491,10 +578,12 @@ int stats(const StatsOptions& options) {
             failure = error.what();
         }
         collector.add(batch);
+        progress.update(reader.framesTaken());
         if (!failure.empty()) {
             break;
         }
     }
+    progress.finish();
     const Stats& result = collector.finish();
     if (options.format == "json") {
         writeJson(result, options);
@@ -523,13 +612,16 @@ Command addStats(CLI::App& app) {
         "missing s: their excess over the median) and in frame numbers (likewise; missing "
         "frames: the frames the median spacing puts in them)\n"
         "  delay: timing_approx_delay's p50, p99 (nearest rank, within 1 %) and max, in ms\n"
-        "  blinks: runs of frames whose blinking column is true; a blink lasts from its first "
-        "frame's time_s to that of the next eyelid frame not blinking (to the last eyelid frame "
-        "at the end); rate per minute of the time the eyelid records span\n"
+        "  blinks: runs of eyelid frames whose blinking flag is true, or, in a recording where no "
+        "frame sets that flag, whose closure (the mean of both eyes', or the one given) is at "
+        "least 0.8 (the report says which); a blink lasts from its first frame's time_s to that "
+        "of the next eyelid frame not blinking (to the last eyelid frame at the end); rate per "
+        "minute of the time the eyelid records span\n"
         "  PERCLOS: per window of --window seconds from the first frame's time_s, the share of "
         "eyelid frames whose closure (the mean of both eyes', or the one given) is at least 0.8\n"
-        "  fixations and saccades: between consecutive frames holding the right eye's gaze, the "
-        "speed hypot(d pitch, d yaw) / d time_s in degrees per second; above "
+        "  fixations and saccades: between consecutive frames holding a gaze, the speed "
+        "hypot(d pitch, d yaw) / d time_s in degrees per second, the mean of both eyes' (of the "
+        "eyes both frames track, gaze quality above 0; none in common: no interval); above "
         "--saccade-threshold the interval is saccadic, else fixating; a fixation or saccade is a "
         "run of such intervals; share: of the time of all intervals\n"
         "  tracking: the share of frames with a head record whose head_tracking is true, and of "

@@ -4,6 +4,7 @@
 #include <unistd.h>
 
 #include <cstdio>
+#include <utility>
 
 namespace vqlog {
 
@@ -25,8 +26,14 @@ bool stderrIsTerminal() {
     return ::isatty(STDERR_FILENO) == 1;
 }
 
-ProgressBar::ProgressBar(std::string what, std::uint64_t total, std::uint64_t min_total)
-    : _what(std::move(what)), _total(total), _shown(stderrIsTerminal() && total >= min_total) {}
+ProgressBar::ProgressBar(std::string what, std::uint64_t total, std::uint64_t min_total,
+                         std::string unit)
+    : _what(std::move(what)),
+      _unit(std::move(unit)),
+      _total(total),
+      _shown(stderrIsTerminal() && total >= min_total),
+      // The first line is drawn a second from now: quick work shows none.
+      _last(std::chrono::steady_clock::now() + std::chrono::milliseconds(900)) {}
 
 ProgressBar::~ProgressBar() {
     finish();
@@ -34,10 +41,17 @@ ProgressBar::~ProgressBar() {
 
 void ProgressBar::update(std::uint64_t done) {
     const auto now = std::chrono::steady_clock::now();
-    if (!_shown || (now - _last < std::chrono::milliseconds(100) && done < _total)) {
+    if (!_shown || now - _last < std::chrono::milliseconds(100)) {
         return;
     }
     _last = now;
+    _drawn = true;
+    if (_total == UNKNOWN) {
+        std::fprintf(stderr, "\r%s: %llu %s", _what.c_str(), static_cast<unsigned long long>(done),
+                     _unit.c_str());
+        std::fflush(stderr);
+        return;
+    }
     constexpr int WIDTH = 40;
     const int filled = _total == 0 ? WIDTH : static_cast<int>(done * WIDTH / _total);
     std::fprintf(stderr, "\r%s [%.*s%*s] %3d%% %llu/%llu", _what.c_str(), filled,
@@ -48,11 +62,11 @@ void ProgressBar::update(std::uint64_t done) {
 }
 
 void ProgressBar::finish() {
-    if (_shown) {
+    if (_drawn) {
         std::fprintf(stderr, "\r\033[K");
         std::fflush(stderr);
-        _shown = false;
     }
+    _drawn = false;
 }
 
 void catchStopSignals() {

@@ -102,5 +102,39 @@ TEST(VqlogCli, OutputThatCannotBeWrittenExitsOne) {
     }
 }
 
+// --start and --end (seconds of time_s) choose in every command that reads frames what the
+// frame numbers of those times choose; nothing without a timing record passes.
+TEST(VqlogCli, TimeRangesChooseTheFramesOfTheirTimes) {
+    TempDir dir;
+    Frames frames = timedFrames(6);
+    frames.push_back(boost::shared_ptr<vq::eod::EngineOutputData>(new vq::eod::EngineOutputData));
+    frames.back()->setFrameNum(6);  // no timing record
+    frames.back()->addSubObject(
+        boost::shared_ptr<vq::eod::EngineStateOutputData>(new vq::eod::EngineStateOutputData(1)));
+    writeRecording(dir / "rec.vql", frames, false);
+    const std::vector<std::vector<std::string>> commands{
+        {"print"}, {"print", "--raw"}, {"export"}, {"stats", "--format", "json"}};
+    for (const auto& command : commands) {
+        std::vector<std::string> by_time{command[0], dir / "rec.vql"};
+        by_time.insert(by_time.end(), command.begin() + 1, command.end());
+        std::vector<std::string> by_number = by_time;
+        by_time.insert(by_time.end(), {"--start", "0.03", "--end", "0.07"});
+        by_number.insert(by_number.end(), {"--from", "2", "--to", "3"});
+        const ProcessResult timed = vqlog(by_time);
+        EXPECT_EQ(timed.exit_code, 0) << command[0] << timed.err;
+        EXPECT_EQ(timed.out, vqlog(by_number).out) << command[0];
+    }
+    EXPECT_EQ(vqlog({"convert", dir / "rec.vql", dir / "t.vql", "--single-file", "--start", "0.03",
+                     "--end", "0.07"})
+                  .exit_code,
+              0);
+    EXPECT_EQ(readFile(dir / "t.vql"), bytesOf({frames[2], frames[3]}));
+    ProcessResult reversed = vqlog({"stats", dir / "rec.vql", "--start", "1", "--end", "0"});
+    EXPECT_EQ(reversed.exit_code, 2);
+    EXPECT_EQ(reversed.err,
+              "vqlog stats: --start 1.000 is beyond --end 0.000\nRun with --help for more "
+              "information.\n");
+}
+
 }  // namespace
 }  // namespace vqtest

@@ -218,5 +218,24 @@ TEST(VqlogServe, DatagramsCarryOneSerialisedFrameEach) {
     }
 }
 
+// record --udp takes what serve --udp sends, byte for byte.
+TEST(VqlogServe, RecordTakesTheFramesOfDatagrams) {
+    TempDir dir;
+    writeRecording(dir / "in.vql", timedFrames(10), false);
+    ChildProcess record(
+        {VQLOG_PATH, "record", "--udp", "0", dir / "out.vql", "--single-file", "--count", "10"});
+    const std::string line = record.readLine(SERVE_PATIENCE_MILLIS);
+    const std::string head = "vqlog record: listening for datagrams on port ";
+    ASSERT_EQ(line.substr(0, head.size()), head);
+    const std::string address = "127.0.0.1:" + line.substr(head.size());
+    ProcessResult served = vqlog({"serve", dir / "in.vql", "--udp", address, "--rate", "200"});
+    EXPECT_EQ(served.exit_code, 0) << served.err;
+    ProcessResult recorded = record.wait(SERVE_PATIENCE_MILLIS);
+    EXPECT_EQ(recorded.exit_code, 0) << recorded.err;
+    EXPECT_EQ(recorded.out,
+              "vqlog record: 10 frames (0..9) into 1 file in " + (dir / "out.vql") + "\n");
+    EXPECT_EQ(readFile(dir / "out.vql"), readFile(dir / "in.vql"));
+}
+
 }  // namespace
 }  // namespace vqtest

@@ -8,9 +8,10 @@ namespace {
 
 using namespace vq::eod;
 
-// 50 Hz frames 0..99 without 90 and 91: blinks (eyelids 0.9 closed) in 10..14 and 60..69, the
-// right gaze's yaw moving 0.02 rad a frame (57 deg/s) into 30..32 and 80..81, still elsewhere.
-Frames knownFrames() {
+// 50 Hz frames 0..99 without 90 and 91: blinks (eyelids 0.9 closed, flagged when `flag`) in
+// 10..14 and 60..69, the gaze's yaw of `eye` moving 0.02 rad a frame (57 deg/s) into 30..32 and
+// 80..81, still elsewhere; the other eye is not tracked.
+Frames knownFrames(bool flag = true, EyeId eye = RIGHT_EYE) {
     Frames frames;
     for (unsigned int n = 0; n < 100; ++n) {
         if (n == 90 || n == 91) {
@@ -21,11 +22,12 @@ Frames knownFrames() {
         boost::shared_ptr<EyeClosureOutputData> lids(new EyeClosureOutputData);
         lids->setEyeClosure(RIGHT_EYE, blink ? 0.9f : 0.1f);
         lids->setEyeClosure(LEFT_EYE, blink ? 0.9f : 0.1f);
-        lids->setBlinking(blink);
+        lids->setBlinking(flag && blink);
         boost::shared_ptr<GazeOutputData> gaze(new GazeOutputData);
         const int moved =
             std::clamp(static_cast<int>(n) - 29, 0, 3) + std::clamp(static_cast<int>(n) - 79, 0, 2);
-        gaze->setGazeRotationPitchYaw(RIGHT_EYE, {0.1f, 0.02f * static_cast<float>(moved)});
+        gaze->setGazeRotationPitchYaw(eye, {0.1f, 0.02f * static_cast<float>(moved)});
+        gaze->setGazeQualityLevel(eye, IR_GAZE);
         boost::shared_ptr<EyeOutputData> eye(new EyeOutputData);
         eye->addSubObject(lids);
         eye->addSubObject(gaze);
@@ -55,7 +57,7 @@ TEST(VqlogStats, KnownBlinksSaccadesAndGaps) {
               "HeadTrackerStateOutputData (0x29)      49    25.0             1      0.040          "
               "     1               1\n"
               "delay: p50 15.0 ms, p99 15.0 ms, max 15.0 ms\n"
-              "blinks: 2, mean 150.0 ms, 60.6 per minute\n"
+              "blinks: 2, mean 150.0 ms, 60.6 per minute (by the blinking flag)\n"
               "PERCLOS (eyelids at least 80 % closed) per 1.000 s window:\n"
               "  from s   to s  frames  PERCLOS %\n"
               "  0.000   1.000      50       10.0\n"
@@ -68,14 +70,27 @@ TEST(VqlogStats, KnownBlinksSaccadesAndGaps) {
     ProcessResult json = vqlog({"stats", dir / "known.vql", "--format", "json",
                                 "--saccade-threshold", "60", "--kinds", "Timing,Eye"});
     EXPECT_EQ(json.exit_code, 0) << json.err;
+    EXPECT_TRUE(contains(json, "\"missing_frames\":2},{\"kind\":\"EyeClosureOutputData (0x0C)\""))
+        << json.out;
     EXPECT_TRUE(contains(json,
-                         "\"blinks\":{\"count\":2,\"mean_ms\":150.000,\"per_minute\":60.606},"
+                         "\"blinks\":{\"count\":2,\"mean_ms\":150.000,\"per_minute\":60.606,"
+                         "\"by\":\"flag\"},"
                          "\"perclos\":[{\"from_s\":0.000000,\"frames\":98,\"perclos\":"
                          "0.153061}],\"fixations\":{\"count\":1,\"mean_ms\":1980.000,"
                          "\"share\":1.000000},\"saccades\":{\"count\":0,\"mean_ms\":0.000,"
                          "\"share\":0.000000},\"head_tracking_share\":null,"
                          "\"engine_running_share\":null}\n"))
         << json.out;
+
+    // Without the blinking flag, blinks are runs of closed eyelids; the left eye's gaze serves
+    // as the right one's did.
+    writeRecording(dir / "unflagged.vql", knownFrames(false, LEFT_EYE), false);
+    ProcessResult unflagged = vqlog({"stats", dir / "unflagged.vql", "--window", "1"});
+    std::string expected = text.out;
+    const std::string flag = "(by the blinking flag)";
+    expected.replace(expected.find(flag), flag.size(),
+                     "(by eyelid closure: no frame sets the blinking flag)");
+    EXPECT_EQ(unflagged.out, expected);
 
     // Damage after frame 39: the figures of frames 0..39, then exit 1 naming the file.
     const Frames frames = knownFrames();
@@ -106,8 +121,8 @@ TEST(VqlogStats, DemoRecording) {
          {"frames: 1200, numbers 0 to 1199, time_s 0.000 to 19.983 (19.983 s)\n",
           "\nTiming (0x0A)                          1200    60.0             0      0.000",
           "\nGPSV2 (0x23)                             20     1.0             0      0.000",
-          "\nblinks: 5, mean 213.3 ms, 15.0 per minute\n", "\nfixations: 49, mean 343.9 ms",
-          "\nsaccades: 48, mean 65.3 ms, 15.7 % of the time\n",
+          "\nblinks: 5, mean 213.3 ms, 15.0 per minute (by the blinking flag)\n",
+          "\nfixations: 49, mean 343.5 ms", "\nsaccades: 48, mean 65.6 ms, 15.8 % of the time\n",
           "\ntracking: head 100.0 % of 1200 frames with a head record"}) {
         EXPECT_TRUE(contains(stats, line)) << line << stats.out;
     }

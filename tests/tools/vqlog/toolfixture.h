@@ -63,6 +63,15 @@ inline void writeRecording(const std::string& path, const Frames& frames, bool p
     writer.closeFiles();
 }
 
+// The frames serialised back to back, as a single-file recording holds them.
+inline vq::eod::ByteBuffer bytesOf(const Frames& frames) {
+    vq::eod::ByteBuffer bytes;
+    for (const auto& frame : frames) {
+        frame->serialize(bytes);
+    }
+    return bytes;
+}
+
 // Frames 0..count-1 of timedFrame, with the engine state in the even ones.
 inline Frames timedFrames(unsigned int count) {
     Frames frames;
