@@ -9,7 +9,6 @@
 #include <fstream>
 #include <iostream>
 #include <limits>
-#include <set>
 
 #define FMT_HEADER_ONLY  // only Dragonbox's shortest digits are used, in this file alone
 #include <fmt/format.h>
@@ -488,27 +487,6 @@ std::vector<char> uncovered(const std::vector<char>& kinds) {
     return left;
 }
 
-// What a first pass learns from a damaged recording: the kinds and number of the frames before
-// the damage, read through the record objects.
-vq::eod::io::RecordingSummary summaryBeforeDamage(const std::string& path,
-                                                  const Selection& selection) {
-    vq::eod::io::RecordingSummary summary;
-    std::set<char> kinds;
-    try {
-        FrameSource source(path, selection);
-        while (FramePtr frame = source.next()) {
-            const std::set<char> more = recordKinds(*frame);
-            kinds.insert(more.begin(), more.end());
-            ++summary.frames;
-        }
-    } catch (const std::exception&) {
-        // the damage: the frames before it are those the export writes
-    }
-    summary.kinds.assign(kinds.begin(), kinds.end());
-    std::sort(summary.kinds.begin(), summary.kinds.end());
-    return summary;
-}
-
 // Where a recording's first damage lies, by the scanner: "<file> is damaged from byte N (what)";
 // empty when the scanner finds none (or the file is compressed, which it does not scan).
 std::string damageOf(const std::string& path) {
@@ -551,7 +529,7 @@ int exportFrames(const ExportOptions& options) {
     try {
         summary = vq::eod::io::scanRecording(options.path, read);
     } catch (const vq::eod::EODError&) {
-        summary = summaryBeforeDamage(options.path, selection);
+        summary = framesBeforeDamage(options.path, selection);
     }
     if (!options.columns.empty()) {
         read.columns = parseColumns(options.columns, table);

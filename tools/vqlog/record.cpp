@@ -349,7 +349,7 @@ void recordUdp(const RecordOptions& options, DatagramFrames& input, RecordOutput
 // The closing line on standard output, or on standard error when the recording goes there.
 void writeSummary(const RecordOptions& options, const RecordOutput& writer, const Kept& kept,
                   std::uint64_t reconnects, std::uint64_t damaged_datagrams, bool stopped) {
-    std::ostream& out = isStandardOutput(options.output) ? std::cerr : out;
+    std::ostream& out = isStandardOutput(options.output) ? std::cerr : std::cout;
     out << "vqlog record: " << plural(kept.frames, "frame", "frames");
     if (kept.frames > 0) {
         out << " (" << kept.first << ".." << kept.last << ")";
