@@ -14,20 +14,6 @@ namespace {
 
 using vq::eod::ByteBuffer;
 
-ByteBuffer frameBytes(unsigned int n) {
-    ByteBuffer bytes;
-    timedFrame(n, false)->serialize(bytes);  // 36 bytes
-    return bytes;
-}
-
-ByteBuffer join(std::initializer_list<ByteBuffer> parts) {
-    ByteBuffer all;
-    for (const ByteBuffer& part : parts) {
-        all.insert(all.end(), part.begin(), part.end());
-    }
-    return all;
-}
-
 TEST(VqlogCheck, FindsDamageAndRecoverKeepsEveryIntactFrame) {
     TempDir dir;
     const ByteBuffer garbage(10, 0xAB);  // an unknown kind announcing 43947 bytes

@@ -9,20 +9,6 @@ namespace {
 using vq::eod::ByteBuffer;
 using Item = vqlog::RecordScanner::Item;
 
-ByteBuffer frameBytes(unsigned int n) {
-    ByteBuffer bytes;
-    timedFrame(n, false)->serialize(bytes);  // 36 bytes
-    return bytes;
-}
-
-ByteBuffer join(std::initializer_list<ByteBuffer> parts) {
-    ByteBuffer all;
-    for (const ByteBuffer& part : parts) {
-        all.insert(all.end(), part.begin(), part.end());
-    }
-    return all;
-}
-
 // "frame 7 at 7..43" or "damage at 0..7: <what>".
 std::string describe(const Item& item) {
     const std::string range = std::to_string(item.begin) + ".." + std::to_string(item.end);

@@ -4,6 +4,7 @@
 #include <gtest/gtest.h>
 
 #include <filesystem>
+#include <initializer_list>
 #include <string>
 #include <vector>
 
@@ -43,6 +44,21 @@ inline boost::shared_ptr<vq::eod::EngineOutputData> timedFrame(unsigned int n, b
         frame->addSubObject(engine);
     }
     return frame;
+}
+
+// The bytes of timedFrame(n, false): 36 of them.
+inline vq::eod::ByteBuffer frameBytes(unsigned int n) {
+    vq::eod::ByteBuffer bytes;
+    timedFrame(n, false)->serialize(bytes);
+    return bytes;
+}
+
+inline vq::eod::ByteBuffer join(std::initializer_list<vq::eod::ByteBuffer> parts) {
+    vq::eod::ByteBuffer all;
+    for (const vq::eod::ByteBuffer& part : parts) {
+        all.insert(all.end(), part.begin(), part.end());
+    }
+    return all;
 }
 
 // Writes the frames with the library's writer: per kind (Timing and EngineState files) into the
