@@ -512,6 +512,44 @@ std::string damageOf(const std::string& path) {
     return "";
 }
 
+// What an export reads: the reader's options for the selection, the table and its columns, and
+// what a first pass learnt of the recording (the kinds, and so the columns, and the number of
+// frames; for a damaged recording, of its frames before the damage). Says on standard error which
+// kinds have no columns.
+struct ExportPlan {
+    ColumnReaderOptions read;
+    vq::eod::io::RecordingSummary summary;
+};
+
+ExportPlan planExport(const ExportOptions& options, const Selection& selection, Table table) {
+    ExportPlan plan;
+    // The batch and its text: a few MB whatever the recording's length.
+    plan.read = columnOptions(options.path, selection, 4096);
+    plan.read.table = table;
+    try {
+        plan.summary = vq::eod::io::scanRecording(options.path, plan.read);
+    } catch (const vq::eod::EODError&) {
+        plan.summary = framesBeforeDamage(options.path, selection);
+    }
+    if (!options.columns.empty()) {
+        plan.read.columns = parseColumns(options.columns, table);
+    }
+    if (table == Table::FRAME) {
+        for (char id : uncovered(plan.summary.kinds)) {
+            std::cerr << "vqlog export: no columns for " << kindName(id)
+                      << ": its records are left out\n";
+        }
+        if (plan.summary.more_faces > 0) {
+            std::cerr << "vqlog export: " << plan.summary.more_faces
+                      << " frames hold more than one face: the columns show the first\n";
+        }
+        if (options.columns.empty()) {
+            plan.read.columns = frameColumns(plan.summary.kinds);
+        }
+    }
+    return plan;
+}
+
 int exportFrames(const ExportOptions& options) {
     const Selection selection = options.select.selection();
     Table table = Table::FRAME;
@@ -519,34 +557,7 @@ int exportFrames(const ExportOptions& options) {
         throw UsageError("--table " + options.table +
                          ": expected frame, gaze_intersections or head_intersections");
     }
-    // The batch and its text: a few MB whatever the recording's length.
-    ColumnReaderOptions read = columnOptions(options.path, selection, 4096);
-    read.table = table;
-    // A first pass learns the kinds, and so the columns, and the number of frames.
-    // A damaged recording: its frames before the damage (the rows the reader gives before its
-    // error).
-    vq::eod::io::RecordingSummary summary;
-    try {
-        summary = vq::eod::io::scanRecording(options.path, read);
-    } catch (const vq::eod::EODError&) {
-        summary = framesBeforeDamage(options.path, selection);
-    }
-    if (!options.columns.empty()) {
-        read.columns = parseColumns(options.columns, table);
-    }
-    if (table == Table::FRAME) {
-        for (char id : uncovered(summary.kinds)) {
-            std::cerr << "vqlog export: no columns for " << kindName(id)
-                      << ": its records are left out\n";
-        }
-        if (summary.more_faces > 0) {
-            std::cerr << "vqlog export: " << summary.more_faces
-                      << " frames hold more than one face: the columns show the first\n";
-        }
-        if (options.columns.empty()) {
-            read.columns = frameColumns(summary.kinds);
-        }
-    }
+    const ExportPlan plan = planExport(options, selection, table);
 
     std::ofstream file;
     if (!options.output.empty()) {
@@ -558,7 +569,7 @@ int exportFrames(const ExportOptions& options) {
     }
     std::ostream& out = options.output.empty() ? std::cout : file;
     const bool csv = options.format == "csv";
-    ColumnReader reader(options.path, read);
+    ColumnReader reader(options.path, plan.read);
     std::vector<std::string> names;
     for (std::size_t index : reader.selectedColumns()) {
         names.emplace_back(vq::eod::columns(table)[index].name);
@@ -572,7 +583,7 @@ int exportFrames(const ExportOptions& options) {
         text += '\n';
     }
     RowWriter writer(names, csv);
-    ProgressBar progress("export", summary.frames);
+    ProgressBar progress("export", plan.summary.frames);
     ColumnBatch batch;
     std::uint64_t rows = 0;
     std::string failure;  // the error that ended the read
