@@ -63,17 +63,44 @@ const bool load_time_registration = (registry(), true);
 
 constexpr std::size_t STREAM_CHUNK_BYTES = 65536;
 
+// Whether the stream's buffer may be read directly, bypassing the stream's sentry: a good
+// stream that raises on no state and flushes no tied stream, whose unformatted reads would only
+// move bytes and set the state bits that readBytes() and isEndOfFile() set themselves.
+bool isDirect(const std::istream& stream) {
+    return stream.rdstate() == std::ios::goodbit && stream.exceptions() == std::ios::goodbit &&
+           stream.tie() == nullptr && stream.rdbuf() != nullptr;
+}
+
+// stream.read(bytes, count), true when all of them came; on a good stream straight from its
+// buffer, with the state the stream's read leaves (end of file and failure when short, bad when
+// the buffer raised).
+bool readBytes(std::istream& stream, char* bytes, std::streamsize count) {
+    if (!isDirect(stream)) {
+        return static_cast<bool>(stream.read(bytes, count));
+    }
+    try {
+        if (stream.rdbuf()->sgetn(bytes, count) == count) {
+            return true;
+        }
+        stream.setstate(std::ios::eofbit | std::ios::failbit);
+    } catch (...) {
+        stream.setstate(std::ios::badbit);
+    }
+    return false;
+}
+
 // Reads the 2-byte size, or the cookie and the 4-byte size, big-endian, of the record whose ID
 // has been read.
 bool readStreamSize(std::istream& stream, char object_id, unsigned int& size) {
     unsigned char bytes[RecordHeader::LONG_HEADER_BYTES] = {static_cast<unsigned char>(object_id)};
-    if (!stream.read(reinterpret_cast<char*>(bytes) + 1, 2)) {
+    if (!readBytes(stream, reinterpret_cast<char*>(bytes) + 1, 2)) {
         return false;
     }
     RecordHeader header;
     if (parseRecordHeader(bytes, RecordHeader::SHORT_HEADER_BYTES, header) ==
         RecordExtent::HEADER_INCOMPLETE) {
-        if (!stream.read(reinterpret_cast<char*>(bytes) + RecordHeader::SHORT_HEADER_BYTES, 4)) {
+        if (!readBytes(stream, reinterpret_cast<char*>(bytes) + RecordHeader::SHORT_HEADER_BYTES,
+                       4)) {
             return false;
         }
         parseRecordHeader(bytes, RecordHeader::LONG_HEADER_BYTES, header);
@@ -90,9 +117,8 @@ bool readStreamData(std::istream& stream, unsigned int size, ByteBuffer& buffer)
         const std::size_t chunk = std::min(remaining, STREAM_CHUNK_BYTES);
         const std::size_t old_size = buffer.size();
         buffer.resize(old_size + chunk);
-        stream.read(reinterpret_cast<char*>(buffer.data() + old_size),
-                    static_cast<std::streamsize>(chunk));
-        if (static_cast<std::size_t>(stream.gcount()) != chunk) {
+        if (!readBytes(stream, reinterpret_cast<char*>(buffer.data() + old_size),
+                       static_cast<std::streamsize>(chunk))) {
             return false;
         }
         remaining -= chunk;
@@ -106,8 +132,20 @@ bool skipStreamData(std::istream& stream, unsigned int size) {
     return !(stream.fail() && !stream.eof());
 }
 
+// stream.peek() == EOF, straight from the buffer of a good stream (see readBytes()).
 bool isEndOfFile(std::istream& stream) {
-    return stream.peek() == std::istream::traits_type::eof();
+    if (!isDirect(stream)) {
+        return stream.peek() == std::istream::traits_type::eof();
+    }
+    try {
+        if (stream.rdbuf()->sgetc() != std::istream::traits_type::eof()) {
+            return false;
+        }
+        stream.setstate(std::ios::eofbit);
+    } catch (...) {
+        stream.setstate(std::ios::badbit);
+    }
+    return true;
 }
 
 }  // namespace
@@ -259,7 +297,7 @@ boost::shared_ptr<Serializable> SerializableFactory::newObject(std::istream& str
             "Serializable object");
     }
     char object_id = 0;
-    if (!stream.read(&object_id, 1)) {
+    if (!readBytes(stream, &object_id, 1)) {
         throw SerializableError(
             "SerializableFactory::newObject - An error occurred when trying to read object ID "
             "from stream");
@@ -314,7 +352,7 @@ boost::shared_ptr<Serializable> detail::newObjectWithStatus(std::istream& stream
                                                             ByteBuffer& buffer) {
     char object_id = 0;
     unsigned int data_size = 0;
-    if (isEndOfFile(stream) || !stream.read(&object_id, 1) ||
+    if (isEndOfFile(stream) || !readBytes(stream, &object_id, 1) ||
         !readStreamSize(stream, object_id, data_size)) {
         status |= status::INSUFFICIENT_DATA;
         return boost::shared_ptr<Serializable>();

@@ -60,8 +60,18 @@ bool FileReader::atEnd() const {
         return true;
     }
     // An earlier end of file is forgotten: the writer may have appended since.
+    // The stream's peek() without its sentry: the stream is good now, raises on no state and has
+    // no tied stream, so only the state bits below can differ.
     _stream.clear();
-    return _stream.peek() == std::ifstream::traits_type::eof();
+    try {
+        if (_stream.rdbuf()->sgetc() != std::ifstream::traits_type::eof()) {
+            return false;
+        }
+        _stream.setstate(std::ios::eofbit);
+    } catch (...) {
+        _stream.setstate(std::ios::badbit);
+    }
+    return true;
 }
 
 unsigned long long FileReader::position() const {
