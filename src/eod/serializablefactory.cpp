@@ -379,7 +379,14 @@ boost::shared_ptr<Serializable> detail::newObjectWithStatus(std::istream& stream
     // Reads that failed for want of bytes are reported; other damage of the object passes on to
     // the caller, as it does from a file reader.
     try {
-        object->unSerializeWithStatus(buffer, read_pos, status);
+        // The buffer holds the whole record as announced, so its header parses; the library's
+        // own frame records are then read without their hooks, as from a buffer.
+        RecordHeader header;
+        if (detail::readRecordHeader(buffer, 0, header)) {
+            detail::RecordReader::read(*object, buffer, read_pos, header, status);
+        } else {
+            object->unSerializeWithStatus(buffer, read_pos, status);
+        }
     } catch (const SerializableError&) {
         if (!refill.exhausted()) {
             throw;
