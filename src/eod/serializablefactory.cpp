@@ -89,13 +89,9 @@ bool readBytes(std::istream& stream, char* bytes, std::streamsize count) {
     return false;
 }
 
-// Reads the 2-byte size, or the cookie and the 4-byte size, big-endian, of the record whose ID
-// has been read.
-bool readStreamSize(std::istream& stream, char object_id, unsigned int& size) {
-    unsigned char bytes[RecordHeader::LONG_HEADER_BYTES] = {static_cast<unsigned char>(object_id)};
-    if (!readBytes(stream, reinterpret_cast<char*>(bytes) + 1, 2)) {
-        return false;
-    }
+// Completes a record header whose first three bytes (the ID and the 2-byte size, or the
+// cookie) are in `bytes`: reads the 4-byte size after a cookie, big-endian.
+bool finishStreamHeader(std::istream& stream, unsigned char* bytes, unsigned int& size) {
     RecordHeader header;
     if (parseRecordHeader(bytes, RecordHeader::SHORT_HEADER_BYTES, header) ==
         RecordExtent::HEADER_INCOMPLETE) {
@@ -107,6 +103,25 @@ bool readStreamSize(std::istream& stream, char object_id, unsigned int& size) {
     }
     size = header.data_size;
     return true;
+}
+
+// Reads the 2-byte size, or the cookie and the 4-byte size, big-endian, of the record whose ID
+// has been read.
+bool readStreamSize(std::istream& stream, char object_id, unsigned int& size) {
+    unsigned char bytes[RecordHeader::LONG_HEADER_BYTES] = {static_cast<unsigned char>(object_id)};
+    return readBytes(stream, reinterpret_cast<char*>(bytes) + 1, 2) &&
+           finishStreamHeader(stream, bytes, size);
+}
+
+// Reads the ID and the size of the next record with one read of its first three bytes; a header
+// cut short leaves the stream as reading the ID and then the size (readStreamSize) does.
+bool readStreamHeader(std::istream& stream, char& object_id, unsigned int& size) {
+    unsigned char bytes[RecordHeader::LONG_HEADER_BYTES] = {};
+    if (!readBytes(stream, reinterpret_cast<char*>(bytes), RecordHeader::SHORT_HEADER_BYTES)) {
+        return false;
+    }
+    object_id = static_cast<char>(bytes[0]);
+    return finishStreamHeader(stream, bytes, size);
 }
 
 // Appends `size` bytes of the stream to the buffer, at most one chunk at a time, so that the
@@ -352,8 +367,7 @@ boost::shared_ptr<Serializable> detail::newObjectWithStatus(std::istream& stream
                                                             ByteBuffer& buffer) {
     char object_id = 0;
     unsigned int data_size = 0;
-    if (isEndOfFile(stream) || !readBytes(stream, &object_id, 1) ||
-        !readStreamSize(stream, object_id, data_size)) {
+    if (isEndOfFile(stream) || !readStreamHeader(stream, object_id, data_size)) {
         status |= status::INSUFFICIENT_DATA;
         return boost::shared_ptr<Serializable>();
     }
