@@ -1,5 +1,7 @@
 #include "vq/eod/serializablefactory.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -83,6 +85,8 @@ bool readBytes(std::istream& stream, char* bytes, std::streamsize count) {
             return true;
         }
         stream.setstate(std::ios::eofbit | std::ios::failbit);
+    } catch (const abi::__forced_unwind&) {
+        throw;  // a cancelled thread unwinds, as from the stream's own read
     } catch (...) {
         stream.setstate(std::ios::badbit);
     }
@@ -157,6 +161,8 @@ bool isEndOfFile(std::istream& stream) {
             return false;
         }
         stream.setstate(std::ios::eofbit);
+    } catch (const abi::__forced_unwind&) {
+        throw;  // a cancelled thread unwinds, as from the stream's own peek
     } catch (...) {
         stream.setstate(std::ios::badbit);
     }

@@ -1,5 +1,7 @@
 #include "vq/eod/io/filereader.h"
 
+#include <cxxabi.h>
+
 #include <filesystem>
 #include <system_error>
 
@@ -68,6 +70,8 @@ bool FileReader::atEnd() const {
             return false;
         }
         _stream.setstate(std::ios::eofbit);
+    } catch (const abi::__forced_unwind&) {
+        throw;  // a cancelled thread unwinds, as from the stream's own peek
     } catch (...) {
         _stream.setstate(std::ios::badbit);
     }
