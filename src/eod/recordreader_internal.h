@@ -33,6 +33,13 @@ public:
         }
     }
 
+    // The sub-objects of `composite` in map order, as subObjects() lists them, without copying
+    // them into a vector.
+    static const SerializableComposite::SubObjectMap& subObjectsOf(
+        const SerializableComposite& composite) {
+        return composite._sub_objects;
+    }
+
 private:
     // Reads the object without hooks; false, with nothing read, when it is left to the hooks.
     using FastRead = bool (*)(Serializable& object, const ByteBuffer& buffer, int& read_pos,

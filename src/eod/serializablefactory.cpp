@@ -1,5 +1,7 @@
 #include "vq/eod/serializablefactory.h"
 
+#include <cxxabi.h>
+
 #include <algorithm>
 #include <array>
 #include <climits>
@@ -63,23 +65,67 @@ const bool load_time_registration = (registry(), true);
 
 constexpr std::size_t STREAM_CHUNK_BYTES = 65536;
 
-// Reads the 2-byte size, or the cookie and the 4-byte size, big-endian, of the record whose ID
-// has been read.
-bool readStreamSize(std::istream& stream, char object_id, unsigned int& size) {
-    unsigned char bytes[RecordHeader::LONG_HEADER_BYTES] = {static_cast<unsigned char>(object_id)};
-    if (!stream.read(reinterpret_cast<char*>(bytes) + 1, 2)) {
-        return false;
+// Whether the stream's buffer may be read directly, bypassing the stream's sentry: a good
+// stream that raises on no state and flushes no tied stream, whose unformatted reads would only
+// move bytes and set the state bits that readBytes() and isEndOfFile() set themselves.
+bool isDirect(const std::istream& stream) {
+    return stream.rdstate() == std::ios::goodbit && stream.exceptions() == std::ios::goodbit &&
+           stream.tie() == nullptr && stream.rdbuf() != nullptr;
+}
+
+// stream.read(bytes, count), true when all of them came; on a good stream straight from its
+// buffer, with the state the stream's read leaves (end of file and failure when short, bad when
+// the buffer raised).
+bool readBytes(std::istream& stream, char* bytes, std::streamsize count) {
+    if (!isDirect(stream)) {
+        return static_cast<bool>(stream.read(bytes, count));
     }
+    try {
+        if (stream.rdbuf()->sgetn(bytes, count) == count) {
+            return true;
+        }
+        stream.setstate(std::ios::eofbit | std::ios::failbit);
+    } catch (const abi::__forced_unwind&) {
+        throw;  // a cancelled thread unwinds, as from the stream's own read
+    } catch (...) {
+        stream.setstate(std::ios::badbit);
+    }
+    return false;
+}
+
+// Completes a record header whose first three bytes (the ID and the 2-byte size, or the
+// cookie) are in `bytes`: reads the 4-byte size after a cookie, big-endian.
+bool finishStreamHeader(std::istream& stream, unsigned char* bytes, unsigned int& size) {
     RecordHeader header;
     if (parseRecordHeader(bytes, RecordHeader::SHORT_HEADER_BYTES, header) ==
         RecordExtent::HEADER_INCOMPLETE) {
-        if (!stream.read(reinterpret_cast<char*>(bytes) + RecordHeader::SHORT_HEADER_BYTES, 4)) {
+        if (!readBytes(stream, reinterpret_cast<char*>(bytes) + RecordHeader::SHORT_HEADER_BYTES,
+                       4)) {
             return false;
         }
         parseRecordHeader(bytes, RecordHeader::LONG_HEADER_BYTES, header);
     }
     size = header.data_size;
     return true;
+}
+
+// Reads the 2-byte size, or the cookie and the 4-byte size, big-endian, of the record whose ID
+// has been read.
+bool readStreamSize(std::istream& stream, char object_id, unsigned int& size) {
+    unsigned char bytes[RecordHeader::LONG_HEADER_BYTES] = {static_cast<unsigned char>(object_id)};
+    return readBytes(stream, reinterpret_cast<char*>(bytes) + 1, 2) &&
+           finishStreamHeader(stream, bytes, size);
+}
+
+// Reads the ID and the size of the next record with one read of its first three bytes; a header
+// cut short leaves the stream as reading the ID and then the size (readStreamSize) does.
+bool readStreamHeader(std::istream& stream, char& object_id, unsigned int& size) {
+    unsigned char bytes[RecordHeader::LONG_HEADER_BYTES] = {};
+    if (!readBytes(stream, reinterpret_cast<char*>(bytes), RecordHeader::SHORT_HEADER_BYTES)) {
+        return false;
+    }
+    object_id = static_cast<char>(bytes[0]);
+    return finishStreamHeader(stream, bytes, size);
 }
 
 // Appends `size` bytes of the stream to the buffer, at most one chunk at a time, so that the
@@ -90,9 +136,8 @@ bool readStreamData(std::istream& stream, unsigned int size, ByteBuffer& buffer)
         const std::size_t chunk = std::min(remaining, STREAM_CHUNK_BYTES);
         const std::size_t old_size = buffer.size();
         buffer.resize(old_size + chunk);
-        stream.read(reinterpret_cast<char*>(buffer.data() + old_size),
-                    static_cast<std::streamsize>(chunk));
-        if (static_cast<std::size_t>(stream.gcount()) != chunk) {
+        if (!readBytes(stream, reinterpret_cast<char*>(buffer.data() + old_size),
+                       static_cast<std::streamsize>(chunk))) {
             return false;
         }
         remaining -= chunk;
@@ -106,8 +151,22 @@ bool skipStreamData(std::istream& stream, unsigned int size) {
     return !(stream.fail() && !stream.eof());
 }
 
+// stream.peek() == EOF, straight from the buffer of a good stream (see readBytes()).
 bool isEndOfFile(std::istream& stream) {
-    return stream.peek() == std::istream::traits_type::eof();
+    if (!isDirect(stream)) {
+        return stream.peek() == std::istream::traits_type::eof();
+    }
+    try {
+        if (stream.rdbuf()->sgetc() != std::istream::traits_type::eof()) {
+            return false;
+        }
+        stream.setstate(std::ios::eofbit);
+    } catch (const abi::__forced_unwind&) {
+        throw;  // a cancelled thread unwinds, as from the stream's own peek
+    } catch (...) {
+        stream.setstate(std::ios::badbit);
+    }
+    return true;
 }
 
 }  // namespace
@@ -259,7 +318,7 @@ boost::shared_ptr<Serializable> SerializableFactory::newObject(std::istream& str
             "Serializable object");
     }
     char object_id = 0;
-    if (!stream.read(&object_id, 1)) {
+    if (!readBytes(stream, &object_id, 1)) {
         throw SerializableError(
             "SerializableFactory::newObject - An error occurred when trying to read object ID "
             "from stream");
@@ -314,8 +373,7 @@ boost::shared_ptr<Serializable> detail::newObjectWithStatus(std::istream& stream
                                                             ByteBuffer& buffer) {
     char object_id = 0;
     unsigned int data_size = 0;
-    if (isEndOfFile(stream) || !stream.read(&object_id, 1) ||
-        !readStreamSize(stream, object_id, data_size)) {
+    if (isEndOfFile(stream) || !readStreamHeader(stream, object_id, data_size)) {
         status |= status::INSUFFICIENT_DATA;
         return boost::shared_ptr<Serializable>();
     }
@@ -341,7 +399,14 @@ boost::shared_ptr<Serializable> detail::newObjectWithStatus(std::istream& stream
     // Reads that failed for want of bytes are reported; other damage of the object passes on to
     // the caller, as it does from a file reader.
     try {
-        object->unSerializeWithStatus(buffer, read_pos, status);
+        // The buffer holds the whole record as announced, so its header parses; the library's
+        // own frame records are then read without their hooks, as from a buffer.
+        RecordHeader header;
+        if (detail::readRecordHeader(buffer, 0, header)) {
+            detail::RecordReader::read(*object, buffer, read_pos, header, status);
+        } else {
+            object->unSerializeWithStatus(buffer, read_pos, status);
+        }
     } catch (const SerializableError&) {
         if (!refill.exhausted()) {
             throw;

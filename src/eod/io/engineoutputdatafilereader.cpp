@@ -13,6 +13,7 @@
 #include "eod/io/paths_internal.h"
 #include "eod/io/systemcalls_internal.h"
 #include "eod/precondition_internal.h"
+#include "eod/recordreader_internal.h"
 #include "eod/sharedrecord_internal.h"
 #include "vq/eod/io/engineoutputdatafileerror.h"
 #include "vq/eod/io/filereader.h"
@@ -236,7 +237,8 @@ unsigned int EngineOutputDataFileReader::nextMergableFrameNum() {
 void EngineOutputDataFileReader::mergeSubObjects(const EngineOutputData& source,
                                                  EngineOutputData& destination) const {
     // The source frame is dropped after merging, so its records move by sharing them.
-    for (const auto& object : source.subObjects()) {
+    for (const auto& entry : eod::detail::RecordReader::subObjectsOf(source)) {
+        const boost::shared_ptr<Serializable>& object = entry.second;
         if (!isMerged(object->objectID())) {
             continue;
         }
@@ -244,7 +246,7 @@ void EngineOutputDataFileReader::mergeSubObjects(const EngineOutputData& source,
             throw EngineOutputDataFileError(
                 "EngineOutputDataFileReader::readData() - invalid sub-object");
         }
-        destination.addSubObject(boost::const_pointer_cast<Serializable>(object));
+        destination.addSubObject(object);
     }
 }
 

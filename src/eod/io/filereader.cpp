@@ -1,5 +1,7 @@
 #include "vq/eod/io/filereader.h"
 
+#include <cxxabi.h>
+
 #include <filesystem>
 #include <system_error>
 
@@ -60,8 +62,20 @@ bool FileReader::atEnd() const {
         return true;
     }
     // An earlier end of file is forgotten: the writer may have appended since.
+    // The stream's peek() without its sentry: the stream is good now, raises on no state and has
+    // no tied stream, so only the state bits below can differ.
     _stream.clear();
-    return _stream.peek() == std::ifstream::traits_type::eof();
+    try {
+        if (_stream.rdbuf()->sgetc() != std::ifstream::traits_type::eof()) {
+            return false;
+        }
+        _stream.setstate(std::ios::eofbit);
+    } catch (const abi::__forced_unwind&) {
+        throw;  // a cancelled thread unwinds, as from the stream's own peek
+    } catch (...) {
+        _stream.setstate(std::ios::badbit);
+    }
+    return true;
 }
 
 unsigned long long FileReader::position() const {
