@@ -126,13 +126,10 @@ const char* viewStatusName(ViewStatus status) {
 
 ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcept {
     if (_shaped && sameShape(data, size)) {
-        // The same records at the same offsets as the last frame: only where they are moves.
+        // The same records at the same offsets as the last frame (sameShape() has pointed
+        // the index at them): only the frame's number is new.
         _data = data;
         _size = size;
-        RecordRef* const records = _records.data();
-        for (std::size_t i = 0; i < _count; ++i) {
-            records[i].data = data + records[i].offset + RecordHeader::SHORT_HEADER_BYTES;
-        }
         _frame_num = byteorder::load<std::uint32_t>(data + 4);
         return _status;
     }
@@ -183,17 +180,21 @@ ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcep
 // all of them within `size`. Every check of the common path reads only those bytes and
 // compares the frame's length with `size`, so such a frame gives the same index, status and
 // exactness.
-bool FrameView::sameShape(const unsigned char* data, std::size_t size) const noexcept {
+bool FrameView::sameShape(const unsigned char* data, std::size_t size) noexcept {
     if (size < _bytes) {
         return false;
     }
     const ShapeEntry* const shape = _shape.data();
-    const std::size_t n = _count + 1;  // the frame's own entry first
-    unsigned int differ = 0;
-    for (std::size_t i = 0; i < n; ++i) {
-        const std::size_t offset = i == 0 ? 0 : _records[i - 1].offset;
-        differ |= byteorder::load<std::uint32_t>(data + offset) ^ shape[i].header;
-        differ |= static_cast<unsigned int>(data[shape[i].count_at] ^ shape[i].count);
+    RecordRef* const records = _records.data();
+    unsigned int differ = (byteorder::load<std::uint32_t>(data) ^ shape[0].header) |
+                          static_cast<unsigned int>(data[shape[0].count_at] ^ shape[0].count);
+    for (std::size_t i = 1; i <= _count; ++i) {
+        const ShapeEntry& entry = shape[i];
+        differ |= byteorder::load<std::uint32_t>(data + entry.offset) ^ entry.header;
+        differ |= static_cast<unsigned int>(data[entry.count_at] ^ entry.count);
+        // Pointed at the new bytes as it goes: when a byte differs, the walk that follows
+        // writes the index anew, and reads none of it before.
+        records[i - 1].data = data + entry.offset + RecordHeader::SHORT_HEADER_BYTES;
     }
     return differ == 0;
 }
@@ -206,6 +207,7 @@ void FrameView::keepShape() noexcept {
         const std::size_t fields =
             i == 0 ? 4 : static_cast<std::size_t>(fieldBytes(_records[i - 1].object_id));
         ShapeEntry& entry = _shape[i];
+        entry.offset = static_cast<std::uint32_t>(offset);
         entry.header = byteorder::load<std::uint32_t>(_data + offset);
         entry.count_at = static_cast<std::uint32_t>(offset + 4 + fields);
         entry.count = _data[entry.count_at];

@@ -129,7 +129,7 @@ private:
 
     ViewStatus nested(std::size_t& p, int index, int depth, unsigned int count,
                       std::uint64_t& inside) noexcept;
-    bool sameShape(const unsigned char* data, std::size_t size) const noexcept;
+    bool sameShape(const unsigned char* data, std::size_t size) noexcept;
     void keepShape() noexcept;
 
     // The shape of the last frame, when every record in it took the common path (a short
@@ -138,6 +138,7 @@ private:
     // read exactly as that one was, so reset() checks those bytes and moves the index onto it.
     struct ShapeEntry {
         std::uint32_t header = 0;
+        std::uint32_t offset = 0;
         std::uint32_t count_at = 0;
         unsigned char count = 0;
     };
