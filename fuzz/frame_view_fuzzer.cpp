@@ -1,6 +1,6 @@
 // The frame view and the column reader on untrusted bytes: a frame the view takes exactly is one
 // the record objects take, with the same frame number; the reader gives rows or the objects'
-// errors, never anything else.
+// errors, never anything else; a view reused from the input before reads as a new one.
 #include <cstddef>
 #include <cstdint>
 
@@ -38,6 +38,23 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     view.reset(data, size);
     if (view.ok() && view.bytes() > size) {
         vqfuzz::fail("the view reaches beyond its bytes");
+    }
+    // The view above last read the input before; one that read nothing gives the same index.
+    static FrameView fresh;
+    fresh.reset(nullptr, 0);
+    fresh.reset(data, size);
+    bool same =
+        fresh.status() == view.status() && fresh.exact() == view.exact() &&
+        fresh.numRecords() == view.numRecords() &&
+        (!view.ok() || (fresh.bytes() == view.bytes() && fresh.frameNum() == view.frameNum()));
+    for (std::size_t r = 0; same && view.ok() && r < view.numRecords(); ++r) {
+        const RecordRef& a = view.record(r);
+        const RecordRef& b = fresh.record(r);
+        same = a.data == b.data && a.size == b.size && a.offset == b.offset &&
+               a.parent == b.parent && a.object_id == b.object_id && a.depth == b.depth;
+    }
+    if (!same) {
+        vqfuzz::fail("a view that read another frame before reads this one differently");
     }
     if (view.exact()) {
         const ByteBuffer buffer(data, data + size);

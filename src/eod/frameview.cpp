@@ -125,6 +125,15 @@ const char* viewStatusName(ViewStatus status) {
 }
 
 ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcept {
+    if (_shaped && sameShape(data, size)) {
+        // The same records at the same offsets as the last frame (sameShape() has pointed
+        // the index at them): only the frame's number is new.
+        _data = data;
+        _size = size;
+        _frame_num = byteorder::load<std::uint32_t>(data + 4);
+        return _status;
+    }
+    _shaped = false;
     _data = data;
     _size = size;
     _bytes = 0;
@@ -142,6 +151,7 @@ ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcep
     if (header.header_bytes == RecordHeader::SHORT_HEADER_BYTES && size >= 9 && data[3] == 1) {
         std::size_t p = 9;
         std::uint64_t inside = 0;
+        _common = true;
         _status = children(p, -1, 0, data[8], inside);
         if (_status != ViewStatus::OK) {
             return _status;
@@ -151,8 +161,12 @@ ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcep
         }
         _bytes = p;
         _frame_num = byteorder::load<std::uint32_t>(data + 4);
+        if (_common) {
+            keepShape();
+        }
         return _status;
     }
+    _common = false;
     std::uint64_t unannounced = 0;
     std::size_t held = 0;
     _status = walk(0, -1, 0, held, unannounced);
@@ -160,6 +174,45 @@ ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcep
         _frame_num = byteorder::load<std::uint32_t>(_data + header.header_bytes + 1);
     }
     return _status;
+}
+
+// Whether `data` holds the last frame's shape: the same structural bytes at the same offsets,
+// all of them within `size`. Every check of the common path reads only those bytes and
+// compares the frame's length with `size`, so such a frame gives the same index, status and
+// exactness.
+bool FrameView::sameShape(const unsigned char* data, std::size_t size) noexcept {
+    if (size < _bytes) {
+        return false;
+    }
+    const ShapeEntry* const shape = _shape.data();
+    RecordRef* const records = _records.data();
+    unsigned int differ = (byteorder::load<std::uint32_t>(data) ^ shape[0].header) |
+                          static_cast<unsigned int>(data[shape[0].count_at] ^ shape[0].count);
+    for (std::size_t i = 1; i <= _count; ++i) {
+        const ShapeEntry& entry = shape[i];
+        differ |= byteorder::load<std::uint32_t>(data + entry.offset) ^ entry.header;
+        differ |= static_cast<unsigned int>(data[entry.count_at] ^ entry.count);
+        // Pointed at the new bytes as it goes: when a byte differs, the walk that follows
+        // writes the index anew, and reads none of it before.
+        records[i - 1].data = data + entry.offset + RecordHeader::SHORT_HEADER_BYTES;
+    }
+    return differ == 0;
+}
+
+// Notes the shape of the frame just read along the common path.
+void FrameView::keepShape() noexcept {
+    const std::size_t n = _count + 1;
+    for (std::size_t i = 0; i < n; ++i) {
+        const std::size_t offset = i == 0 ? 0 : _records[i - 1].offset;
+        const std::size_t fields =
+            i == 0 ? 4 : static_cast<std::size_t>(fieldBytes(_records[i - 1].object_id));
+        ShapeEntry& entry = _shape[i];
+        entry.offset = static_cast<std::uint32_t>(offset);
+        entry.header = byteorder::load<std::uint32_t>(_data + offset);
+        entry.count_at = static_cast<std::uint32_t>(offset + 4 + fields);
+        entry.count = _data[entry.count_at];
+    }
+    _shaped = true;
 }
 
 // Checks and indexes the `count` sub-records that start at `p`, children of the record `index`
@@ -255,6 +308,7 @@ ViewStatus FrameView::nested(std::size_t& p, int index, int depth, unsigned int 
 // included, and `unannounced` what it holds beyond its announced size.
 ViewStatus FrameView::walk(std::size_t pos, int parent, int depth, std::size_t& held,
                            std::uint64_t& unannounced) noexcept {
+    _common = false;
     RecordHeader header;
     const RecordExtent extent = parseRecordHeader(_data + pos, _size - pos, header);
     if (extent != RecordExtent::COMPLETE) {

@@ -101,5 +101,44 @@ TEST(FrameView, IndexAndTypedViewsOfALabelledFrame) {
     EXPECT_EQ(second.pixel, (std::array<std::int32_t, 2>{640, 480}));
 }
 
+// A view that read a frame reads the next one as a new view does, whatever byte of it differs:
+// one whose headers repeat the last frame's takes a shorter path, which must not change a verdict.
+TEST(FrameView, ReusedViewGivesTheVerdictsOfANewOne) {
+    EngineOutputData frame;
+    frame.setFrameNum(7);
+    frame.addSubObject(boost::shared_ptr<TimingOutputData>(new TimingOutputData));
+    boost::shared_ptr<EyeOutputData> eye(new EyeOutputData);
+    eye->addSubObject(boost::shared_ptr<PupilOutputData>(new PupilOutputData));
+    eye->addSubObject(boost::shared_ptr<GazeOutputData>(new GazeOutputData));
+    frame.addSubObject(eye);
+    const ByteBuffer good = bytesOf(frame);
+    const auto same = [](const FrameView& a, const FrameView& b) {
+        bool equal = a.status() == b.status() && a.exact() == b.exact() &&
+                     a.numRecords() == b.numRecords() &&
+                     (!a.ok() || (a.bytes() == b.bytes() && a.frameNum() == b.frameNum()));
+        for (std::size_t r = 0; equal && a.ok() && r < a.numRecords(); ++r) {
+            const RecordRef& x = a.record(r);
+            const RecordRef& y = b.record(r);
+            equal = x.data == y.data && x.size == y.size && x.offset == y.offset &&
+                    x.parent == y.parent && x.object_id == y.object_id && x.depth == y.depth;
+        }
+        return equal;
+    };
+    FrameView reused;
+    for (std::size_t at = 0; at <= good.size(); ++at) {
+        for (const int change : {1, 0x80}) {
+            ByteBuffer bytes = good;
+            if (at < bytes.size()) {
+                bytes[at] = static_cast<unsigned char>(bytes[at] ^ change);
+            } else {
+                bytes.pop_back();  // and at the end: a byte short
+            }
+            ASSERT_EQ(reused.reset(good.data(), good.size()), ViewStatus::OK);
+            reused.reset(bytes.data(), bytes.size());
+            EXPECT_TRUE(same(reused, FrameView(bytes.data(), bytes.size()))) << at << " " << change;
+        }
+    }
+}
+
 }  // namespace
 }  // namespace vqtest

@@ -129,6 +129,22 @@ private:
 
     ViewStatus nested(std::size_t& p, int index, int depth, unsigned int count,
                       std::uint64_t& inside) noexcept;
+    bool sameShape(const unsigned char* data, std::size_t size) noexcept;
+    void keepShape() noexcept;
+
+    // The shape of the last frame, when every record in it took the common path (a short
+    // header, enabled, fixed fields): per record its first four bytes (kind, announced size,
+    // flag) and its count byte. A frame whose bytes hold the same values at the same offsets is
+    // read exactly as that one was, so reset() checks those bytes and moves the index onto it.
+    struct ShapeEntry {
+        std::uint32_t header = 0;
+        std::uint32_t offset = 0;
+        std::uint32_t count_at = 0;
+        unsigned char count = 0;
+    };
+    bool _common = false;  // the walk so far took the common path only
+    bool _shaped = false;  // _shape describes the index
+    std::array<ShapeEntry, MAX_RECORDS + 1> _shape{};
 
     const unsigned char* _data = nullptr;
     std::size_t _size = 0;
