@@ -153,23 +153,25 @@ bool skipStreamData(std::istream& stream, unsigned int size) {
 
 // stream.peek() == EOF, straight from the buffer of a good stream (see readBytes()).
 bool isEndOfFile(std::istream& stream) {
-    if (!isDirect(stream)) {
-        return stream.peek() == std::istream::traits_type::eof();
-    }
+    return isDirect(stream) ? detail::bufferAtEnd(stream)
+                            : stream.peek() == std::istream::traits_type::eof();
+}
+
+}  // namespace
+
+bool detail::bufferAtEnd(std::istream& stream) {
     try {
         if (stream.rdbuf()->sgetc() != std::istream::traits_type::eof()) {
             return false;
         }
         stream.setstate(std::ios::eofbit);
     } catch (const abi::__forced_unwind&) {
-        throw;  // a cancelled thread unwinds, as from the stream's own peek
+        throw;
     } catch (...) {
         stream.setstate(std::ios::badbit);
     }
     return true;
 }
-
-}  // namespace
 
 // ---- registry --------------------------------------------------------------------------------
 

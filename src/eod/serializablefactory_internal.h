@@ -18,4 +18,9 @@ boost::shared_ptr<Serializable> newObjectWithStatus(std::istream& stream, unsign
 
 constexpr std::size_t KEPT_SCRATCH_BYTES = 1u << 20;
 
+// stream.peek() == EOF read straight from the stream's buffer, for a stream that is good, raises
+// on no state and has no tied stream, so that the stream's sentry would do nothing: the end sets
+// eofbit, a buffer that raises sets badbit, and a cancelled thread unwinds, as from peek().
+bool bufferAtEnd(std::istream& stream);
+
 }  // namespace vq::eod::detail

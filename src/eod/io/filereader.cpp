@@ -1,7 +1,5 @@
 #include "vq/eod/io/filereader.h"
 
-#include <cxxabi.h>
-
 #include <filesystem>
 #include <system_error>
 
@@ -61,21 +59,10 @@ bool FileReader::atEnd() const {
     if (!_stream.is_open() || _stream.fail()) {
         return true;
     }
-    // An earlier end of file is forgotten: the writer may have appended since.
-    // The stream's peek() without its sentry: the stream is good now, raises on no state and has
-    // no tied stream, so only the state bits below can differ.
+    // An earlier end of file is forgotten: the writer may have appended since. The stream is
+    // then good, raises on no state and has no tied stream.
     _stream.clear();
-    try {
-        if (_stream.rdbuf()->sgetc() != std::ifstream::traits_type::eof()) {
-            return false;
-        }
-        _stream.setstate(std::ios::eofbit);
-    } catch (const abi::__forced_unwind&) {
-        throw;  // a cancelled thread unwinds, as from the stream's own peek
-    } catch (...) {
-        _stream.setstate(std::ios::badbit);
-    }
-    return true;
+    return vq::eod::detail::bufferAtEnd(_stream);
 }
 
 unsigned long long FileReader::position() const {
