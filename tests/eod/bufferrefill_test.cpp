@@ -4,7 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <string>
 
 #include <boost/make_shared.hpp>
@@ -26,6 +25,7 @@ using vq::eod::SerializableFactory;
 using vqtest::bytes;
 using vqtest::hex;
 using vqtest::serialized;
+using vqtest::streamOf;
 using vqtest::UndercountedRecord;
 
 // Frame 5 holding one under-counted record with the value 7: the frame announces 31 data bytes
@@ -41,10 +41,6 @@ boost::shared_ptr<EngineOutputData> frameWith(unsigned int number,
     frame->setFrameNum(number);
     frame->addSubObject(boost::shared_ptr<UndercountedRecord>(new UndercountedRecord(values)));
     return frame;
-}
-
-std::istringstream streamOf(const ByteBuffer& buffer) {
-    return std::istringstream(std::string(buffer.begin(), buffer.end()));
 }
 
 class UnannouncedBytes : public ::testing::Test {

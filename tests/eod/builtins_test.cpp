@@ -5,7 +5,6 @@
 #include <gtest/gtest.h>
 
 #include <cstdlib>
-#include <sstream>
 
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/serializablefactory.h"
@@ -76,7 +75,7 @@ TEST(Builtins, AFrameOfEveryKindReadsBackByteForByte) {
     all.insert(all.end(), block.begin(), block.end());
     const ByteBuffer frame_bytes = vqtest::serialized(frame);
     all.insert(all.end(), frame_bytes.begin(), frame_bytes.end());
-    std::istringstream in(std::string(all.begin(), all.end()));
+    auto in = vqtest::streamOf(all);
     ByteBuffer again;
     for (int i = 0; i < 3; ++i) {
         auto read = SerializableFactory::newObject(in);

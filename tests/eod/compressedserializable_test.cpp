@@ -4,8 +4,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/serializableerror.h"
 #include "vq/eod/serializablefactory.h"
@@ -38,7 +36,7 @@ TEST(CompressedSerializable, EmptyAndLargePayloads) {
     ASSERT_EQ(written.size(), 7u + 4u + 70000u);
     EXPECT_EQ(hex(ByteBuffer(written.begin(), written.begin() + 11)),
               "5F FF FF 00 01 11 74 00 01 11 70");
-    std::istringstream in(std::string(written.begin(), written.end()));
+    auto in = vqtest::streamOf(written);
     auto read =
         boost::dynamic_pointer_cast<CompressedSerializable>(SerializableFactory::newObject(in));
     ASSERT_TRUE(read);
@@ -68,6 +66,7 @@ TEST(CompressedSerializable, ReadingAppendsAndStopsAtTheObjectsEnd) {
     EXPECT_SERIALIZABLE_ERROR(
         frame.addSubObject(boost::shared_ptr<CompressedSerializable>(new CompressedSerializable)),
         "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
+    EXPECT_EQ(frame.numSubObjects(), 0);
 }
 
 }  // namespace

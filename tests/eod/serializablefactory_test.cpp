@@ -3,7 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
 #include <thread>
 #include <vector>
 
@@ -28,6 +27,7 @@ using vq::eod::EngineOutputData;
 using vq::eod::Serializable;
 using vq::eod::SerializableFactory;
 using vqtest::bytes;
+using vqtest::streamOf;
 using vqtest::TestRecord;
 namespace status = vq::eod::status;
 
@@ -42,10 +42,6 @@ boost::shared_ptr<Serializable> createRecordReporting09() {
 }
 boost::shared_ptr<Serializable> createNothing() {
     return boost::shared_ptr<Serializable>();
-}
-
-std::istringstream stream(const ByteBuffer& buffer) {
-    return std::istringstream(std::string(buffer.begin(), buffer.end()));
 }
 
 class SerializableFactoryTest : public ::testing::Test {
@@ -247,7 +243,7 @@ TEST_F(SerializableFactoryTest, ReadsObjectsFromStreams) {
     const ByteBuffer big_bytes = vqtest::serialized(big);
     buffer.insert(buffer.end(), big_bytes.begin(), big_bytes.end());
 
-    auto in = stream(buffer);
+    auto in = streamOf(buffer);
     EXPECT_FALSE(SerializableFactory::newObject(in));  // the unknown object, skipped
     auto read = boost::dynamic_pointer_cast<EngineOutputData>(SerializableFactory::newObject(in));
     ASSERT_TRUE(read);
@@ -261,7 +257,7 @@ TEST_F(SerializableFactoryTest, ReadsObjectsFromStreams) {
                               "SerializableFactory::newObject - End-of-file encountered when "
                               "trying to read Serializable object");
 
-    auto again = stream(buffer);
+    auto again = streamOf(buffer);
     unsigned int st = 0;
     EXPECT_FALSE(SerializableFactory::newObjectWithStatus(again, st));
     EXPECT_EQ(st, status::UNKNOWN_OBJECT_ID);
@@ -289,18 +285,18 @@ TEST_F(SerializableFactoryTest, TruncatedStreams) {
          "An error occurred when trying to read object data from the stream"},
     };
     for (const Case& c : cases) {
-        auto in = stream(bytes(c.bytes));
+        auto in = streamOf(bytes(c.bytes));
         EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(in), c.message);
-        auto again = stream(bytes(c.bytes));
+        auto again = streamOf(bytes(c.bytes));
         unsigned int st = 0;
         EXPECT_FALSE(SerializableFactory::newObjectWithStatus(again, st));
         EXPECT_EQ(st, status::INSUFFICIENT_DATA) << c.bytes;
     }
     // An unknown object cut short by the end of the stream gives null.
-    auto cut = stream(bytes("7F 00 10 AA"));
+    auto cut = streamOf(bytes("7F 00 10 AA"));
     EXPECT_FALSE(SerializableFactory::newObject(cut));
     // A size that does not match what the record reads passes the record's error through.
-    auto mismatch = stream(bytes("09 00 07 01 00 00 00 07 00 EE"));
+    auto mismatch = streamOf(bytes("09 00 07 01 00 00 00 07 00 EE"));
     EXPECT_SERIALIZABLE_ERROR(SerializableFactory::newObject(mismatch),
                               "Serializable::unSerialize() - data_size in header wrong.");
 }

@@ -14,12 +14,7 @@ namespace {
 
 using namespace vq::eod;
 using vqtest::hex;
-
-ByteBuffer serialized(const Serializable& object) {
-    ByteBuffer buffer;
-    object.serialize(buffer);
-    return buffer;
-}
+using vqtest::serialized;
 
 TEST(SharedRecord, ReleasedFrameRecordsComeBackAsNewRecords) {
     EngineOutputData frame;

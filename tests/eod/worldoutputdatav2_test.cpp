@@ -5,8 +5,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "vq/eod/engineoutputdata.h"
 #include "vq/eod/gazeintersectionoutputdatav3.h"
 #include "vq/eod/gazeintersectionoutputdatav4.h"
@@ -73,7 +71,7 @@ TEST(WorldOutputDataV2, LabelledRecordsInAFrameReadBackFromABufferAndAStream) {
          {frameWithIntersections(4), bytes("09 00 06 01 00 00 00 05 00")}) {
         all.insert(all.end(), next.begin(), next.end());
     }
-    std::istringstream in(std::string(all.begin(), all.end()));
+    auto in = vqtest::streamOf(all);
     ByteBuffer again;
     unsigned int status = 0;
     for (int i = 0; i < 3; ++i) {

@@ -44,6 +44,10 @@ vq::eod::ByteBuffer bytes(const std::string& dump) {
     return result;
 }
 
+std::istringstream streamOf(const vq::eod::ByteBuffer& bytes) {
+    return std::istringstream(std::string(bytes.begin(), bytes.end()));
+}
+
 vq::eod::ByteBuffer serialized(const vq::eod::Serializable& object) {
     vq::eod::ByteBuffer buffer;
     object.serialize(buffer);

@@ -4,6 +4,7 @@
 #include "vq/eod/gazeintersectionoutputdatav4.h"
 #include "vq/eod/opaqueoutputdata.h"
 #include "vq/eod/serializablefactory.h"
+#include "vqtest/hex.h"
 
 namespace vqtest {
 
@@ -26,12 +27,6 @@ const char* fixedLayout(char id) {
         default:
             return nullptr;
     }
-}
-
-ByteBuffer serialized(const Serializable& record) {
-    ByteBuffer bytes;
-    record.serialize(bytes);
-    return bytes;
 }
 
 boost::shared_ptr<Serializable> readBack(const ByteBuffer& bytes) {

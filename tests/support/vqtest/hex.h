@@ -1,6 +1,7 @@
 // Hex dumps of byte buffers, for tests that compare exact bytes.
 #pragma once
 
+#include <sstream>
 #include <string>
 
 #include "vq/eod/serializable.h"
@@ -13,5 +14,7 @@ std::string hex(const vq::eod::ByteBuffer& bytes);
 vq::eod::ByteBuffer bytes(const std::string& dump);
 // The serialised form of a record.
 vq::eod::ByteBuffer serialized(const vq::eod::Serializable& object);
+// A stream holding the bytes, for reads from streams.
+std::istringstream streamOf(const vq::eod::ByteBuffer& bytes);
 
 }  // namespace vqtest
