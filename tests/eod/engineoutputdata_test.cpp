@@ -3,8 +3,6 @@
 
 #include <gtest/gtest.h>
 
-#include <sstream>
-
 #include "vq/eod/enginestateoutputdata.h"
 #include "vq/eod/eyeclosureoutputdata.h"
 #include "vq/eod/eyeoutputdata.h"
@@ -13,8 +11,6 @@
 #include "vq/eod/headoutputdatav2.h"
 #include "vq/eod/headtrackerstateoutputdata.h"
 #include "vq/eod/pupiloutputdata.h"
-#include "vq/eod/serializableerror.h"
-#include "vq/eod/serializablefactory.h"
 #include "vq/eod/timingoutputdata.h"
 #include "vqtest/expect.h"
 #include "vqtest/hex.h"
@@ -41,16 +37,6 @@ class EngineOutputDataTest : public ::testing::Test {
 protected:
     void SetUp() override { vqtest::registerTestRecords(); }
 };
-
-TEST_F(EngineOutputDataTest, NewFrameBytes) {
-    EngineOutputData frame;
-    EXPECT_EQ(frame.frameNum(), 0u);
-    EXPECT_TRUE(frame.serializeEnabled());
-    frame.setFrameNum(7);
-    EXPECT_EQ(hex(serialized(frame)), "09 00 06 01 00 00 00 07 00");
-    EXPECT_EQ(EngineOutputData::LOGFILE_EXTENSION(), L".vql");
-    EXPECT_EQ(EngineOutputData::LOGFILE_INDEX_EXTENSION(), L".ivql");
-}
 
 TEST_F(EngineOutputDataTest, SelectingWhatIsWritten) {
     EngineOutputData frame;
@@ -81,14 +67,6 @@ TEST_F(EngineOutputDataTest, SelectingWhatIsWritten) {
     frame.setSerialableSubObjectsEnabled({vqtest::TEST_RECORD_A}, true);
     EXPECT_FALSE(inner->serializeEnabled());
     EXPECT_TRUE(inner_b->serializeEnabled());
-}
-
-TEST_F(EngineOutputDataTest, OnlyEngineRecordsJoinAFrame) {
-    EngineOutputData frame;
-    EXPECT_SERIALIZABLE_ERROR(
-        frame.addSubObject(boost::shared_ptr<vqtest::PlainRecord>(new vqtest::PlainRecord("x"))),
-        "EngineOutputBase::addSubObject - object not derived from EngineOutputBase");
-    EXPECT_EQ(frame.numSubObjects(), 0);
 }
 
 TEST_F(EngineOutputDataTest, EyeIdNames) {

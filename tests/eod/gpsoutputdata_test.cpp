@@ -33,9 +33,6 @@ TEST(GPSOutputData, DefaultsBlockAndColumns) {
               "              1        16909060              51              30              26 "
               "              N              -1               7             -39               W "
               "             88 ");
-}
-
-TEST(GPSOutputData, RandomBlocksRoundTrip) {
     vqtest::expectRandomBlocksRoundTrip(GPSOutputData::THIS_OBJECT_ID, 17, {0});
 }
 

@@ -33,9 +33,6 @@ TEST(GPSOutputDataV2, DefaultsBlockAndColumns) {
               "              1               7              51              30            26.5 "
               "              N               0               7            0.25               W "
               "           88.5             270 ");
-}
-
-TEST(GPSOutputDataV2, RandomBlocksRoundTrip) {
     vqtest::expectRandomBlocksRoundTrip(vq::eod::GPSOutputDataV2::THIS_OBJECT_ID, 29, {0});
 }
 

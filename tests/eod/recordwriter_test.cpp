@@ -36,8 +36,20 @@ ByteBuffer appended(const Serializable& object) {
     return ByteBuffer(buffer.begin() + 1, buffer.end());
 }
 
+// A record of class T read from a random block of `block_size` bytes (those at `bools` made 0 or
+// 1): the library's class and a subclass of it write back the bytes it was read from.
 template <typename T>
-void expectHooksWriteTheSame(const ByteBuffer& bytes) {
+void expectHooksWriteTheSame(std::mt19937& random, std::size_t block_size,
+                             const std::vector<std::size_t>& bools = {}) {
+    SCOPED_TRACE(static_cast<int>(T::THIS_OBJECT_ID));
+    ByteBuffer block(block_size);
+    for (unsigned char& byte : block) {
+        byte = static_cast<unsigned char>(random());
+    }
+    for (std::size_t at : bools) {
+        block[at] &= 1;
+    }
+    const ByteBuffer bytes = vqtest::engineRecord(T::THIS_OBJECT_ID, block);
     int pos = 0;
     const boost::shared_ptr<Serializable> library = SerializableFactory::newObject(bytes, pos);
     ASSERT_TRUE(library);
@@ -51,40 +63,15 @@ void expectHooksWriteTheSame(const ByteBuffer& bytes) {
 }
 
 TEST(RecordWriter, LibraryClassesAndSubclassesWriteTheSameBytes) {
-    struct Case {
-        char id;
-        std::size_t block_size;
-        std::vector<std::size_t> bools;
-        void (*check)(const ByteBuffer& bytes);
-    };
-    const Case cases[] = {
-        {TimingOutputData::THIS_OBJECT_ID, 22, {}, &expectHooksWriteTheSame<TimingOutputData>},
-        {HeadOutputDataV2::THIS_OBJECT_ID, 114, {0}, &expectHooksWriteTheSame<HeadOutputDataV2>},
-        {PupilOutputData::THIS_OBJECT_ID, 32, {}, &expectHooksWriteTheSame<PupilOutputData>},
-        {EyeClosureOutputData::THIS_OBJECT_ID,
-         33,
-         {20},
-         &expectHooksWriteTheSame<EyeClosureOutputData>},
-        {GazeOutputData::THIS_OBJECT_ID, 44, {42, 43}, &expectHooksWriteTheSame<GazeOutputData>},
-        {EngineStateOutputData::THIS_OBJECT_ID,
-         4,
-         {},
-         &expectHooksWriteTheSame<EngineStateOutputData>},
-        {EyeOutputData::THIS_OBJECT_ID, 0, {}, &expectHooksWriteTheSame<EyeOutputData>},
-        {EngineOutputData::THIS_OBJECT_ID, 4, {}, &expectHooksWriteTheSame<EngineOutputData>},
-    };
     std::mt19937 random(21);
-    for (const Case& c : cases) {
-        SCOPED_TRACE(static_cast<int>(c.id));
-        ByteBuffer block(c.block_size);
-        for (unsigned char& byte : block) {
-            byte = static_cast<unsigned char>(random());
-        }
-        for (std::size_t at : c.bools) {
-            block[at] &= 1;
-        }
-        c.check(vqtest::engineRecord(c.id, block));
-    }
+    expectHooksWriteTheSame<TimingOutputData>(random, 22);
+    expectHooksWriteTheSame<HeadOutputDataV2>(random, 114, {0});
+    expectHooksWriteTheSame<PupilOutputData>(random, 32);
+    expectHooksWriteTheSame<EyeClosureOutputData>(random, 33, {20});
+    expectHooksWriteTheSame<GazeOutputData>(random, 44, {42, 43});
+    expectHooksWriteTheSame<EngineStateOutputData>(random, 4);
+    expectHooksWriteTheSame<EyeOutputData>(random, 0);
+    expectHooksWriteTheSame<EngineOutputData>(random, 4);
 }
 
 TEST(RecordWriter, SubclassHooksAreUsedInsideLibraryRecords) {

@@ -282,16 +282,6 @@ TEST_F(SerializableObject, SerializeWritesHeaderThenData) {
     EXPECT_SERIALIZABLE_ERROR(frame.serialize(buffer),
                               "Serializable::serialize() - trying to serialize invalid object.");
     EXPECT_EQ(buffer.size(), 10u);
-
-    // A record of 70000 bytes takes the extended header.
-    vqtest::PlainRecord big(std::string(69999, 'x'));
-    const ByteBuffer big_bytes = vqtest::serialized(big);
-    EXPECT_EQ(hex(ByteBuffer(big_bytes.begin(), big_bytes.begin() + 7)), "74 FF FF 00 01 11 70");
-    EXPECT_EQ(big.numTotalBytes(), 70007u);
-    vqtest::PlainRecord read_back;
-    int pos = 0;
-    EXPECT_TRUE(read_back.unSerialize(big_bytes, pos));
-    EXPECT_EQ(read_back.text(), big.text());
 }
 
 TEST_F(SerializableObject, WriteToBinaryStreamAndPrinting) {
