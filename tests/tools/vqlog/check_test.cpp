@@ -56,11 +56,7 @@ TEST(VqlogConvert, PerKindToOneFileAndBackGivesTheSameFiles) {
     EXPECT_EQ(one.out, "vqlog convert: 6 frames from " + (dir / "kinds") + " (per kind) to " +
                            (dir / "one.vql") + " (single file, 1 file, 270 bytes)\n");
     // The single file holds the frames as the reader merged them: whole frames, as written.
-    ByteBuffer whole;
-    for (const auto& frame : timedFrames(6)) {
-        frame->serialize(whole);
-    }
-    EXPECT_EQ(readFile(dir / "one.vql"), whole);
+    EXPECT_EQ(readFile(dir / "one.vql"), bytesOf(timedFrames(6)));
 
     ProcessResult back = vqlog({"convert", dir / "one.vql", dir / "back"});
     EXPECT_EQ(back.exit_code, 0);
@@ -81,12 +77,6 @@ TEST(VqlogConvert, PerKindToOneFileAndBackGivesTheSameFiles) {
     }
     EXPECT_EQ(hex(readFile(dir / "some/EngineState.vql")), hexOf(states));
 }
-
-}  // namespace
-}  // namespace vqtest
-
-namespace vqtest {
-namespace {
 
 TEST(VqlogConvert, KindsWithoutALogFileNameGetOneAndSecondFacesAreNotDroppedSilently) {
     using namespace vq::eod;
@@ -122,14 +112,6 @@ TEST(VqlogConvert, KindsWithoutALogFileNameGetOneAndSecondFacesAreNotDroppedSile
               "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0\n"
               "1,0,0,0,0,0,0,0,0,0,0,0,0,0,1\n");
 }
-
-}  // namespace
-}  // namespace vqtest
-
-namespace vqtest {
-namespace {
-
-using vq::eod::ByteBuffer;
 
 ByteBuffer framesBytes(unsigned int first, unsigned int count) {
     ByteBuffer bytes;
@@ -251,12 +233,6 @@ TEST(VqlogCheck, NotesStayBounded) {
               std::string::npos)
         << check.out;
 }
-
-}  // namespace
-}  // namespace vqtest
-
-namespace vqtest {
-namespace {
 
 // Kinds that share a class (the two pupil positions) each get a file; nothing is lost.
 TEST(VqlogConvert, KindsSharingAClassGetAFileEach) {

@@ -115,8 +115,7 @@ TEST(VqlogCompressed, ServeFromACompressedFileAndRecordIntoOne) {
     ASSERT_EQ(vqlog({"convert", "--compress", dir / "in.vql", dir / "in.vqz"}).exit_code, 0);
     ChildProcess serve(
         {VQLOG_PATH, "serve", dir / "in.vqz", "--port", "0", "--wait", "1", "--rate", "max"});
-    const std::string line = serve.readLine(10000);
-    const std::string address = "127.0.0.1:" + line.substr(line.rfind(':') + 1);
+    const std::string address = serveAddress(serve);
     // Into standard output: the file there, the summary on standard error.
     const ProcessResult record =
         runProcess({"/bin/sh", "-c",

@@ -15,21 +15,12 @@ namespace {
 
 constexpr int SERVE_PATIENCE_MILLIS = 10000;
 
-// Starts `vqlog serve` with these arguments and returns the port from its first line.
-int startServe(ChildProcess& serve) {
-    const std::string line = serve.readLine(SERVE_PATIENCE_MILLIS);
-    const std::size_t colon = line.rfind(':');
-    EXPECT_NE(colon, std::string::npos) << line;
-    return colon == std::string::npos ? 0 : std::stoi(line.substr(colon + 1));
-}
-
 TEST(VqlogServe, RecordTakesEveryFrameThatServeSends) {
     TempDir dir;
     writeRecording(dir / "in", timedFrames(50), true);
     ChildProcess serve(
         {VQLOG_PATH, "serve", dir / "in", "--port", "0", "--wait", "1", "--rate", "max"});
-    const int port = startServe(serve);
-    const std::string address = "127.0.0.1:" + std::to_string(port);
+    const std::string address = serveAddress(serve);
 
     ProcessResult record = vqlog({"record", "--connect", address, dir / "out"});
     EXPECT_EQ(record.exit_code, 0) << record.err;
@@ -51,7 +42,7 @@ TEST(VqlogServe, RecordInPartsKeepsEveryFrame) {
     writeRecording(dir / "in.vql", timedFrames(50), false);
     ChildProcess serve(
         {VQLOG_PATH, "serve", dir / "in.vql", "--port", "0", "--wait", "1", "--rate", "max"});
-    const std::string address = "127.0.0.1:" + std::to_string(startServe(serve));
+    const std::string address = serveAddress(serve);
     ProcessResult record = vqlog(
         {"record", "--connect", address, dir / "parts", "--single-file", "--split-every", "20"});
     EXPECT_EQ(record.exit_code, 0) << record.err;
@@ -72,7 +63,7 @@ TEST(VqlogServe, AClientOfTheFirstMomentGetsEveryFrameAndEachClientIsReported) {
     TempDir dir;
     writeRecording(dir / "in.vql", timedFrames(20), false);
     ChildProcess serve({VQLOG_PATH, "serve", dir / "in.vql", "--port", "0", "--rate", "max"});
-    const std::string address = "127.0.0.1:" + std::to_string(startServe(serve));
+    const std::string address = serveAddress(serve);
     std::this_thread::sleep_for(std::chrono::milliseconds(200));
     ProcessResult record =
         vqlog({"record", "--connect", address, dir / "out.vql", "--single-file"});
@@ -92,14 +83,9 @@ TEST(VqlogServe, RecordOfAStreamCutShortKeepsItsFramesAndExitsOne) {
                              "--single-file"});
         auto peer = listener.accept();
         ASSERT_TRUE(peer);
-        vq::eod::ByteBuffer stream;
-        for (const auto& frame : timedFrames(3)) {
-            frame->serialize(stream);
-        }
-        const vq::eod::ByteBuffer frames = stream;
+        const vq::eod::ByteBuffer frames = bytesOf(timedFrames(3));
         const vq::eod::ByteBuffer cut = bytes(tail);
-        stream.insert(stream.end(), cut.begin(), cut.end());
-        peer->send(stream);
+        peer->send(join({frames, cut}));
         peer->close();
         ProcessResult recorded = record.wait(SERVE_PATIENCE_MILLIS);
         EXPECT_EQ(recorded.exit_code, 1) << tail;
@@ -171,7 +157,7 @@ TEST(VqlogServe, CtrlCStopsRecordWithEveryReceivedFrameInClosedFiles) {
     writeRecording(dir / "in.vql", timedFrames(20), false);
     ChildProcess serve({VQLOG_PATH, "serve", dir / "in.vql", "--port", "0", "--wait", "1", "--rate",
                         "500", "--loop"});
-    const std::string address = "127.0.0.1:" + std::to_string(startServe(serve));
+    const std::string address = serveAddress(serve);
     ChildProcess record(
         {VQLOG_PATH, "record", "--connect", address, dir / "out.vql", "--single-file"});
     // Let a few passes of the loop arrive.
@@ -209,12 +195,10 @@ TEST(VqlogServe, DatagramsCarryOneSerialisedFrameEach) {
     EXPECT_EQ(served.out, "vqlog serve: sending " + (dir / "in.vql") + " as datagrams to " +
                               address + "\nvqlog serve: sent 10 frames\n");
     for (const auto& frame : frames) {
-        ByteBuffer expected;
-        frame->serialize(expected);
         ByteBuffer datagram;
         io::InetAddress from(0);
         ASSERT_GT(receiver.receiveDatagram(datagram, from, SERVE_PATIENCE_MILLIS, false), 0);
-        EXPECT_EQ(datagram, expected) << "frame " << frame->frameNum();
+        EXPECT_EQ(datagram, bytesOf({frame})) << "frame " << frame->frameNum();
     }
 }
 

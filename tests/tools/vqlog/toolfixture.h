@@ -20,6 +20,13 @@ inline ProcessResult vqlog(std::vector<std::string> args) {
     return runProcess(args);
 }
 
+// The address "127.0.0.1:PORT" of a `vqlog serve` started with --port, from its first line.
+inline std::string serveAddress(ChildProcess& serve) {
+    const std::string line = serve.readLine(10000);
+    EXPECT_NE(line.rfind(':'), std::string::npos) << line;
+    return "127.0.0.1:" + line.substr(line.rfind(':') + 1);
+}
+
 // Whether the program wrote `text` to standard output or standard error.
 inline bool contains(const ProcessResult& result, const std::string& text) {
     return (result.out + result.err).find(text) != std::string::npos;
