@@ -55,10 +55,6 @@ TEST(FileReader, FollowsAFileThatIsStillBeingWritten) {
     EXPECT_TRUE(reader.atEnd());
 }
 
-}  // namespace
-
-namespace {
-
 // Frames holding labelled intersection records, which announce 16 bytes fewer than they hold
 // (and so do the world container and the frame around them), read back from a record file
 // exactly, each read stopping at its frame's real end.
