@@ -5,7 +5,6 @@
 
 #include "toolfixture.h"
 #include "vqlog/simulator.h"
-#include "vqtest/hex.h"
 
 namespace vqtest {
 namespace {
@@ -32,16 +31,8 @@ TEST(VqlogDemo, RecordsStreamsReadsBackAndChecksEveryFrame) {
         files.push_back(dir / "rec/" + name + ".vql");
     }
     EXPECT_EQ(vqlog::logFiles(dir / "rec"), files);
-    // Its labelled gaze intersections make each frame of the World file 103 bytes long while
-    // its header announces 100 - 16; the scan that decodes every record finds nothing amiss.
-    const vq::eod::ByteBuffer world = readFile(dir / "rec/WorldV2.vql");
-    ASSERT_EQ(world.size(), 55u * 103);  // no gaze on the screen during the blink
-    EXPECT_EQ(hex({world.begin(), world.begin() + 3}), "09 00 54");
-    ProcessResult check = vqlog({"check", dir / "rec"});
-    EXPECT_EQ(check.exit_code, 0);
-    EXPECT_NE(check.out.find("WorldV2.vql: 55 frames (0..59), 5665 bytes: intact\n"),
-              std::string::npos)
-        << check.out;
+    // What check says of a demo's recording, World frames 16 bytes longer than their headers say:
+    // the golden test's per-kind recording.
 }
 
 TEST(VqlogDemo, TheSimulatedPersonBlinksMakesSaccadesAndLooksAtTheScreen) {
