@@ -89,10 +89,7 @@ TEST(RecordWriter, SubclassHooksAreUsedInsideLibraryRecords) {
     ASSERT_EQ(timing_bytes.size(), 3u + 1 + 22 + 4 + 1);
     EXPECT_EQ(hex(ByteBuffer(timing_bytes.end() - 5, timing_bytes.end())), "01 02 03 04 00");
     EXPECT_NE(hex(bytes).find(hex(timing_bytes)), std::string::npos);
-    StampedTiming read;
-    int pos = 0;
-    ASSERT_TRUE(read.unSerialize(timing_bytes, pos));
-    EXPECT_EQ(read.stamp, 0x01020304);
+    // (Read back through the hooks, inside a frame: recordreader_test.cpp.)
 }
 
 TEST(RecordWriter, AnnouncedSizesInBothHeaderForms) {
