@@ -445,9 +445,14 @@ class Frame:
     def __repr__(self) -> str: ...
 
 class FrameReader:
-    """Frames of a recording, read in batches."""
+    """Frames of a recording, one at a time or in lists."""
 
     def __init__(self, path: str, directory: bool, kinds: Sequence[int] | None, first: int | None, last: int | None, start: float | None, end: float | None) -> None: ...
+
+    def __iter__(self) -> FrameReader: ...
+
+    def __next__(self) -> Frame:
+        """The next frame; StopIteration at the end."""
 
     def next(self, count: int) -> list:
         """Up to `count` frames; an empty list at the end."""
