@@ -1,8 +1,7 @@
-// Log files through the object path: a reader that hands out frames one by one or in lists (the
-// library's file reader does the merging of per-kind files) and a writer of frames built or read in
+// Log files through the object path: a reader that hands out frames one by one (the library's
+// file reader does the merging of per-kind files) and a writer of frames built or read in
 // Python.
 #include <algorithm>
-#include <exception>
 #include <optional>
 #include <set>
 #include <vector>
@@ -49,59 +48,25 @@ public:
         _filter_kinds = kinds.has_value() && !directory;
     }
 
-    // The next frame of the selection, or null at the end. A damaged file gives the frames
-    // before the damage first and raises its error on the call after the last of them; the
-    // reader then stays at its end.
-    boost::shared_ptr<EngineOutputData> read() {
-        if (_pending) {
-            std::exception_ptr error = _pending;
-            _pending = nullptr;
-            std::rethrow_exception(error);
-        }
-        if (_done) {
-            return nullptr;
-        }
-        try {
-            return withPath(_path, [&] { return nextSelected(); });
-        } catch (...) {
-            _done = true;
-            throw;
-        }
-    }
-
-    // The next frame as a Python object; StopIteration at the end. One frame at a time, decoded
-    // in the calling thread: the frame the loop let go of gives its records back to the
-    // library's pools, and the next frame is built into them without allocating.
+    // The next frame of the selection as a Python object; StopIteration at the end. A damaged
+    // file gives the frames before the damage first, then raises its error, then ends. Frames are
+    // decoded one at a time in the calling thread, as the loop asks for them: the frame the loop
+    // let go of has given its records back to the library's pools, and the next frame is built
+    // into them without allocating.
     Frame next() {
-        boost::shared_ptr<EngineOutputData> frame = read();
+        boost::shared_ptr<EngineOutputData> frame;
+        if (!_done) {
+            try {
+                frame = withPath(_path, [&] { return nextSelected(); });
+            } catch (...) {
+                _done = true;
+                throw;
+            }
+        }
         if (!frame) {
             throw nb::stop_iteration();
         }
         return Frame{std::move(frame)};
-    }
-
-    // Up to `count` frames; an empty list at the end. Frames before a damage come first, its
-    // error with the next call.
-    nb::list next(std::size_t count) {
-        nb::list list;
-        while (list.size() < count) {
-            boost::shared_ptr<EngineOutputData> frame;
-            if (list.size() == 0) {
-                frame = read();
-            } else {
-                try {
-                    frame = read();
-                } catch (...) {
-                    _pending = std::current_exception();
-                    return list;
-                }
-            }
-            if (!frame) {
-                break;
-            }
-            list.append(Frame{std::move(frame)});
-        }
-        return list;
     }
 
 private:
@@ -160,8 +125,7 @@ private:
     std::optional<unsigned long long> _last;
     std::optional<double> _start;
     std::optional<double> _end;
-    bool _done = false;           // the end reached or an error raised
-    std::exception_ptr _pending;  // an error next(count) holds back for the next call
+    bool _done = false;  // the end reached or an error raised
 };
 
 // Writes frames to one log file or to one file per record kind.
@@ -245,7 +209,7 @@ private:
 }  // namespace
 
 void bindFiles(nb::module_& m) {
-    nb::class_<FrameReader>(m, "FrameReader", "Frames of a recording, one at a time or in lists.")
+    nb::class_<FrameReader>(m, "FrameReader", "Frames of a recording, one at a time.")
         .def(nb::init<const std::string&, bool, std::optional<std::vector<int>>,
                       std::optional<unsigned long long>, std::optional<unsigned long long>,
                       std::optional<double>, std::optional<double>>(),
@@ -253,10 +217,7 @@ void bindFiles(nb::module_& m) {
              nb::arg("first").none(), nb::arg("last").none(), nb::arg("start").none(),
              nb::arg("end").none())
         .def("__iter__", [](nb::handle self) { return self; })
-        .def("__next__", nb::overload_cast<>(&FrameReader::next),
-             "The next frame; StopIteration at the end.")
-        .def("next", nb::overload_cast<std::size_t>(&FrameReader::next), nb::arg("count"),
-             "Up to `count` frames; an empty list at the end.");
+        .def("__next__", &FrameReader::next, "The next frame; StopIteration at the end.");
 
     nb::class_<Writer>(m, "FrameWriter", "Writes frames to log files.")
         .def(nb::init<const std::string&, bool, std::optional<std::vector<int>>, const std::string&,
