@@ -3,11 +3,13 @@
 
   * the CSV path: `vqlog export --format csv` and pandas.read_csv (the only way in before),
   * Recording.to_pandas() and to_numpy() (the column reader),
-  * Recording.frames() (frame objects),
+  * Recording.frames() (frame objects): iterated alone, and with frame_num and the head's
+    position read from every frame, as a loop over frames reads them,
   * and, to tell the library's share from the package's, the same reads stopped before Python
     sees the values: "column reader" is what to_pandas and to_numpy do before any conversion
     (read the table in batches, before their concatenation), "frame decoding" what frames() does
-    before Python iterates (the worker decoding every frame into record objects).
+    without Python code running (the frame reader drained by a C loop: every frame decoded into
+    record objects and wrapped as a Frame, then let go).
 
 Usage: bench_read.py [--vqlog PATH] [--seconds 600] [--rate 360] [--repeat 3] [--skip-csv]
 
@@ -29,7 +31,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 
 CHILD = r"""
-import io, json, resource, subprocess, sys, time
+import collections, io, json, resource, subprocess, sys, time
 import numpy, pandas, pyarrow, vq_corelog
 path, what, csv_cmd = sys.argv[1], sys.argv[2], sys.argv[3:]
 def rss():
@@ -51,7 +53,14 @@ elif what == "numpy":
 elif what == "frames":
     own = 0
     for frame in rec.frames():
+        pass
+elif what == "frames_field":
+    own = 0
+    for frame in rec.frames():
         frame.frame_num
+        head = frame.head
+        if head is not None:
+            head.position
 elif what == "reader":
     from vq_corelog import _columns
     own = 0
@@ -61,8 +70,7 @@ elif what == "decode":
     from vq_corelog import _core
     own = 0
     reader = _core.FrameReader(path, rec.is_directory, None, None, None, None, None)
-    while reader.next(4096):
-        pass
+    collections.deque(reader, maxlen=0)
 elif what == "csv":
     text = subprocess.run(csv_cmd, check=True, capture_output=True).stdout
     out = pandas.read_csv(io.BytesIO(text)); own = int(out.memory_usage(deep=True).sum())
@@ -110,17 +118,19 @@ def main():
 
         print(f"recording: {frames} frames, {sum(p.stat().st_size for p in path.iterdir())} "
               f"bytes; best of {args.repeat}, peak memory above the start of the read")
-        print(f"{'path':30} {'seconds':>8} {'frames/s':>11} {'CPU s':>7} {'peak MB':>8} "
-              f"{'own MB':>7}")
+        print(f"{'path':30} {'seconds':>8} {'frames/s':>11} {'CPU s':>7} {'frames/CPU s':>12} "
+              f"{'peak MB':>8} {'own MB':>7}")
         rows = [("to_pandas()", "pandas"), ("to_numpy()", "numpy"),
-                ("  column reader alone", "reader"), ("frames()", "frames"),
+                ("  column reader alone", "reader"), ("frames(), iterate only", "frames"),
+                ("frames(), frame_num + head", "frames_field"),
                 ("  frame decoding alone", "decode")]
         if not args.skip_csv:
             rows.append(("vqlog export csv + read_csv", "csv"))
         for label, what in rows:
             r = timed(what)
             print(f"{label:30} {r['seconds']:8.3f} {frames / r['seconds']:11,.0f} "
-                  f"{r['cpu']:7.3f} {r['peak'] / 1e6:8.1f} {r['own'] / 1e6:7.1f}")
+                  f"{r['cpu']:7.3f} {frames / r['cpu']:12,.0f} {r['peak'] / 1e6:8.1f} "
+                  f"{r['own'] / 1e6:7.1f}")
 
 
 if __name__ == "__main__":

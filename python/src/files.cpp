@@ -1,12 +1,9 @@
-// Log files through the object path: a reader that hands out frames in batches (the library's
-// file reader does the merging of per-kind files) and a writer of frames built or read in Python.
+// Log files through the object path: a reader that hands out frames one by one (the library's
+// file reader does the merging of per-kind files) and a writer of frames built or read in
+// Python.
 #include <algorithm>
-#include <condition_variable>
-#include <deque>
-#include <mutex>
 #include <optional>
 #include <set>
-#include <thread>
 #include <vector>
 
 #include <nanobind/stl/optional.h>
@@ -51,67 +48,45 @@ public:
         _filter_kinds = kinds.has_value() && !directory;
     }
 
-    ~FrameReader() {
-        {
-            std::lock_guard<std::mutex> lock(_mutex);
-            _stop = true;
+    // The next frame of the selection as a Python object; StopIteration at the end. A damaged
+    // file gives the frames before the damage first, then raises its error, then ends. Frames are
+    // decoded one at a time in the calling thread, as the loop asks for them: the frame the loop
+    // let go of has given its records back to the library's pools, and the next frame is built
+    // into them without allocating.
+    Frame next() {
+        boost::shared_ptr<EngineOutputData> frame;
+        if (!_done) {
+            try {
+                frame = withPath(_path, [&] { return nextSelected(); });
+            } catch (...) {
+                _done = true;
+                throw;
+            }
         }
-        _changed.notify_all();
-        if (_worker.joinable()) {
-            nb::gil_scoped_release release;
-            _worker.join();
+        if (!frame) {
+            throw nb::stop_iteration();
         }
-    }
-
-    // Up to `count` frames; an empty list at the end. A damaged file gives the frames before
-    // the damage first and its error on the next call. A worker thread reads the next chunks
-    // while Python works through this one, so that decoding and Python run side by side.
-    nb::list next(std::size_t count) {
-        nb::list list;
-        if (_finished || count == 0) {
-            return list;
-        }
-        if (!_worker.joinable()) {
-            _worker = std::thread([this, count] { work(count); });
-        }
-        Chunk chunk;
-        {
-            nb::gil_scoped_release release;
-            std::unique_lock<std::mutex> lock(_mutex);
-            _changed.wait(lock, [this] { return !_queue.empty(); });
-            chunk = std::move(_queue.front());
-            _queue.pop_front();
-        }
-        _changed.notify_all();
-        if (chunk.error) {
-            _finished = true;
-            std::rethrow_exception(chunk.error);
-        }
-        _finished = chunk.last && chunk.frames.empty();
-        for (auto& frame : chunk.frames) {
-            list.append(Frame{std::move(frame)});
-        }
-        return list;
+        return Frame{std::move(frame)};
     }
 
 private:
-    void fill(std::vector<boost::shared_ptr<EngineOutputData>>& frames, std::size_t count) {
-        while (!_done && frames.size() < count) {
+    boost::shared_ptr<EngineOutputData> nextSelected() {
+        for (;;) {
             boost::shared_ptr<EngineOutputData> frame =
                 _compressed ? _compressed->readData() : _reader.readData();
             if (!frame) {
                 _done = true;
-                break;
+                return nullptr;
             }
             const unsigned long long num = frame->frameNum();
             if (_last && num > *_last) {
                 _done = true;  // frames come in frame-number order
-                break;
+                return nullptr;
             }
             if ((_first && num < *_first) || !inTime(*frame) || !keepKinds(*frame)) {
                 continue;
             }
-            frames.push_back(std::move(frame));
+            return frame;
         }
     }
 
@@ -150,55 +125,7 @@ private:
     std::optional<unsigned long long> _last;
     std::optional<double> _start;
     std::optional<double> _end;
-    bool _done = false;
-
-    // The worker's output: chunks of frames, the last one empty (the end) or holding the error.
-    struct Chunk {
-        std::vector<boost::shared_ptr<EngineOutputData>> frames;
-        std::exception_ptr error;
-        bool last = false;
-    };
-    static constexpr std::size_t QUEUED_CHUNKS = 4;
-
-    void work(std::size_t count) {
-        bool last = false;
-        while (!last) {
-            Chunk chunk;
-            try {
-                withPath(_path, [&] { fill(chunk.frames, count); });
-            } catch (...) {
-                chunk.error = std::current_exception();
-            }
-            last = chunk.error != nullptr || chunk.frames.empty();
-            chunk.last = last;
-            std::unique_lock<std::mutex> lock(_mutex);
-            _changed.wait(lock, [this] { return _stop || _queue.size() < QUEUED_CHUNKS; });
-            if (_stop) {
-                return;
-            }
-            if (chunk.error && !chunk.frames.empty()) {
-                // The frames before the damage come first, the error with the next call.
-                Chunk error;
-                error.error = chunk.error;
-                error.last = true;
-                chunk.error = nullptr;
-                chunk.last = false;
-                _queue.push_back(std::move(chunk));
-                _queue.push_back(std::move(error));
-            } else {
-                _queue.push_back(std::move(chunk));
-            }
-            lock.unlock();
-            _changed.notify_all();
-        }
-    }
-
-    std::thread _worker;
-    std::mutex _mutex;
-    std::condition_variable _changed;
-    std::deque<Chunk> _queue;
-    bool _stop = false;
-    bool _finished = false;  // the end or the error has been handed out
+    bool _done = false;  // the end reached or an error raised
 };
 
 // Writes frames to one log file or to one file per record kind.
@@ -282,15 +209,15 @@ private:
 }  // namespace
 
 void bindFiles(nb::module_& m) {
-    nb::class_<FrameReader>(m, "FrameReader", "Frames of a recording, read in batches.")
+    nb::class_<FrameReader>(m, "FrameReader", "Frames of a recording, one at a time.")
         .def(nb::init<const std::string&, bool, std::optional<std::vector<int>>,
                       std::optional<unsigned long long>, std::optional<unsigned long long>,
                       std::optional<double>, std::optional<double>>(),
              nb::arg("path"), nb::arg("directory"), nb::arg("kinds").none(),
              nb::arg("first").none(), nb::arg("last").none(), nb::arg("start").none(),
              nb::arg("end").none())
-        .def("next", &FrameReader::next, nb::arg("count"),
-             "Up to `count` frames; an empty list at the end.");
+        .def("__iter__", [](nb::handle self) { return self; })
+        .def("__next__", &FrameReader::next, "The next frame; StopIteration at the end.");
 
     nb::class_<Writer>(m, "FrameWriter", "Writes frames to log files.")
         .def(nb::init<const std::string&, bool, std::optional<std::vector<int>>, const std::string&,

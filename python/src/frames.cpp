@@ -150,6 +150,8 @@ Frame frameFromBytes(nb::bytes data) {
     });
 }
 
+// A property whose value is a tuple of floats; `get` returns the record's vector (by reference
+// where the record keeps one, so that reading it copies nothing but into the tuple).
 template <class T, class Get, class Set>
 void vectorProperty(nb::class_<T>& cls, const char* name, Get get, Set set, const char* doc) {
     cls.def_prop_rw(
@@ -164,15 +166,16 @@ void bindHead(nb::module_& m) {
         "tracking", [](const H& h) { return h.p->isTracking(); },
         [](H& h, bool value) { h.p->setTrackingState(value); }, "Whether the head is tracked.");
     vectorProperty(
-        head, "position", [](const H& h) { return h.p->headPosition(); },
+        head, "position", [](const H& h) -> decltype(auto) { return h.p->headPosition(); },
         [](H& h, const std::vector<double>& v) { h.p->setHeadPosition(v); },
         "Head position (x, y, z) in the engine's length unit (metres in vqlog's demo).");
     vectorProperty(
-        head, "rotation", [](const H& h) { return h.p->headRotation(); },
+        head, "rotation", [](const H& h) -> decltype(auto) { return h.p->headRotation(); },
         [](H& h, const std::vector<double>& v) { h.p->setHeadRotation(v); },
         "Head rotation as Euler angles (x, y, z) in radians, derived from the quaternion.");
     vectorProperty(
-        head, "quaternion", [](const H& h) { return h.p->headRotationQuaternion(); },
+        head, "quaternion",
+        [](const H& h) -> decltype(auto) { return h.p->headRotationQuaternion(); },
         [](H& h, const std::vector<double>& v) { h.p->setHeadRotationQuaternion(v); },
         "Head rotation as a quaternion (w, x, y, z), as recorded.");
     head.def_prop_rw(
@@ -206,7 +209,8 @@ const boost::shared_ptr<EyeClosureOutputData>& closureOf(const Eye& eye) {
 void bindEyes(nb::module_& m) {
     nb::class_<Pupil> pupil(m, "Pupil", "One eye's pupil.");
     vectorProperty(
-        pupil, "position", [](const Pupil& p) { return p.p->pupilPosition(p.id); },
+        pupil, "position",
+        [](const Pupil& p) -> decltype(auto) { return p.p->pupilPosition(p.id); },
         [](Pupil& p, const std::vector<double>& v) { p.p->setPupilPosition(p.id, toFloats(v)); },
         "Pupil centre (x, y, z) in the engine's length unit (metres in vqlog's demo).");
     pupil.def_prop_rw(
@@ -225,7 +229,7 @@ void bindEyes(nb::module_& m) {
         },
         "Gaze quality: 0 no tracking, 1 low, 2 medium, 3 infrared gaze.");
     vectorProperty(
-        gaze, "eyeball", [](const Gaze& g) { return g.p->eyeballCentre(g.id); },
+        gaze, "eyeball", [](const Gaze& g) -> decltype(auto) { return g.p->eyeballCentre(g.id); },
         [](Gaze& g, const std::vector<double>& v) { g.p->setEyeballCentre(g.id, toFloats(v)); },
         "Eyeball centre (x, y, z) in the engine's length unit (metres in vqlog's demo).");
     gaze.def_prop_rw(

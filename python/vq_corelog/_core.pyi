@@ -445,12 +445,14 @@ class Frame:
     def __repr__(self) -> str: ...
 
 class FrameReader:
-    """Frames of a recording, read in batches."""
+    """Frames of a recording, one at a time."""
 
     def __init__(self, path: str, directory: bool, kinds: Sequence[int] | None, first: int | None, last: int | None, start: float | None, end: float | None) -> None: ...
 
-    def next(self, count: int) -> list:
-        """Up to `count` frames; an empty list at the end."""
+    def __iter__(self) -> FrameReader: ...
+
+    def __next__(self) -> Frame:
+        """The next frame; StopIteration at the end."""
 
 class FrameWriter:
     """Writes frames to log files."""

@@ -91,14 +91,11 @@ class Recording:
         """The frames in frame-number order, as :class:`Frame` objects.
 
         Per-kind files are merged by frame number. A damaged file yields the frames before
-        the damage and then raises its error.
+        the damage and then raises its error. Frames are decoded one at a time as the loop
+        asks for them, so a loop that keeps no frame reuses the records of the one before;
+        ``batch`` is kept for compatibility and changes nothing.
         """
-        reader = _core.FrameReader(self.path, self.is_directory, *self._selection())
-        while True:
-            chunk = reader.next(batch)
-            if not chunk:
-                return
-            yield from chunk
+        yield from _core.FrameReader(self.path, self.is_directory, *self._selection())
 
     __iter__ = frames
 
