@@ -367,9 +367,12 @@ struct ExportPlan {
     vq::eod::io::RecordingSummary summary;
 };
 
-// Rows a thread formats at a time: a batch is 16 chunks, so that neither thread waits long for
-// the other at its end.
-constexpr std::size_t CHUNK_ROWS = 256;
+// Rows a batch holds: its columns (about 330 KB for the 80 of the frame table) and their text stay
+// in a core's cache between the read and the formatting, which 4096 rows (2.6 MB) did not.
+constexpr std::size_t BATCH_ROWS = 512;
+// Rows a thread formats at a time: a batch is 8 chunks, so that neither thread waits long for the
+// other at its end.
+constexpr std::size_t CHUNK_ROWS = 64;
 
 // The processors this process may run on (at least 1).
 std::size_t processors() {
@@ -378,8 +381,8 @@ std::size_t processors() {
 
 ExportPlan planExport(const ExportOptions& options, const Selection& selection, Table table) {
     ExportPlan plan;
-    // The batch and its text: a few MB whatever the recording's length.
-    plan.read = columnOptions(options.path, selection, 4096);
+    // Two batches and their text: bounded whatever the recording's length.
+    plan.read = columnOptions(options.path, selection, BATCH_ROWS);
     plan.read.table = table;
     try {
         plan.summary = vq::eod::io::scanRecording(options.path, plan.read);
