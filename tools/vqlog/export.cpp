@@ -2,7 +2,6 @@
 // library's column reader.
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <cmath>
 #include <cstdio>
 #include <cstring>
