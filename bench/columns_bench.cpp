@@ -4,6 +4,7 @@
 // The demo recording (216,000 frames, per kind: `vqlog demo --fast --seconds 600 --rate 360`)
 // is made once per run in a scratch directory under $TMPDIR (or /tmp) and removed at exit; the
 // two recording benchmarks need the vqlog of the same build and are skipped without it.
+#include <sys/resource.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
@@ -103,7 +104,16 @@ void readDemo(benchmark::State& state) {
 }
 BENCHMARK(readDemo)->Name("columns/read_demo")->UseRealTime()->Unit(benchmark::kMillisecond);
 
-// `vqlog export --format csv` of the demo recording to a file, the whole process.
+// The user and system time of the children waited for so far.
+double childCpuSeconds() {
+    rusage usage{};
+    ::getrusage(RUSAGE_CHILDREN, &usage);
+    return static_cast<double>(usage.ru_utime.tv_sec + usage.ru_stime.tv_sec) +
+           static_cast<double>(usage.ru_utime.tv_usec + usage.ru_stime.tv_usec) / 1e6;
+}
+
+// `vqlog export --format csv` of the demo recording to a file, the whole process: wall-clock
+// time, and the CPU time of the process as counters.
 void exportDemo(benchmark::State& state) {
     if (demo().path().empty()) {
         state.SkipWithError("vqlog demo failed");
@@ -112,15 +122,23 @@ void exportDemo(benchmark::State& state) {
     const std::string out = demo().scratch("demo.csv");
     const std::string command = std::string(VQ_BENCH_VQLOG) + " export " + demo().path() +
                                 " --format csv -o " + out + " 2> /dev/null";
+    double cpu_s = 0;  // the processes' user and system time: the export runs on two threads
     for (auto _ : state) {
         std::filesystem::remove(out);
+        const double before = childCpuSeconds();
         if (std::system(command.c_str()) != 0) {
             state.SkipWithError("vqlog export failed");
             break;
         }
+        cpu_s += childCpuSeconds() - before;
     }
     std::filesystem::remove(out);
     state.SetItemsProcessed(state.iterations() * static_cast<std::int64_t>(DEMO_FRAMES));
+    if (state.iterations() > 0) {
+        state.counters["cpu_ms"] = 1000 * cpu_s / static_cast<double>(state.iterations());
+        state.counters["frames_per_cpu_s"] =
+            static_cast<double>(state.iterations()) * DEMO_FRAMES / cpu_s;
+    }
 }
 BENCHMARK(exportDemo)->Name("columns/export_csv")->UseRealTime()->Unit(benchmark::kMillisecond);
 #endif

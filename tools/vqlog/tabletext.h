@@ -5,8 +5,15 @@
 // that is not part of a valid UTF-8 sequence (a stray continuation byte, an overlong form, a
 // surrogate, a code point beyond U+10FFFF, a sequence cut short) as the four characters \xNN
 // (NN the byte in upper-case hex). A label's own backslashes are left as they are.
+//
+// Numbers as vqlog's tables write them: the text std::to_chars writes (the shortest text that
+// reads back as the value for floats and doubles), written in place. Each function writes at
+// `out`, which needs NUMBER_ROOM characters of room, and returns the end of the text; what it
+// writes beyond that end is garbage.
 #pragma once
 
+#include <cstddef>
+#include <cstdint>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -14,6 +21,17 @@
 #include "vq/corelog.h"
 
 namespace vqlog {
+
+constexpr std::size_t NUMBER_ROOM = 64;
+
+// The shortest text that reads back as the finite `value`, character for character what
+// std::to_chars(out, out + NUMBER_ROOM, value) writes: the fixed form when it is not longer than
+// the scientific one (d.ddde-XX, exponents of at least two digits).
+char* shortestText(char* out, float value);
+char* shortestText(char* out, double value);
+
+// `value` in decimal, as std::to_chars writes it.
+char* integerText(char* out, std::int64_t value);
 
 // A comma-separated list of the names of columns of `table` (as `vqlog schema` lists them), in
 // the order given. UsageError "--columns: unknown column 'x' ..." for a name the table lacks,

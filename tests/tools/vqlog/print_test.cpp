@@ -183,6 +183,37 @@ TEST(VqlogExport, GpsInSignedDegreesAndTextAndNumbersThatSurviveEveryReader) {
         "\"gps_longitude_deg\":151.21,\"gps_speed_km_h\":null,\"gps_course\":null}\n");
 }
 
+// Export formats batches of rows on two threads: over several batches every row comes once, in
+// frame order, the whole export being the concatenation of exports of its parts; an output that
+// fails ends it with exit code 1.
+TEST(VqlogExport, RowsInOrderOverManyBatchesAndAFullOutput) {
+    TempDir dir;
+    const unsigned int frames = 1500;  // three batches, each of several chunks
+    writeRecording(dir / "many.vql", timedFrames(frames), false);
+    const ProcessResult whole = vqlog({"export", dir / "many.vql"});
+    ASSERT_EQ(whole.exit_code, 0) << whole.err;
+    std::istringstream lines(whole.out.substr(whole.out.find('\n') + 1));
+    unsigned int row = 0;
+    for (std::string line; std::getline(lines, line); ++row) {
+        ASSERT_EQ(line.substr(0, line.find(',')), std::to_string(row));
+    }
+    EXPECT_EQ(row, frames);
+    std::string parts;
+    for (unsigned int from = 0; from < frames; from += 300) {
+        const ProcessResult part =
+            vqlog({"export", dir / "many.vql", "--from", std::to_string(from), "--to",
+                   std::to_string(from + 299)});
+        parts += from == 0 ? part.out : part.out.substr(part.out.find('\n') + 1);
+    }
+    EXPECT_EQ(whole.out, parts);
+
+    const ProcessResult full =
+        runProcess({"/bin/sh", "-c",
+                    std::string(VQLOG_PATH) + " export '" + (dir / "many.vql") + "' > /dev/full"});
+    EXPECT_EQ(full.exit_code, 1);
+    EXPECT_EQ(full.err, "vqlog export: cannot write the output\n");
+}
+
 }  // namespace
 }  // namespace vqtest
 

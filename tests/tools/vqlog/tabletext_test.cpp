@@ -1,5 +1,12 @@
-// The text of vqlog's tables: column lists and labels escaped outside UTF-8.
+// The text of vqlog's tables: column lists, labels escaped outside UTF-8, and numbers as
+// std::to_chars writes them.
 #include "vqlog/tabletext.h"
+
+#include <charconv>
+#include <cmath>
+#include <cstring>
+#include <limits>
+#include <random>
 
 #include <gtest/gtest.h>
 
@@ -43,6 +50,91 @@ TEST(VqlogTableText, ColumnListsAndEscapedLabels) {
         EXPECT_EQ(vqlog::escapeLabel(label.text, true), label.one_line) << label.text;
         EXPECT_EQ(vqlog::needsEscape(label.text, false), label.escaped != label.text);
         EXPECT_EQ(vqlog::needsEscape(label.text, true), label.one_line != label.text);
+    }
+}
+
+// What std::to_chars writes for `value`, and what vqlog writes.
+template <typename T>
+std::pair<std::string, std::string> bothTexts(T value) {
+    char expected[vqlog::NUMBER_ROOM];
+    char got[vqlog::NUMBER_ROOM];
+    char* expected_end = std::to_chars(expected, expected + sizeof expected, value).ptr;
+    char* got_end;
+    if constexpr (std::is_integral_v<T>) {
+        got_end = vqlog::integerText(got, value);
+    } else {
+        got_end = vqlog::shortestText(got, value);
+    }
+    return {std::string(+expected, expected_end), std::string(+got, got_end)};
+}
+
+TEST(VqlogTableText, NumbersAsToChars) {
+    // Each form and the lengths at which the choice between fixed and scientific turns.
+    for (double value : {0.0,
+                         -0.0,
+                         1.0,
+                         -2.5,
+                         0.5761817,
+                         0.001,
+                         0.0001,
+                         0.00012,
+                         0.000123,
+                         1e-5,
+                         960.0,
+                         1e4,
+                         1e5,
+                         1e6,
+                         12e5,
+                         123e5,
+                         1e22,
+                         1e23,
+                         1795416393.0,
+                         48.137200000021195,
+                         12345678901234567.0,
+                         1e16,
+                         1e300,
+                         5e-324,
+                         std::numeric_limits<double>::max(),
+                         std::numeric_limits<double>::min()}) {
+        const auto [expected, got] = bothTexts(value);
+        EXPECT_EQ(got, expected);
+        const float single = static_cast<float>(value);
+        if (std::isfinite(single)) {
+            const auto [expected_float, got_float] = bothTexts(single);
+            EXPECT_EQ(got_float, expected_float);
+        }
+    }
+    for (std::int64_t value :
+         {std::int64_t{0}, std::int64_t{-1}, std::int64_t{7}, std::int64_t{99999999},
+          std::int64_t{100000000}, std::int64_t{9999999999999999}, std::int64_t{10000000000000000},
+          std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}) {
+        const auto [expected, got] = bothTexts(value);
+        EXPECT_EQ(got, expected);
+    }
+    // Random bit patterns and random values of the magnitudes recordings hold.
+    const std::uint64_t seed = std::random_device{}();
+    std::mt19937_64 random(seed);
+    for (int i = 0; i < 100000; ++i) {
+        const std::uint64_t bits = random();
+        double any_double;
+        std::memcpy(&any_double, &bits, sizeof any_double);
+        float any_float;
+        const auto low = static_cast<std::uint32_t>(bits);
+        std::memcpy(&any_float, &low, sizeof any_float);
+        const double usual =
+            std::ldexp(static_cast<double>(bits >> 11) * 0x1p-53, static_cast<int>(bits % 80) - 40);
+        std::vector<std::pair<std::string, std::string>> texts{
+            bothTexts(usual), bothTexts(static_cast<float>(-usual)),
+            bothTexts(static_cast<std::int64_t>(bits) >> (bits % 64))};
+        if (std::isfinite(any_double)) {
+            texts.push_back(bothTexts(any_double));
+        }
+        if (std::isfinite(any_float)) {
+            texts.push_back(bothTexts(any_float));
+        }
+        for (const auto& [expected, got] : texts) {
+            ASSERT_EQ(got, expected) << "seed " << seed;
+        }
     }
 }
 
