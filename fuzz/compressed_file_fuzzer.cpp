@@ -7,8 +7,9 @@
 //   1: a chunk's contents before compression (run table and columns), which the target
 //      compresses and wraps in a valid file with right checksums and frame numbers;
 //   2: a chunk's compressed contents (a zstd frame), wrapped the same way.
-// Besides surviving: every read moves on (the loop ends within a read per chunk and frame), and
-// a chunk reported damaged by reading is reported by verify() too.
+// Besides surviving: every read moves on (the loop ends within a read per chunk and frame), a
+// chunk reported damaged by reading is reported by verify() too, and the column reader gives
+// the same rows taking runs of frames of one shape as taking frames one by one.
 #include <cstddef>
 #include <cstdint>
 #include <cstring>
@@ -123,6 +124,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
     if (reader.verify().size() < damaged_by_reading) {
         vqfuzz::fail("verify() found less damage than reading");
     }
+    vqfuzz::checkRuns(path);
     for (const std::uint32_t target : {0u, 1u, 1000u, 0xFFFFFFFFu}) {
         try {
             reader.seekFrame(target);

@@ -7,6 +7,7 @@
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
+#include <limits>
 #include <memory>
 #include <string>
 #include <system_error>
@@ -36,6 +37,59 @@ inline vq::eod::ByteBuffer serialized(const vq::eod::Serializable& object) {
     }
     bytes.insert(bytes.begin(), 0);  // tells it apart from the enabled object
     return bytes;
+}
+
+// The rows of the frame table of a recording that a time range taking every time takes, cell
+// by cell (those a read gave before its error too: they stay in the batch), then the error.
+inline std::string timedRows(const std::string& path, bool one_by_one) {
+    using namespace vq::eod::io;
+    ColumnReaderOptions options;
+    options.batch_rows = 5;
+    if (one_by_one) {
+        options.start_s = std::numeric_limits<double>::lowest();
+    }
+    std::string out;
+    ColumnBatch batch;
+    auto take = [&out, &batch] {
+        const int time = batch.find("time_s");
+        for (std::size_t row = 0; time >= 0 && row < batch.numRows(); ++row) {
+            const Column& t = batch.column(static_cast<std::size_t>(time));
+            if (!t.valid(row) ||
+                !(t.values<double>()[row] >= std::numeric_limits<double>::lowest())) {
+                continue;  // not a row that the time range takes
+            }
+            for (std::size_t i = 0; i < batch.numColumns(); ++i) {
+                const Column& c = batch.column(i);
+                out += static_cast<char>(c.valid(row));
+                const std::size_t width = vq::eod::columnTypeSize(c.type());
+                if (width == 0) {
+                    const auto* offsets = c.values<std::uint32_t>();
+                    out.append(c.chars() + offsets[row], offsets[row + 1] - offsets[row]);
+                } else {
+                    out.append(static_cast<const char*>(c.data()) + row * width, width);
+                }
+            }
+        }
+    };
+    try {
+        ColumnReader reader(path, options);
+        while (reader.next(batch)) {
+            take();
+        }
+    } catch (const vq::eod::EODError& error) {
+        take();
+        out += "error: ";
+        out += error.what();
+    }
+    return out;
+}
+
+// The column reader gives the same rows and error whether it takes frames of repeated shapes a
+// run at a time or (under a time range that takes every frame with a timing record) one by one.
+inline void checkRuns(const std::string& path) {
+    if (timedRows(path, false) != timedRows(path, true)) {
+        fail("the column reader's runs give other rows than frames read one by one");
+    }
 }
 
 // Whatever decodes re-encodes to bytes that decode again to the same bytes: the first encoding

@@ -6,7 +6,9 @@
 // directory as k0.vql, k1.vql, ... and removed afterwards.
 //
 // Besides the shared checks: the reader comes to an end within a bounded number of calls, also
-// when calls fail, and fails only with EngineOutputDataFileError or SerializableError.
+// when calls fail, and fails only with EngineOutputDataFileError or SerializableError. The
+// column reader gives the same rows and error whether it takes frames of repeated shapes a run
+// at a time or (under a time range that takes every frame with a timing record) one by one.
 #include <algorithm>
 #include <cstddef>
 #include <cstdint>
@@ -71,6 +73,9 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
         }
     }
     reader.closeFiles();
+    if (options == 0) {
+        vqfuzz::checkRuns(scratch.path());
+    }
     scratch.clear();
     return 0;
 }

@@ -1,5 +1,8 @@
 #include "vq/eod/frameview.h"
 
+#include <algorithm>
+#include <cstring>
+
 namespace vq::eod {
 
 namespace {
@@ -138,6 +141,7 @@ ViewStatus FrameView::reset(const unsigned char* data, std::size_t size) noexcep
     _size = size;
     _bytes = 0;
     _count = 0;
+    _label_shapes = 0;
     _frame_num = 0;
     _exact = true;
     RecordHeader header;
@@ -196,7 +200,47 @@ bool FrameView::sameShape(const unsigned char* data, std::size_t size) noexcept 
         // writes the index anew, and reads none of it before.
         records[i - 1].data = data + entry.offset + RecordHeader::SHORT_HEADER_BYTES;
     }
-    return differ == 0;
+    return differ == 0 && sameLabels(data);
+}
+
+bool FrameView::sameLabels(const unsigned char* data) const noexcept {
+    for (std::size_t i = 0; i < _label_shapes; ++i) {
+        const LabelShape& shape = _labels[i];
+        if (std::memcmp(data + shape.text_at, shape.text.data(), shape.text_bytes) != 0) {
+            return false;
+        }
+        for (std::size_t c = 0; c < 3; ++c) {
+            if (byteorder::load<std::uint64_t>(data + shape.count_at[c]) != shape.count[c]) {
+                return false;
+            }
+        }
+    }
+    return true;
+}
+
+bool FrameView::repeats(const unsigned char* data, std::size_t size) const noexcept {
+    return repeatsEach(data, size, 1) == 1;
+}
+
+std::size_t FrameView::repeatsEach(const unsigned char* data, std::size_t size,
+                                   std::size_t most) const noexcept {
+    if (!_shaped || !exact()) {
+        return 0;
+    }
+    const ShapeEntry* const shape = _shape.data();
+    const std::size_t entries = _count + 1;
+    std::size_t k = 0;
+    for (; k < most && size >= _bytes; ++k, data += _bytes, size -= _bytes) {
+        unsigned int differ = 0;
+        for (std::size_t i = 0; i < entries; ++i) {
+            differ |= byteorder::load<std::uint32_t>(data + shape[i].offset) ^ shape[i].header;
+            differ |= static_cast<unsigned int>(data[shape[i].count_at] ^ shape[i].count);
+        }
+        if (differ != 0 || (_label_shapes > 0 && !sameLabels(data))) {
+            break;
+        }
+    }
+    return k;
 }
 
 // Notes the shape of the frame just read along the common path.
@@ -204,12 +248,14 @@ void FrameView::keepShape() noexcept {
     const std::size_t n = _count + 1;
     for (std::size_t i = 0; i < n; ++i) {
         const std::size_t offset = i == 0 ? 0 : _records[i - 1].offset;
-        const std::size_t fields =
-            i == 0 ? 4 : static_cast<std::size_t>(fieldBytes(_records[i - 1].object_id));
+        const int fields = i == 0 ? 4 : fieldBytes(_records[i - 1].object_id);
         ShapeEntry& entry = _shape[i];
         entry.offset = static_cast<std::uint32_t>(offset);
         entry.header = byteorder::load<std::uint32_t>(_data + offset);
-        entry.count_at = static_cast<std::uint32_t>(offset + 4 + fields);
+        // A labelled record on the common path ends with its count byte (of 0).
+        entry.count_at = static_cast<std::uint32_t>(
+            fields >= 0 ? offset + 4 + static_cast<std::size_t>(fields)
+                        : offset + RecordHeader::SHORT_HEADER_BYTES + _records[i - 1].size - 1);
         entry.count = _data[entry.count_at];
     }
     _shaped = true;
@@ -274,6 +320,11 @@ inline ViewStatus FrameView::children(std::size_t& p, int index, int depth, unsi
             r.size = static_cast<std::uint32_t>(q - pos - 3);
             sub_held = q - pos;
             n = _count;
+        } else if (sub_fields < NOT_DECODED && sub_fields >= LABELLED_WITH_EYE &&
+                   labelled(pos, index, depth, n)) {
+            sub_held = records[n].size + RecordHeader::SHORT_HEADER_BYTES;
+            sub_unannounced = LABELLED_UNANNOUNCED;
+            ++n;
         } else {
             _count = n;
             const ViewStatus status = walk(pos, index, depth + 1, sub_held, sub_unannounced);
@@ -301,6 +352,66 @@ inline ViewStatus FrameView::children(std::size_t& p, int index, int depth, unsi
 ViewStatus FrameView::nested(std::size_t& p, int index, int depth, unsigned int count,
                              std::uint64_t& inside) noexcept {
     return children(p, index, depth, count, inside);
+}
+
+// A labelled intersection record at `pos` that takes the common path (see LabelShape): enters
+// it as records[n] and notes its shape; false (nothing entered) for every other one, which
+// walk() reads. Such a record is read as walk() reads it: all of it is checked here.
+bool FrameView::labelled(std::size_t pos, int index, int depth, std::size_t n) noexcept {
+    const unsigned char* const at = _data + pos;
+    const std::size_t left = _size - pos;
+    const bool eye = static_cast<char>(at[0]) == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4;
+    std::size_t p = 4 + (eye ? 1 : 0);  // after the flag (and the eye)
+    if (n >= MAX_RECORDS || _label_shapes == MAX_LABEL_SHAPES || at[3] != 1 ||
+        announced(at) == RecordHeader::EXTENDED_SIZE_COOKIE || left < p + 8 || (eye && at[4] > 2)) {
+        return false;
+    }
+    LabelShape& shape = _labels[_label_shapes];
+    const std::uint64_t labels = byteorder::load<std::uint64_t>(at + p);
+    p += 8;
+    if (labels > 1) {
+        return false;
+    }
+    if (labels == 1) {
+        const std::size_t end = std::min(left, 4 + LabelShape::MAX_TEXT - 1);
+        while (p < end && at[p] != 0) {
+            ++p;
+        }
+        if (p == end || left - p < 5) {
+            return false;  // no 0 byte within the label's room, or no index after it
+        }
+        ++p;
+    }
+    shape.text_at = static_cast<std::uint32_t>(pos + 4);
+    shape.text_bytes = static_cast<std::uint32_t>(p - 4);
+    std::memcpy(shape.text.data(), at + 4, p - 4);
+    p += labels == 1 ? 4 : 0;
+    constexpr std::size_t ENTRY[3] = {16, 12, 12};
+    for (std::size_t c = 0; c < 3; ++c) {
+        if (left - p < 8) {
+            return false;
+        }
+        const std::uint64_t count = byteorder::load<std::uint64_t>(at + p);
+        if (count > 1 || left - p - 8 < count * ENTRY[c]) {
+            return false;
+        }
+        shape.count_at[c] = static_cast<std::uint32_t>(pos + p);
+        shape.count[c] = count;
+        p += 8 + count * ENTRY[c];
+    }
+    if (left - p < 1 || at[p] != 0 || p + 1 - 3 != announced(at) + LABELLED_UNANNOUNCED) {
+        return false;  // sub-records, or a size that walk() judges
+    }
+    ++p;
+    RecordRef& r = _records[n];
+    r.data = at + 3;
+    r.size = static_cast<std::uint32_t>(p - 3);
+    r.offset = static_cast<std::uint32_t>(pos);
+    r.parent = static_cast<std::int16_t>(index);
+    r.object_id = static_cast<char>(at[0]);
+    r.depth = static_cast<std::uint8_t>(depth + 1);
+    ++_label_shapes;
+    return true;
 }
 
 // Checks the record whose header is at `pos`, enters it in the index (unless it is the frame,

@@ -110,6 +110,19 @@ public:
     const RecordRef* begin() const { return _records.data(); }
     const RecordRef* end() const { return _records.data() + _count; }
 
+    // Whether the frame at `data` (of `size` bytes, as for reset()) has the shape of the frame
+    // this view holds: the view holds an exact frame whose records all took the common path
+    // (short headers, enabled, fixed fields), and `data` holds the same structural bytes (each
+    // record's object ID, announced size, flag and count byte) at the same offsets. Such a
+    // frame is exact, bytes() long, and its records are those of record(0 .. numRecords() - 1)
+    // moved by `data - this->data()`; its frame number is the 4 bytes at `data + 4`. The view
+    // itself does not change.
+    bool repeats(const unsigned char* data, std::size_t size) const noexcept;
+    // How many frames laid one after another from `data` (`size` bytes in all), each bytes()
+    // long, repeat that shape: repeats() of each, up to `most` of them.
+    std::size_t repeatsEach(const unsigned char* data, std::size_t size,
+                            std::size_t most) const noexcept;
+
     // The first record of this kind whose parent is `parent` (-1: the frame), or null.
     const RecordRef* find(char object_id, int parent = -1) const;
     // The index of a record of this view.
@@ -133,18 +146,37 @@ private:
     void keepShape() noexcept;
 
     // The shape of the last frame, when every record in it took the common path (a short
-    // header, enabled, fixed fields): per record its first four bytes (kind, announced size,
-    // flag) and its count byte. A frame whose bytes hold the same values at the same offsets is
-    // read exactly as that one was, so reset() checks those bytes and moves the index onto it.
+    // header, enabled, fixed fields or a simple labelled record): per record its first four
+    // bytes (kind, announced size, flag) and its count byte. A frame whose bytes hold the same
+    // values at the same offsets is read exactly as that one was, so reset() checks those bytes and
+    // moves the index onto it.
     struct ShapeEntry {
         std::uint32_t header = 0;
         std::uint32_t offset = 0;
         std::uint32_t count_at = 0;
         unsigned char count = 0;
     };
+    // A labelled intersection record on the common path (short header, enabled, at most one
+    // label, at most one entry of each kind, no sub-records): the bytes that decide its extent
+    // are the eye byte (V4), the label count and the label up to its 0 byte, kept here, and the
+    // three entry counts.
+    struct LabelShape {
+        static constexpr std::size_t MAX_TEXT = 40;  // eye, count, label and its 0 byte
+        std::uint32_t text_at = 0;
+        std::uint32_t text_bytes = 0;
+        std::array<std::uint32_t, 3> count_at{};
+        std::array<std::uint64_t, 3> count{};
+        std::array<unsigned char, MAX_TEXT> text{};
+    };
+    static constexpr std::size_t MAX_LABEL_SHAPES = 4;
+    bool labelled(std::size_t pos, int index, int depth, std::size_t n) noexcept;
+    bool sameLabels(const unsigned char* data) const noexcept;
+
     bool _common = false;  // the walk so far took the common path only
     bool _shaped = false;  // _shape describes the index
     std::array<ShapeEntry, MAX_RECORDS + 1> _shape{};
+    std::size_t _label_shapes = 0;
+    std::array<LabelShape, MAX_LABEL_SHAPES> _labels{};
 
     const unsigned char* _data = nullptr;
     std::size_t _size = 0;

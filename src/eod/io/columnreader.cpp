@@ -25,6 +25,18 @@ namespace vq::eod::io {
 
 FrameSource::~FrameSource() = default;
 
+bool FrameSource::nextBlock(FrameBlock& block) {
+    FrameBytes frame;
+    if (!next(frame)) {
+        return false;
+    }
+    _one[1] = frame.size;
+    block.base = frame.data;
+    block.offsets = _one;
+    block.count = 1;
+    return true;
+}
+
 int ColumnBatch::find(const std::string& name) const {
     for (std::size_t i = 0; i < _columns.size(); ++i) {
         if (name == _columns[i].info().name) {
@@ -40,10 +52,27 @@ namespace id = object_id;
 
 enum class Got { FRAME, END, DAMAGED };
 
+// The frames of an input from its read position on, for runs: they lie one after another from
+// `data` (`size` bytes in all); offsets null: back to back, each as long as its view says;
+// else frame k spans offsets[k] - offsets[0] to offsets[k + 1] - offsets[0] from `data`, for
+// k < count.
+struct Stretch {
+    const unsigned char* data = nullptr;
+    std::size_t size = 0;
+    const std::size_t* offsets = nullptr;
+    std::size_t count = 0;
+};
+
 // Where the reader takes frames from: views them one at a time.
 class Input {
 public:
     virtual ~Input() = default;
+    // Whether runs may read this input's frames through stretch() and skip().
+    virtual bool runnable() const { return false; }
+    // The frames from the read position on (none when the input holds no more at hand).
+    virtual Stretch stretch() const { return {}; }
+    // Moves the read position past `frames` frames of stretch(), `bytes` in all.
+    virtual void skip(std::size_t /*frames*/, std::size_t /*bytes*/) {}
     // Views the next frame into `view` (again the same one until consume()).
     virtual Got view(FrameView& view) = 0;
     virtual void consume(const FrameView& view) = 0;
@@ -97,8 +126,14 @@ public:
         }
         return Got::FRAME;
     }
-    void consume(const FrameView& view) override {
-        _pos += view.bytes();
+    void consume(const FrameView& view) override { advance(view.bytes()); }
+    bool runnable() const override { return !_failed; }
+    Stretch stretch() const override { return {_data + _pos, _size - _pos, nullptr, 0}; }
+    void skip(std::size_t /*frames*/, std::size_t bytes) override { advance(bytes); }
+
+private:
+    void advance(std::size_t bytes) {
+        _pos += bytes;
         if (_pos - _dropped >= DROP_BYTES) {
             const std::size_t page = static_cast<std::size_t>(::sysconf(_SC_PAGESIZE));
             const std::size_t end = _pos / page * page;
@@ -107,7 +142,6 @@ public:
         }
     }
 
-private:
     const unsigned char* _data = nullptr;
     std::size_t _size = 0;
     std::size_t _pos = 0;
@@ -122,8 +156,9 @@ bool serializeFrame(const Serializable& frame, ByteBuffer& bytes, FrameView& vie
     return view.reset(bytes.data(), bytes.size()) == ViewStatus::OK;
 }
 
-// A FrameSource of another format; frames the view does not take as they stand go through the
-// record factory, which gives the error or the frame's records.
+// A FrameSource of another format, read a block of frames at a time; frames the view does not
+// take as they stand go through the record factory, which gives the error or the frame's
+// records.
 class SourceInput : public Input {
 public:
     explicit SourceInput(std::unique_ptr<FrameSource> source) : _source(std::move(source)) {}
@@ -131,12 +166,16 @@ public:
         if (_held) {
             return Got::FRAME;
         }
-        FrameBytes frame;
-        if (!_source->next(frame)) {
-            return Got::END;
+        while (_index == _block.count) {
+            if (!_source->nextBlock(_block)) {
+                return Got::END;
+            }
+            _index = 0;
         }
-        if (view.reset(frame.data, frame.size) != ViewStatus::OK || !view.exact()) {
-            ByteBuffer copy(frame.data, frame.data + frame.size);
+        const unsigned char* data = _block.base + _block.offsets[_index];
+        const std::size_t size = _block.offsets[_index + 1] - _block.offsets[_index];
+        if (view.reset(data, size) != ViewStatus::OK || !view.exact()) {
+            ByteBuffer copy(data, data + size);
             int pos = 0;
             boost::shared_ptr<Serializable> object = SerializableFactory::newObject(copy, pos);
             auto decoded = boost::dynamic_pointer_cast<EngineOutputData>(object);
@@ -152,10 +191,25 @@ public:
         _held = true;
         return Got::FRAME;
     }
-    void consume(const FrameView&) override { _held = false; }
+    void consume(const FrameView&) override {
+        _held = false;
+        ++_index;
+    }
+    bool runnable() const override { return true; }
+    Stretch stretch() const override {
+        if (_index == _block.count) {
+            return {};
+        }
+        const std::size_t* offsets = _block.offsets + _index;
+        const std::size_t count = _block.count - _index;
+        return {_block.base + offsets[0], offsets[count] - offsets[0], offsets, count};
+    }
+    void skip(std::size_t frames, std::size_t /*bytes*/) override { _index += frames; }
 
 private:
     std::unique_ptr<FrameSource> _source;
+    FrameBlock _block;
+    std::size_t _index = 0;  // of the next frame in the block
     ByteBuffer _rewritten;
     bool _held = false;
 };
@@ -287,6 +341,32 @@ public:
     }
     std::size_t rows() const { return _row; }
     void finishRow() { ++_row; }
+    void finishRows(std::size_t count) { _row += count; }
+    bool selected(std::size_t column) const { return _slots[column] != nullptr; }
+    // The values of a column from the current row on (valid until the next reserve()).
+    template <typename T>
+    T* column(std::size_t column) const {
+        return static_cast<T*>(_values[column]) + _row;
+    }
+    // Columns first .. first + count - 1 hold values in `rows` rows from the current row on.
+    void present(std::size_t first, std::size_t count, std::size_t rows) const {
+        for (std::size_t c = first; c < first + count; ++c) {
+            std::memset(_valid[c] + _row, 1, rows);
+        }
+    }
+    // Columns first .. first + count - 1 have no values in `rows` rows from the current row on.
+    void absent(std::size_t first, std::size_t count, std::size_t rows) const {
+        for (std::size_t c = first; c < first + count; ++c) {
+            if (_width[c] == 0) {
+                auto* offsets = static_cast<std::uint32_t*>(_values[c]) + _row;
+                std::fill(offsets + 1, offsets + rows + 1, offsets[0]);
+            } else {
+                std::memset(static_cast<unsigned char*>(_values[c]) + _row * _width[c], 0,
+                            rows * _width[c]);
+            }
+            std::memset(_valid[c] + _row, 0, rows);
+        }
+    }
     void finish() {
         _batch->_rows = _row;
         for (Column& c : _batch->_columns) {
@@ -298,13 +378,14 @@ public:
         return _selected_before[first + count] != _selected_before[first];
     }
 
-    void putText(std::size_t column, std::string_view text) {
+    // The text of a STRING column in row `k` from the current row on; rows are given in order.
+    void putText(std::size_t column, std::string_view text, std::size_t k = 0) {
         Column* c = _slots[column];
         if (c != nullptr) {
             c->_chars.insert(c->_chars.end(), text.begin(), text.end());
-            reinterpret_cast<std::uint32_t*>(c->_values.data())[_row + 1] =
+            reinterpret_cast<std::uint32_t*>(c->_values.data())[_row + k + 1] =
                 static_cast<std::uint32_t>(c->_chars.size());
-            c->_valid[_row] = 1;
+            c->_valid[_row + k] = 1;
         }
     }
     // Where the values of the current row go.
@@ -349,8 +430,10 @@ public:
             }
         }
     };
-    // Valid until the next reserve().
-    Cells cells() const { return Cells{_values.data(), _valid.data(), _width.data(), _row}; }
+    // Row `k` from the current row on; valid until the next reserve().
+    Cells cells(std::size_t k = 0) const {
+        return Cells{_values.data(), _valid.data(), _width.data(), _row + k};
+    }
 
 private:
     std::vector<Column*> _slots;  // per column of the table, null when not selected
@@ -400,45 +483,159 @@ enum LongColumn : std::size_t {
     L_END = L_OBJECT + 3,
 };
 
-void fillFrame(ColumnFiller& filler, std::uint32_t frame_num, const Picked& p) {
-    const ColumnFiller::Cells out = filler.cells();
-    out.put<std::uint32_t>(F_FRAME_NUM, frame_num);
-    if (!filler.any(F_TIME_S, 7)) {
-        // none of them selected
-    } else if (p.timing != nullptr) {
-        const TimingView t(*p.timing);
-        out.put<double>(F_TIME_S, t.experimentTime());
-        out.put<std::int64_t>(F_TIMESTAMP,
-                              static_cast<std::int64_t>(t.frameTimeSecs()) * 1000000000LL +
-                                  static_cast<std::int64_t>(t.frameTimeMSecs()) * 1000000LL);
-        out.put<double>(F_TIMING, t.experimentTime());
-        out.put<std::int32_t>(F_TIMING + 1, t.frameTimeSecs());
-        out.put<std::uint32_t>(F_TIMING + 2, t.frameTimeMSecs());
-        out.put<float>(F_TIMING + 3, t.approxDelay());
-        out.put<std::int32_t>(F_TIMING + 4, t.annotationLabelID());
-    } else {
-        out.absent(F_TIME_S, 2);
-        out.absent(F_TIMING, 5);
-    }
+// The frame table's groups of columns; each is filled from one record of a row.
+enum Group : std::size_t {
+    G_TIMING,
+    G_HEAD,
+    G_HEAD_V1,
+    G_PUPIL,
+    G_EYELID,
+    G_GAZE,
+    G_ENGINE,
+    G_TRACKER,
+    G_TARGET,
+    G_GPS,
+    G_INERTIA,
+    G_COUNT,
+};
 
-    if (!filler.any(F_HEAD, 19)) {
-        // none of them selected
-    } else if (p.head != nullptr) {
-        const HeadV2View h(*p.head);
+// The record of a group in a picked frame, or null.
+const RecordRef* groupRecord(const Picked& p, std::size_t group) {
+    switch (group) {
+        case G_TIMING:
+            return p.timing;
+        case G_HEAD:
+            return p.head;
+        case G_HEAD_V1:
+            return p.head_v1;
+        case G_PUPIL:
+            return p.pupil;
+        case G_EYELID:
+            return p.eyelid;
+        case G_GAZE:
+            return p.gaze;
+        case G_ENGINE:
+            return p.engine;
+        case G_TRACKER:
+            return p.tracker;
+        case G_TARGET:
+            return p.target;
+        case G_GPS:
+            return p.gps != nullptr ? p.gps : p.gps_v1;
+        default:
+            return p.inertia;
+    }
+}
+
+// Which records a frame's inputs picked (before resolve()): frames that pick the same slots
+// resolve to records of the same groups.
+std::uint32_t slotMask(const Picked& p) {
+    const RecordRef* const slots[] = {p.timing, p.head,         p.head_direct, p.head_v1,
+                                      p.pupil,  p.pupil_direct, p.eyelid,      p.eyelid_direct,
+                                      p.gaze,   p.gaze_direct,  p.engine,      p.tracker,
+                                      p.target, p.gps,          p.gps_v1,      p.inertia};
+    std::uint32_t mask = (p.any ? 1u : 0u) | std::min(p.faces, 2u) << 20;
+    for (std::size_t i = 0; i < sizeof slots / sizeof slots[0]; ++i) {
+        mask |= (slots[i] != nullptr ? 2u : 0u) << i;
+    }
+    return mask;
+}
+
+// The records of up to ROWS rows of the frame table: per group whether the rows hold it (the
+// same for every row of a chunk) and each row's record.
+struct Chunk {
+    static constexpr std::size_t ROWS = 256;
+    std::array<bool, G_COUNT> present{};
+    std::array<char, G_COUNT> kind{};  // the object ID of the group's records
+    std::array<std::array<const unsigned char*, ROWS>, G_COUNT> data{};  // RecordRef::data
+    std::array<std::uint32_t, ROWS> frame_num{};
+
+    // Row `row` holds record r of group g.
+    void put(std::size_t g, std::size_t row, const RecordRef& r) {
+        kind[g] = r.object_id;
+        data[g][row] = r.data;
+    }
+};
+
+// Per row of a chunk's group, a typed view of its record.
+template <typename View>
+View viewOf(const unsigned char* data, char kind) {
+    RecordRef r;
+    r.data = data;
+    r.object_id = kind;
+    return View(r);
+}
+
+// The values of columns first .. first + N - 1, of one type, from the current row on.
+template <typename T, std::size_t N>
+std::array<T*, N> columnsAt(const ColumnFiller& f, std::size_t first) {
+    std::array<T*, N> out;
+    for (std::size_t i = 0; i < N; ++i) {
+        out[i] = f.column<T>(first + i);
+    }
+    return out;
+}
+
+// Stores an array of values into columns out[at ..] of row k.
+template <typename T, typename U, std::size_t N, std::size_t M>
+void store(const std::array<T*, M>& out, std::size_t at, std::size_t k,
+           const std::array<U, N>& values) {
+    for (std::size_t i = 0; i < N; ++i) {
+        out[at + i][k] = static_cast<T>(values[i]);
+    }
+}
+
+void fillTiming(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    double* const time = f.column<double>(F_TIME_S);
+    double* const experiment = f.column<double>(F_TIMING);
+    std::int64_t* const stamp = f.column<std::int64_t>(F_TIMESTAMP);
+    std::int32_t* const secs = f.column<std::int32_t>(F_TIMING + 1);
+    std::uint32_t* const msecs = f.column<std::uint32_t>(F_TIMING + 2);
+    float* const delay = f.column<float>(F_TIMING + 3);
+    std::int32_t* const label = f.column<std::int32_t>(F_TIMING + 4);
+    for (std::size_t k = 0; k < n; ++k) {
+        const auto t = viewOf<TimingView>(c.data[G_TIMING][k], c.kind[G_TIMING]);
+        time[k] = experiment[k] = t.experimentTime();
+        stamp[k] = static_cast<std::int64_t>(t.frameTimeSecs()) * 1000000000LL +
+                   static_cast<std::int64_t>(t.frameTimeMSecs()) * 1000000LL;
+        secs[k] = t.frameTimeSecs();
+        msecs[k] = t.frameTimeMSecs();
+        delay[k] = t.approxDelay();
+        label[k] = t.annotationLabelID();
+    }
+    f.present(F_TIME_S, 7, n);
+}
+
+void fillHead(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    std::uint8_t* const tracking = f.column<std::uint8_t>(F_HEAD);
+    std::int8_t* const quality = f.column<std::int8_t>(F_HEAD + 12);
+    const std::array<double*, 11> out = columnsAt<double, 11>(f, F_HEAD + 1);  // to + 11
+    const std::array<double*, 6> eyes = columnsAt<double, 6>(f, F_HEAD + 13);
+    const bool euler = f.any(F_HEAD + 8, 3);
+    for (std::size_t k = 0; k < n; ++k) {
+        const auto h = viewOf<HeadV2View>(c.data[G_HEAD][k], c.kind[G_HEAD]);
         const std::array<double, 4> q = h.headRotationQuaternion();
-        out.put<std::uint8_t>(F_HEAD, h.isTracking());
-        out.putAll(F_HEAD + 1, h.headPosition());
-        out.putAll(F_HEAD + 4, q);
-        out.putAll(F_HEAD + 8, utils::detail::eulerAnglesOfQuaternion(q.data()));
-        out.put<double>(F_HEAD + 11, h.headPositionConfidence());
-        out.put<std::int8_t>(F_HEAD + 12, h.modelQualityLevel());
-        out.putAll(F_HEAD + 13, h.headEyeBallPos(0));
-        out.putAll(F_HEAD + 16, h.headEyeBallPos(1));
-    } else if (p.head_v1 != nullptr) {
-        // As the record objects convert it: widened, the quaternion from the Euler angles.
-        const HeadV1View h(*p.head_v1);
-        const std::array<float, 3> r = h.headRotation();
-        const std::vector<double> euler{r[0], r[1], r[2]};
+        store(out, 0, k, h.headPosition());
+        store(out, 3, k, q);
+        if (euler) {
+            store(out, 7, k, utils::detail::eulerAnglesOfQuaternion(q.data()));
+        }
+        out[10][k] = h.headPositionConfidence();
+        store(eyes, 0, k, h.headEyeBallPos(0));
+        store(eyes, 3, k, h.headEyeBallPos(1));
+        tracking[k] = h.isTracking();
+        quality[k] = h.modelQualityLevel();
+    }
+    f.present(F_HEAD, 19, n);
+}
+
+// As the record objects convert it: widened, the quaternion from the Euler angles.
+void fillHeadV1(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    for (std::size_t k = 0; k < n; ++k) {
+        const ColumnFiller::Cells out = f.cells(k);
+        const auto h = viewOf<HeadV1View>(c.data[G_HEAD_V1][k], c.kind[G_HEAD_V1]);
+        const std::array<float, 3> rotation = h.headRotation();
+        const std::vector<double> euler{rotation[0], rotation[1], rotation[2]};
         const std::vector<double> q = utils::fromEulerAngles(euler);
         out.put<std::uint8_t>(F_HEAD, h.trackingState() != 0);
         const std::array<float, 3> pos = h.headPosition();
@@ -457,72 +654,75 @@ void fillFrame(ColumnFiller& filler, std::uint32_t frame_num, const Picked& p) {
                 out.put<double>(F_HEAD + 13 + 3 * static_cast<std::size_t>(eye) + i, e[i]);
             }
         }
-    } else {
-        out.absent(F_HEAD, 19);
     }
+}
 
-    if (!filler.any(F_PUPIL, 8)) {
-        // none of them selected
-    } else if (p.pupil != nullptr) {
-        const PupilView v(*p.pupil);
+void fillPupil(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    const std::array<float*, 8> out = columnsAt<float, 8>(f, F_PUPIL);
+    for (std::size_t k = 0; k < n; ++k) {
+        const auto v = viewOf<PupilView>(c.data[G_PUPIL][k], c.kind[G_PUPIL]);
+        store(out, 0, k, v.pupilPosition(0));
+        out[3][k] = v.pupilDiameter(0);
+        store(out, 4, k, v.pupilPosition(1));
+        out[7][k] = v.pupilDiameter(1);
+    }
+    f.present(F_PUPIL, 8, n);
+}
+
+void fillEyelid(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    const std::array<float*, 9> out = columnsAt<float, 9>(f, F_EYELID);
+    std::uint8_t* const blinking = f.column<std::uint8_t>(F_EYELID + 5);
+    for (std::size_t k = 0; k < n; ++k) {
+        const auto v = viewOf<EyeClosureView>(c.data[G_EYELID][k], c.kind[G_EYELID]);
+        out[0][k] = v.eyeClosure(0);
+        out[1][k] = v.eyeClosure(1);
+        out[2][k] = v.eyeClosureConfidence(0);
+        out[3][k] = v.eyeClosureConfidence(1);
+        out[4][k] = v.eyeClosureCalibStatus();
+        out[6][k] = v.blinkFrequency();
+        out[7][k] = v.averageBlinkDuration();
+        out[8][k] = v.perclos();
+        blinking[k] = v.blinking();
+    }
+    f.present(F_EYELID, 9, n);
+}
+
+void fillGaze(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    const std::array<float*, 14> out = columnsAt<float, 14>(f, F_GAZE);
+    std::int32_t* const quality[2] = {f.column<std::int32_t>(F_GAZE),
+                                      f.column<std::int32_t>(F_GAZE + 6)};
+    std::uint8_t* const calibrated = f.column<std::uint8_t>(F_GAZE + 12);
+    std::uint8_t* const saccade = f.column<std::uint8_t>(F_GAZE + 13);
+    for (std::size_t k = 0; k < n; ++k) {
+        const auto v = viewOf<GazeView>(c.data[G_GAZE][k], c.kind[G_GAZE]);
         for (int eye = 0; eye < 2; ++eye) {
-            const std::size_t at = F_PUPIL + 4 * static_cast<std::size_t>(eye);
-            out.putAll(at, v.pupilPosition(eye));
-            out.put<float>(at + 3, v.pupilDiameter(eye));
+            const std::size_t at = 6 * static_cast<std::size_t>(eye);
+            store(out, at + 1, k, v.eyeballCentre(eye));
+            store(out, at + 4, k, v.gazeRotation(eye));
         }
-    } else {
-        out.absent(F_PUPIL, 8);
+        quality[0][k] = v.gazeQualityLevel(0);
+        quality[1][k] = v.gazeQualityLevel(1);
+        calibrated[k] = v.gazeCalibrated();
+        saccade[k] = v.saccade();
     }
+    f.present(F_GAZE, 14, n);
+}
 
-    if (!filler.any(F_EYELID, 9)) {
-        // none of them selected
-    } else if (p.eyelid != nullptr) {
-        const EyeClosureView v(*p.eyelid);
-        out.put<float>(F_EYELID, v.eyeClosure(0));
-        out.put<float>(F_EYELID + 1, v.eyeClosure(1));
-        out.put<float>(F_EYELID + 2, v.eyeClosureConfidence(0));
-        out.put<float>(F_EYELID + 3, v.eyeClosureConfidence(1));
-        out.put<float>(F_EYELID + 4, v.eyeClosureCalibStatus());
-        out.put<std::uint8_t>(F_EYELID + 5, v.blinking());
-        out.put<float>(F_EYELID + 6, v.blinkFrequency());
-        out.put<float>(F_EYELID + 7, v.averageBlinkDuration());
-        out.put<float>(F_EYELID + 8, v.perclos());
-    } else {
-        out.absent(F_EYELID, 9);
+void fillState(ColumnFiller& f, const Chunk& c, std::size_t g, std::size_t column, std::size_t n) {
+    std::int32_t* const out = f.column<std::int32_t>(column);
+    for (std::size_t k = 0; k < n; ++k) {
+        out[k] = viewOf<StateView>(c.data[g][k], c.kind[g]).state();
     }
+    f.present(column, 1, n);
+}
 
-    if (!filler.any(F_GAZE, 14)) {
-        // none of them selected
-    } else if (p.gaze != nullptr) {
-        const GazeView v(*p.gaze);
-        for (int eye = 0; eye < 2; ++eye) {
-            const std::size_t at = F_GAZE + 6 * static_cast<std::size_t>(eye);
-            out.put<std::int32_t>(at, v.gazeQualityLevel(eye));
-            out.putAll(at + 1, v.eyeballCentre(eye));
-            out.putAll(at + 4, v.gazeRotation(eye));
-        }
-        out.put<std::uint8_t>(F_GAZE + 12, v.gazeCalibrated());
-        out.put<std::uint8_t>(F_GAZE + 13, v.saccade());
-    } else {
-        out.absent(F_GAZE, 14);
-    }
-
-    if (p.engine != nullptr) {
-        out.put<std::int32_t>(F_ENGINE, StateView(*p.engine).state());
-    } else {
-        out.absent(F_ENGINE, 1);
-    }
-    if (p.tracker != nullptr) {
-        out.put<std::int32_t>(F_TRACKER, StateView(*p.tracker).state());
-    } else {
-        out.absent(F_TRACKER, 1);
-    }
-
-    // The label of the lowest index (the first such label), as the record objects pick it.
-    LabelledIntersection hit;
-    bool found = false;
-    if (p.target != nullptr && filler.any(F_TARGET, 8)) {
-        LabelledIntersectionView labels(*p.target);
+// The label of the lowest index (the first such label), as the record objects pick it.
+void fillTarget(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    for (std::size_t k = 0; k < n; ++k) {
+        const ColumnFiller::Cells out = f.cells(k);
+        LabelledIntersection hit;
+        bool found = false;
+        auto labels = viewOf<LabelledIntersectionView>(c.data[G_TARGET][k], c.kind[G_TARGET]);
         LabelledIntersection each;
         while (labels.next(each)) {
             if (!found || each.index < hit.index) {
@@ -530,9 +730,11 @@ void fillFrame(ColumnFiller& filler, std::uint32_t frame_num, const Picked& p) {
                 found = true;
             }
         }
-    }
-    if (found) {
-        filler.putText(F_TARGET, hit.label);
+        if (!found) {
+            out.absent(F_TARGET, 8);
+            continue;
+        }
+        f.putText(F_TARGET, hit.label, k);
         out.putAll(F_TARGET + 1, hit.world);
         if (hit.has_plane) {
             out.putAll(F_TARGET + 4, hit.plane);
@@ -545,14 +747,13 @@ void fillFrame(ColumnFiller& filler, std::uint32_t frame_num, const Picked& p) {
         } else {
             out.absent(F_TARGET + 6, 2);
         }
-    } else {
-        out.absent(F_TARGET, 8);
     }
+}
 
-    if (!filler.any(F_GPS, 6)) {
-        // none of them selected
-    } else if (p.gps != nullptr || p.gps_v1 != nullptr) {
-        const GpsView g(p.gps != nullptr ? *p.gps : *p.gps_v1);
+void fillGps(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    for (std::size_t k = 0; k < n; ++k) {
+        const ColumnFiller::Cells out = f.cells(k);
+        const auto g = viewOf<GpsView>(c.data[G_GPS][k], c.kind[G_GPS]);
         out.put<std::uint8_t>(F_GPS, g.isDataValid());
         out.put<std::uint32_t>(F_GPS + 1, g.gmtTime());
         out.put<double>(F_GPS + 2, g.latitude().decimalDegrees());
@@ -568,19 +769,84 @@ void fillFrame(ColumnFiller& filler, std::uint32_t frame_num, const Picked& p) {
             }
             out.absent(F_GPS + 5, 1);
         }
-    } else {
-        out.absent(F_GPS, 6);
     }
+}
 
-    if (!filler.any(F_INERTIA, 6)) {
-        // none of them selected
-    } else if (p.inertia != nullptr) {
-        const InertiaView v(*p.inertia);
-        out.putAll(F_INERTIA, v.angularRate());
-        out.putAll(F_INERTIA + 3, v.accel());
-    } else {
-        out.absent(F_INERTIA, 6);
+void fillInertia(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    const std::array<float*, 6> out = columnsAt<float, 6>(f, F_INERTIA);
+    for (std::size_t k = 0; k < n; ++k) {
+        const auto v = viewOf<InertiaView>(c.data[G_INERTIA][k], c.kind[G_INERTIA]);
+        store(out, 0, k, v.angularRate());
+        store(out, 3, k, v.accel());
     }
+    f.present(F_INERTIA, 6, n);
+}
+
+// The columns of each group: the first and their number.
+struct GroupColumns {
+    std::size_t first;
+    std::size_t count;
+};
+constexpr GroupColumns GROUP_COLUMNS[G_COUNT] = {
+    {F_TIME_S, 7}, {F_HEAD, 19},   {F_HEAD, 19},  {F_PUPIL, 8}, {F_EYELID, 9},  {F_GAZE, 14},
+    {F_ENGINE, 1}, {F_TRACKER, 1}, {F_TARGET, 8}, {F_GPS, 6},   {F_INERTIA, 6},
+};
+
+// Fills `n` rows of the frame table from a chunk, group by group.
+void fillChunk(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    f.reserve(f.rows() + n);
+    std::memcpy(f.column<std::uint32_t>(F_FRAME_NUM), c.frame_num.data(),
+                n * sizeof(std::uint32_t));
+    f.present(F_FRAME_NUM, 1, n);
+    for (std::size_t g = 0; g < G_COUNT; ++g) {
+        const GroupColumns cols = GROUP_COLUMNS[g];
+        if (!f.any(cols.first, cols.count)) {
+            continue;  // none of its columns selected
+        }
+        // The head's columns come from the second version or else the first.
+        const bool head_v1 = g == G_HEAD && !c.present[G_HEAD] && c.present[G_HEAD_V1];
+        if (head_v1 || (g == G_HEAD_V1 && !c.present[G_HEAD_V1])) {
+            continue;
+        }
+        if (!c.present[g]) {
+            f.absent(cols.first, cols.count, n);
+            continue;
+        }
+        switch (g) {
+            case G_TIMING:
+                fillTiming(f, c, n);
+                break;
+            case G_HEAD:
+                fillHead(f, c, n);
+                break;
+            case G_HEAD_V1:
+                fillHeadV1(f, c, n);
+                break;
+            case G_PUPIL:
+                fillPupil(f, c, n);
+                break;
+            case G_EYELID:
+                fillEyelid(f, c, n);
+                break;
+            case G_GAZE:
+                fillGaze(f, c, n);
+                break;
+            case G_ENGINE:
+            case G_TRACKER:
+                fillState(f, c, g, cols.first, n);
+                break;
+            case G_TARGET:
+                fillTarget(f, c, n);
+                break;
+            case G_GPS:
+                fillGps(f, c, n);
+                break;
+            default:
+                fillInertia(f, c, n);
+                break;
+        }
+    }
+    f.finishRows(n);
 }
 
 bool isGazeIntersection(char kind) {
@@ -717,18 +983,24 @@ struct ColumnReader::State {
 
     void summarize(std::uint32_t frame_num, const Picked& p) {
         for (std::size_t i = 0; i < inputs.size(); ++i) {
-            if (!held[i] || views[i]->frameNum() != frame_num) {
-                continue;
-            }
-            const FrameView& v = *views[i];
-            for (std::size_t r = 0; r < v.numRecords(); ++r) {
-                const char kind = v.record(r).object_id;
-                if (keptRecord(i, r) && kind != id::FACE_SET_OUTPUT_DATA) {
-                    seen[static_cast<unsigned char>(kind)] = 1;
-                }
+            if (held[i] && views[i]->frameNum() == frame_num) {
+                summarizeView(i, 0);
             }
         }
         if (p.faces > 1) {
+            ++summary->more_faces;
+        }
+    }
+    // The kinds of view i's kept records; a row of `faces` face sets.
+    void summarizeView(std::size_t i, unsigned faces) {
+        const FrameView& v = *views[i];
+        for (std::size_t r = 0; r < v.numRecords(); ++r) {
+            const char kind = v.record(r).object_id;
+            if (keptRecord(i, r) && kind != id::FACE_SET_OUTPUT_DATA) {
+                seen[static_cast<unsigned char>(kind)] = 1;
+            }
+        }
+        if (faces > 1) {
             ++summary->more_faces;
         }
     }
@@ -753,6 +1025,226 @@ struct ColumnReader::State {
         }
     }
 
+    // Runs. After a row of the frame table taken from mapped files (every kind, no time
+    // range), the rows that follow are gathered into a chunk and filled column by column while
+    // they are made the same way: the same inputs give a frame, each of the same shape as the
+    // first row's where that frame was read on the common path (FrameView::repeats), or else
+    // one whose records fill the same slots of Picked; the frame numbers agree, and every
+    // other input holds a later frame. Such rows pick what the general path would pick.
+    struct Run {
+        bool set = false;
+        std::vector<unsigned char> part;    // per input: gives a frame to the row
+        std::vector<unsigned char> shaped;  // per input taking part: its frame repeats a shape
+        std::vector<std::uint32_t> mask;    // per other input taking part: its slots
+        std::uint64_t later = 0;            // the lowest frame number of the other inputs
+        std::array<int, G_COUNT> owner{};   // per group: the input giving its record, -1: none
+        std::array<char, G_COUNT> kind{};   // per group: its records' object ID
+        std::array<std::size_t, G_COUNT> offset{};  // and where its data lies in the frame
+        unsigned faces = 0;                         // face sets in the row
+    } run;
+    // An input taking part in a run, while its rows are gathered.
+    struct Part {
+        FrameView* view;
+        Stretch stretch;  // its frames from the read position on
+        std::size_t input;
+        bool shaped;
+        std::array<unsigned char, G_COUNT> groups;  // the groups whose records it gives
+        std::size_t num_groups;
+
+        // The bytes that frame k, starting `start` bytes into the stretch, may take.
+        std::size_t bytesFrom(std::size_t k, std::size_t start) const {
+            return stretch.offsets != nullptr ? stretch.offsets[k + 1] - stretch.offsets[k]
+                                              : stretch.size - start;
+        }
+    };
+    std::vector<Part> parts;
+    // Per input: where the frames of a walked input's rows end, from its first.
+    std::vector<std::array<std::size_t, Chunk::ROWS + 1>> walked;
+    bool runs = false;  // runs may be taken (set by the constructors)
+    std::unique_ptr<Chunk> chunk = std::make_unique<Chunk>();
+
+    void checkRuns() {
+        const bool timed = options.start_s > -std::numeric_limits<double>::infinity() ||
+                           options.end_s < std::numeric_limits<double>::infinity();
+        runs = options.table == Table::FRAME && all_kinds && !timed && !objects;
+        for (const auto& input : inputs) {
+            runs = runs && input->runnable();
+        }
+        run.set = false;
+        walked.resize(runs ? inputs.size() : 0);
+    }
+
+    // Notes how the row just taken (frame number `frame_num`, picked as `p`) was made, before
+    // its frames are consumed.
+    void setRun(std::uint32_t frame_num, const Picked& p) {
+        run.set = false;
+        if (!runs) {
+            return;
+        }
+        const std::size_t count = inputs.size();
+        run.part.assign(count, 0);
+        run.shaped.assign(count, 0);
+        run.mask.assign(count, 0);
+        run.later = std::numeric_limits<std::uint64_t>::max();
+        run.faces = p.faces;
+        for (std::size_t i = 0; i < count; ++i) {
+            if (!held[i]) {
+                continue;
+            }
+            const FrameView& v = *views[i];
+            if (v.frameNum() != frame_num) {
+                run.later = std::min<std::uint64_t>(run.later, v.frameNum());
+                continue;
+            }
+            run.part[i] = 1;
+            run.shaped[i] = v.repeats(v.data(), v.bytes()) ? 1 : 0;
+            Picked own;
+            pick(i, own);
+            run.mask[i] = slotMask(own);
+        }
+        for (std::size_t g = 0; g < G_COUNT; ++g) {
+            const RecordRef* r = groupRecord(p, g);
+            run.owner[g] = -1;
+            for (std::size_t i = 0; r != nullptr && i < count; ++i) {
+                const FrameView& v = *views[i];
+                if (run.part[i] && r >= v.begin() && r < v.end()) {
+                    run.owner[g] = static_cast<int>(i);
+                    run.kind[g] = r->object_id;
+                    run.offset[g] = static_cast<std::size_t>(r->data - v.data());
+                }
+            }
+            if (r != nullptr && run.owner[g] < 0) {
+                return;  // not a record of the inputs' frames: no run
+            }
+        }
+        run.set = true;
+    }
+
+    // Gathers up to `room` rows of the run into the chunk; their frames are consumed.
+    std::size_t gatherRun(std::size_t room) {
+        Chunk& c = *chunk;
+        for (std::size_t g = 0; g < G_COUNT; ++g) {
+            c.present[g] = run.owner[g] >= 0;
+            c.kind[g] = run.kind[g];
+        }
+        parts.clear();
+        for (std::size_t i = 0; i < inputs.size(); ++i) {
+            if (!run.part[i]) {
+                continue;
+            }
+            Part part{views[i].get(), inputs[i]->stretch(), i, run.shaped[i] != 0, {}, 0};
+            if (part.stretch.size == 0) {
+                return 0;  // no frame at hand: the general path reads on
+            }
+            for (std::size_t g = 0; g < G_COUNT; ++g) {
+                if (run.owner[g] == static_cast<int>(i)) {
+                    part.groups[part.num_groups++] = static_cast<unsigned char>(g);
+                }
+            }
+            parts.push_back(part);
+        }
+        // A few rows first, so that a run that ends at once costs little; then the rest.
+        std::size_t most = std::min(room, Chunk::ROWS);
+        for (const Part& part : parts) {
+            if (part.stretch.offsets != nullptr) {
+                most = std::min(most, part.stretch.count);
+            }
+        }
+        std::size_t n = rowsOf(c, 0, std::min<std::size_t>(most, 8));
+        if (n == 8) {
+            n = rowsOf(c, n, most);
+        }
+        for (const Part& part : parts) {
+            const std::size_t* ends = walked[part.input].data();
+            for (std::size_t k = 0; summary != nullptr && !part.shaped && k < n; ++k) {
+                part.view->reset(part.stretch.data + ends[k], part.bytesFrom(k, ends[k]));
+                summarizeView(part.input, 0);
+            }
+            inputs[part.input]->skip(n, part.shaped ? n * part.view->bytes() : ends[n]);
+        }
+        return n;
+    }
+
+    // Rows from..to - 1 of the run as far as they go: each input in turn takes the rows that
+    // the ones before it took; the first sets their frame numbers, which must lie in the range
+    // and below the other inputs' frames. Returns the end of the rows taken.
+    std::size_t rowsOf(Chunk& c, std::size_t from, std::size_t to) {
+        for (std::size_t j = 0; j < parts.size() && to > from; ++j) {
+            to = parts[j].shaped ? shapedRows(c, parts[j], j == 0, from, to)
+                                 : walkedRows(c, parts[j], j == 0, from, to);
+            for (std::size_t k = from; j == 0 && k < to; ++k) {
+                if (c.frame_num[k] >= run.later || c.frame_num[k] < options.first_frame ||
+                    c.frame_num[k] > options.last_frame) {
+                    to = k;
+                }
+            }
+        }
+        return to;
+    }
+
+    // The rows of a shaped input: frames of its view's shape whose numbers are those of the
+    // inputs before it (the first input sets them).
+    std::size_t shapedRows(Chunk& c, const Part& part, bool first, std::size_t from,
+                           std::size_t rows) {
+        const FrameView& v = *part.view;
+        const std::size_t bytes = v.bytes();
+        const Stretch& s = part.stretch;
+        const unsigned char* at = s.data + from * bytes;
+        rows = from + v.repeatsEach(at, s.size - from * bytes, rows - from);
+        for (std::size_t k = from; k < rows; ++k, at += bytes) {
+            const auto number = byteorder::load<std::uint32_t>(at + 4);
+            const bool whole =
+                s.offsets == nullptr || s.offsets[k + 1] - s.offsets[0] == (k + 1) * bytes;
+            if (!whole || (!first && number != c.frame_num[k])) {
+                rows = k;
+                break;
+            }
+            if (first) {
+                c.frame_num[k] = number;
+            }
+        }
+        for (std::size_t i = 0; i < part.num_groups; ++i) {
+            const std::size_t g = part.groups[i];
+            const unsigned char* data = s.data + from * bytes + run.offset[g];
+            for (std::size_t k = from; k < rows; ++k, data += bytes) {
+                c.data[g][k] = data;
+            }
+        }
+        return rows;
+    }
+
+    // The rows of an input whose frames are walked: each viewed, exact, picking the same
+    // slots, with the frame numbers of the inputs before it.
+    std::size_t walkedRows(Chunk& c, const Part& part, bool first, std::size_t from,
+                           std::size_t rows) {
+        FrameView& v = *part.view;
+        std::size_t* ends = walked[part.input].data();
+        ends[0] = 0;
+        for (std::size_t k = from; k < rows; ++k) {
+            const std::size_t size = part.bytesFrom(k, ends[k]);
+            if (v.reset(part.stretch.data + ends[k], size) != ViewStatus::OK || !v.exact()) {
+                return k;
+            }
+            Picked own;
+            pick(part.input, own);
+            if (slotMask(own) != run.mask[part.input]) {
+                return k;
+            }
+            resolve(own);
+            if (first) {
+                c.frame_num[k] = v.frameNum();
+            } else if (v.frameNum() != c.frame_num[k]) {
+                return k;
+            }
+            for (std::size_t i = 0; i < part.num_groups; ++i) {
+                const std::size_t g = part.groups[i];
+                c.put(g, k, *groupRecord(own, g));
+            }
+            ends[k + 1] = ends[k] + (part.stretch.offsets != nullptr ? size : v.bytes());
+        }
+        return rows;
+    }
+
     void switchToObjects() {
         EngineOutputDataFileReader reader;
         if (per_kind) {
@@ -764,6 +1256,7 @@ struct ColumnReader::State {
         inputs.push_back(std::make_unique<ObjectInput>(std::move(reader), merged));
         reset(1);
         objects = true;
+        checkRuns();
     }
 
     // Which records of view i the selection keeps, and what they hold.
@@ -969,6 +1462,7 @@ ColumnReader::ColumnReader(const std::string& path, ColumnReaderOptions options)
         _state->kind_selected[static_cast<unsigned char>(kind)] = 1;
     }
     _state->all_kinds = _state->options.kinds.empty();
+    _state->checkRuns();
 }
 
 ColumnReader::ColumnReader(std::vector<std::unique_ptr<FrameSource>> sources,
@@ -985,6 +1479,7 @@ ColumnReader::ColumnReader(std::vector<std::unique_ptr<FrameSource>> sources,
         _state->kind_selected[static_cast<unsigned char>(kind)] = 1;
     }
     _state->all_kinds = _state->options.kinds.empty();
+    _state->checkRuns();
 }
 
 ColumnReader::~ColumnReader() = default;
@@ -1000,6 +1495,21 @@ bool ColumnReader::next(ColumnBatch& batch) {
     const std::size_t limit = s.options.batch_rows;
     try {
         while (!s.done && s.filler.rows() < limit) {
+            if (s.run.set) {
+                const std::size_t n = s.gatherRun(static_cast<std::size_t>(std::min<std::uint64_t>(
+                    limit - s.filler.rows(), s.options.max_frames - s.taken)));
+                if (n > 0) {
+                    fillChunk(s.filler, *s.chunk, n);
+                    s.taken += n;
+                    s.merged += n;
+                    if (s.summary != nullptr && s.run.faces > 1) {
+                        s.summary->more_faces += n;
+                    }
+                    s.done = s.taken >= s.options.max_frames;
+                    continue;
+                }
+                s.run.set = false;
+            }
             // Frame views of the next merged frame.
             bool any_input = false;
             bool restart = false;
@@ -1079,8 +1589,16 @@ bool ColumnReader::next(ColumnBatch& batch) {
             if (take) {
                 s.filler.reserve(s.filler.rows() + rows);
                 if (table == Table::FRAME) {
-                    fillFrame(s.filler, frame_num, p);
-                    s.filler.finishRow();
+                    Chunk& c = *s.chunk;
+                    for (std::size_t g = 0; g < G_COUNT; ++g) {
+                        const RecordRef* r = groupRecord(p, g);
+                        c.present[g] = r != nullptr;
+                        if (r != nullptr) {
+                            c.put(g, 0, *r);
+                        }
+                    }
+                    c.frame_num[0] = frame_num;
+                    fillChunk(s.filler, c, 1);
                 } else {
                     const bool gaze = table == Table::GAZE_INTERSECTIONS;
                     for (std::size_t i = 0; i < s.inputs.size(); ++i) {
@@ -1101,6 +1619,7 @@ bool ColumnReader::next(ColumnBatch& batch) {
                 if (s.summary != nullptr) {
                     s.summarize(frame_num, p);
                 }
+                s.setRun(frame_num, p);
             }
             for (std::size_t i = 0; i < s.inputs.size(); ++i) {
                 if (s.held[i] && s.views[i]->frameNum() == frame_num) {

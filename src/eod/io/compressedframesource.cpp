@@ -12,6 +12,10 @@ bool CompressedFrameSource::next(FrameBytes& frame) {
     return _reader.readFrameBytes(frame.data, frame.size);
 }
 
+bool CompressedFrameSource::nextBlock(FrameBlock& block) {
+    return _reader.readFrameBlock(block.base, block.offsets, block.count);
+}
+
 std::string CompressedFrameSource::name() const {
     return _path;
 }

@@ -121,7 +121,8 @@ public:
         return damage();
     }
 
-    bool next(const unsigned char*& data, std::size_t& size) {
+    // Loads the next chunk when every frame of the current one has been read; false at the end.
+    bool nextChunkIfDone() {
         requireOpen();
         while (_loaded == NONE || _position + 1 >= _current.offsets.size()) {
             if (_next_chunk >= _chunks.size()) {
@@ -132,6 +133,24 @@ public:
             load(index, true);
             prefetch(_next_chunk);
             _position = 0;
+        }
+        return true;
+    }
+
+    bool nextBlock(const unsigned char*& base, const std::size_t*& offsets, std::size_t& count) {
+        if (!nextChunkIfDone()) {
+            return false;
+        }
+        base = _current.frames.data();
+        offsets = _current.offsets.data() + _position;
+        count = _current.offsets.size() - 1 - _position;
+        _position = _current.offsets.size() - 1;
+        return true;
+    }
+
+    bool next(const unsigned char*& data, std::size_t& size) {
+        if (!nextChunkIfDone()) {
+            return false;
         }
         data = _current.frames.data() + _current.offsets[_position];
         size = _current.offsets[_position + 1] - _current.offsets[_position];
@@ -798,6 +817,11 @@ boost::shared_ptr<EngineOutputData> DecompressingFileReader::readData() {
 
 bool DecompressingFileReader::readFrameBytes(const unsigned char*& data, std::size_t& size) {
     return _impl->next(data, size);
+}
+
+bool DecompressingFileReader::readFrameBlock(const unsigned char*& base,
+                                             const std::size_t*& offsets, std::size_t& count) {
+    return _impl->nextBlock(base, offsets, count);
 }
 
 bool DecompressingFileReader::endOfData() {

@@ -250,6 +250,148 @@ TEST(ColumnReader, EveryPublishedKindGivesTheValuesOfTheRecordObjects) {
     EXPECT_EQ(readAll(bytes, Table::HEAD_INTERSECTIONS).numRows(), head_rows);
 }
 
+// A frame of shape 0 to 3, random values: 0 the common frame with a gaze target of one label,
+// 1 that with GPS, 2 a target of two labels (none in every third frame, no world container in
+// every fifth), 3 the older head record and no world container.
+boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
+                                                std::mt19937& random) {
+    boost::shared_ptr<EngineOutputData> frame(new EngineOutputData);
+    frame->setFrameNum(number);
+    auto timing = as<TimingOutputData>(randomFixed(object_id::TIMING_OUTPUT_DATA, 22, random));
+    timing->setExperimentTime(number / 60.0);
+    frame->addSubObject(timing);
+    auto eye = as<EyeOutputData>(randomFixed(object_id::EYE_OUTPUT_DATA, 0, random));
+    eye->addSubObject(randomFixed(object_id::PUPIL_OUTPUT_DATA, 32, random));
+    eye->addSubObject(randomFixed(object_id::EYE_CLOSURE_OUTPUT_DATA, 33, random));
+    eye->addSubObject(randomFixed(object_id::GAZE_OUTPUT_DATA, 44, random));
+    if (shape == 3) {
+        frame->addSubObject(randomFixed(object_id::HEAD_OUTPUT_DATA, 54, random));
+        frame->addSubObject(eye);
+    } else {
+        boost::shared_ptr<FaceSetOutputData> face(new FaceSetOutputData);
+        face->addSubObject(randomFixed(object_id::HEAD_OUTPUT_DATA_V2, 114, random));
+        face->addSubObject(eye);
+        frame->addSubObject(face);
+    }
+    auto engine = randomFixed(object_id::ENGINE_STATE_OUTPUT_DATA, 4, random);
+    as<EngineOutputBase>(engine)->addSubObject(
+        randomFixed(object_id::HEAD_TRACKER_STATE_OUTPUT_DATA, 4, random));
+    frame->addSubObject(engine);
+    frame->addSubObject(randomFixed(object_id::INERTIA_OUTPUT_DATA, 24, random));
+    if (shape == 1) {
+        frame->addSubObject(randomFixed(object_id::GPS_OUTPUT_DATA_V2, 29, random));
+    }
+    if (shape != 3 && (shape != 2 || number % 5 != 0)) {
+        std::uniform_real_distribution<float> value(-2, 2);
+        boost::shared_ptr<GazeIntersectionOutputDataV4> target(new GazeIntersectionOutputDataV4);
+        if (shape != 2) {
+            target->addIntersection("screen", {value(random), value(random), value(random)},
+                                    {value(random), value(random)}, {7, 9});
+        } else {
+            target->addIntersection("left mirror", {value(random), value(random), value(random)});
+            target->addIntersection("road", {value(random), value(random), value(random)});
+        }
+        boost::shared_ptr<WorldOutputDataV2> world(new WorldOutputDataV2);
+        if (shape != 2 || number % 3 != 0) {
+            world->addSubObject(target);
+        }
+        frame->addSubObject(world);
+    }
+    return frame;
+}
+
+// Every column of every batch of a read, as bytes: validity, then values (texts for strings).
+std::string tableBytes(const std::string& path, const ColumnReaderOptions& options) {
+    ColumnReader reader(path, options);
+    ColumnBatch batch;
+    std::string out;
+    while (reader.next(batch)) {
+        for (std::size_t i = 0; i < batch.numColumns(); ++i) {
+            const io::Column& c = batch.column(i);
+            const auto* valid = reinterpret_cast<const char*>(c.validity());
+            out.append(c.info().name).append(valid, c.numRows());
+            if (c.type() == ColumnType::STRING) {
+                const auto* offsets = c.values<std::uint32_t>();
+                out.append(c.chars() + offsets[0], offsets[c.numRows()] - offsets[0]);
+            } else {
+                out.append(static_cast<const char*>(c.data()),
+                           c.numRows() * columnTypeSize(c.type()));
+            }
+        }
+    }
+    return out;
+}
+
+// Frames whose shapes repeat for a while are read a run at a time: the batches are those of the
+// frames read one by one, in a single file, merged from per-kind files and from a compressed
+// file, whatever the selection of frames and columns and wherever a batch or a chunk ends.
+TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
+    TempDir dir;
+    io::EngineOutputDataFileWriter single;
+    single.newFile(dir / "single.vql", 4096);
+    io::EngineOutputDataFileWriter kinds;
+    std::vector<char> ids;
+    for (const object_id::Kind& kind : object_id::KINDS) {
+        if (kind.log_file_name != nullptr) {
+            ids.push_back(kind.id);
+        }
+    }
+    std::filesystem::create_directory(dir / "kinds");
+    kinds.newFiles(ids, dir / "kinds", std::string(), 4096);
+    io::CompressingFileWriter packed;
+    io::CompressingFileWriter::Options small;
+    small.chunk_bytes = 20000;  // several chunks, a run ends with each
+    packed.newFile(dir / "packed.vqz", small);
+    std::mt19937 random(5);
+    unsigned number = 0;
+    while (number < 900) {
+        const unsigned shape = random() % 4;
+        for (unsigned n = 1 + random() % 40; n > 0; --n) {
+            const auto frame = shapedFrame(number, shape, random);
+            single.writeData(frame);
+            kinds.writeData(frame);
+            packed.writeData(*frame);
+            number += 1 + (random() % 8 == 0 ? 1 : 0);
+        }
+    }
+    single.closeFiles();
+    kinds.closeFiles();
+    packed.closeFile();
+    struct Case {
+        const char* what;
+        std::size_t batch_rows;
+        std::uint32_t first;
+        std::uint32_t last;
+        std::uint64_t most;
+        std::vector<std::string> columns;
+    } cases[] = {
+        {"everything", 100, 0, 0xFFFFFFFF, ~0ull, {}},
+        {"a range of frames in small batches", 7, 130, 777, ~0ull, {}},
+        {"at most 301 frames", 64, 0, 0xFFFFFFFF, 301, {}},
+        {"some columns",
+         1000,
+         0,
+         0xFFFFFFFF,
+         ~0ull,
+         {"gaze_target_label", "head_rotation_y_rad", "gps_course", "frame_num"}},
+    };
+    for (const Case& c : cases) {
+        for (const std::string& path : {dir / "single.vql", dir / "kinds", dir / "packed.vqz"}) {
+            ColumnReaderOptions options;
+            options.batch_rows = c.batch_rows;
+            options.first_frame = c.first;
+            options.last_frame = c.last;
+            options.max_frames = c.most;
+            options.columns = c.columns;
+            const std::string runs = tableBytes(path, options);
+            // A time range that takes every frame reads them one by one.
+            options.start_s = std::numeric_limits<double>::lowest();
+            EXPECT_EQ(runs, tableBytes(path, options)) << c.what << ", " << path;
+            EXPECT_GT(runs.size(), 1000u) << c.what;
+        }
+    }
+}
+
 // Damaged per-kind recordings: the rows before the error and the error of the record objects.
 TEST(ColumnReader, DamagedRecordingsGiveTheFramesAndTheErrorOfTheRecordObjects) {
     struct Case {

@@ -24,7 +24,8 @@ public:
     ~CompressedFrameSource() override;
 
     bool next(FrameBytes& frame) override;
-    std::string name() const override;  // the path
+    bool nextBlock(FrameBlock& block) override;  // the frames of a chunk at once
+    std::string name() const override;           // the path
 
     // The reader, for a seek before the first next() (seekFrame, seekTime).
     DecompressingFileReader& reader() { return _reader; }

@@ -101,6 +101,11 @@ public:
     boost::shared_ptr<EngineOutputData> readData();
     // The next frame's serialised bytes, valid until the next read or seek; false at the end.
     bool readFrameBytes(const unsigned char*& data, std::size_t& size);
+    // The frames of the current chunk not read yet (the next chunk's when none are left), at
+    // once: frame i spans base + offsets[i] to base + offsets[i + 1], i < count; valid until
+    // the next read or seek; false at the end.
+    bool readFrameBlock(const unsigned char*& base, const std::size_t*& offsets,
+                        std::size_t& count);
     bool endOfData();
 
     // The next read returns the first frame whose number is at least `frame_num` (or ends).

@@ -32,13 +32,30 @@ struct FrameBytes {
     std::size_t size = 0;
 };
 
+// Frames that lie one after another, owned by their source: frame i spans the bytes from
+// base + offsets[i] to base + offsets[i + 1], for i < count (offsets holds count + 1 ascending
+// values).
+struct FrameBlock {
+    const unsigned char* base = nullptr;
+    const std::size_t* offsets = nullptr;
+    std::size_t count = 0;
+};
+
 class VQ_EOD_API FrameSource {
 public:
     virtual ~FrameSource();
     // The next frame, or false at the end (see above).
     virtual bool next(FrameBytes& frame) = 0;
+    // The next frames, at least one: those that next() would give one by one, as many as the
+    // source has at hand, under the same contract (valid until the next call of next() or
+    // nextBlock()); false at the end. ColumnReader reads through this; the default gives the
+    // one frame of next(). A source whose frames lie in one buffer gives them all at once.
+    virtual bool nextBlock(FrameBlock& block);
     // A name for messages, such as the file's path.
     virtual std::string name() const = 0;
+
+private:
+    std::size_t _one[2] = {0, 0};  // the offsets of the default nextBlock()
 };
 
 }  // namespace vq::eod::io
