@@ -95,6 +95,13 @@ inline std::size_t announced(const unsigned char* header) {
     return (static_cast<std::size_t>(header[1]) << 8) | header[2];
 }
 
+// Four bytes as they lie in memory: shapes compare bytes, not values.
+inline std::uint32_t rawWord(const unsigned char* at) {
+    std::uint32_t word;
+    std::memcpy(&word, at, sizeof word);
+    return word;
+}
+
 // The name as writers give it: 7 characters that are not 0, then a 0 byte.
 bool paddedName(const unsigned char* name) {
     for (std::size_t i = 0; i < 7; ++i) {
@@ -194,7 +201,7 @@ bool FrameView::sameShape(const unsigned char* data, std::size_t size) noexcept 
                           static_cast<unsigned int>(data[shape[0].count_at] ^ shape[0].count);
     for (std::size_t i = 1; i <= _count; ++i) {
         const ShapeEntry& entry = shape[i];
-        differ |= byteorder::load<std::uint32_t>(data + entry.offset) ^ entry.header;
+        differ |= rawWord(data + entry.offset) ^ entry.header;
         differ |= static_cast<unsigned int>(data[entry.count_at] ^ entry.count);
         // Pointed at the new bytes as it goes: when a byte differs, the walk that follows
         // writes the index anew, and reads none of it before.
@@ -233,7 +240,7 @@ std::size_t FrameView::repeatsEach(const unsigned char* data, std::size_t size,
     for (; k < most && size >= _bytes; ++k, data += _bytes, size -= _bytes) {
         unsigned int differ = 0;
         for (std::size_t i = 0; i < entries; ++i) {
-            differ |= byteorder::load<std::uint32_t>(data + shape[i].offset) ^ shape[i].header;
+            differ |= rawWord(data + shape[i].offset) ^ shape[i].header;
             differ |= static_cast<unsigned int>(data[shape[i].count_at] ^ shape[i].count);
         }
         if (differ != 0 || (_label_shapes > 0 && !sameLabels(data))) {
@@ -251,7 +258,7 @@ void FrameView::keepShape() noexcept {
         const int fields = i == 0 ? 4 : fieldBytes(_records[i - 1].object_id);
         ShapeEntry& entry = _shape[i];
         entry.offset = static_cast<std::uint32_t>(offset);
-        entry.header = byteorder::load<std::uint32_t>(_data + offset);
+        entry.header = rawWord(_data + offset);
         // A labelled record on the common path ends with its count byte (of 0).
         entry.count_at = static_cast<std::uint32_t>(
             fields >= 0 ? offset + 4 + static_cast<std::size_t>(fields)

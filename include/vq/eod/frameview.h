@@ -151,7 +151,7 @@ private:
     // values at the same offsets is read exactly as that one was, so reset() checks those bytes and
     // moves the index onto it.
     struct ShapeEntry {
-        std::uint32_t header = 0;
+        std::uint32_t header = 0;  // the four bytes as they lie in memory
         std::uint32_t offset = 0;
         std::uint32_t count_at = 0;
         unsigned char count = 0;
