@@ -197,7 +197,7 @@ bool FrameView::sameShape(const unsigned char* data, std::size_t size) noexcept 
     }
     const ShapeEntry* const shape = _shape.data();
     RecordRef* const records = _records.data();
-    unsigned int differ = (byteorder::load<std::uint32_t>(data) ^ shape[0].header) |
+    unsigned int differ = (rawWord(data) ^ shape[0].header) |
                           static_cast<unsigned int>(data[shape[0].count_at] ^ shape[0].count);
     for (std::size_t i = 1; i <= _count; ++i) {
         const ShapeEntry& entry = shape[i];
