@@ -190,30 +190,38 @@ int main(int argc, char** argv) {
         while (plain.readData()) {
         }
         const double plain_seconds = secondsSince(start);
-        // Into columns: the column reader over the compressed file, and over the single file.
-        auto columns = [](std::unique_ptr<io::ColumnReader> columns) {
-            io::ColumnBatch batch;
-            std::uint64_t rows = 0;
-            while (columns->next(batch)) {
-                rows += batch.numRows();
-            }
-            return rows;
-        };
-        std::vector<std::unique_ptr<io::FrameSource>> sources;
-        sources.push_back(std::make_unique<io::CompressedFrameSource>(packed_path));
-        Stopwatch watch;
-        const std::uint64_t packed_rows =
-            columns(std::make_unique<io::ColumnReader>(std::move(sources)));
-        const Times packed_columns = watch.elapsed();
-        watch = Stopwatch();
-        const std::uint64_t plain_rows = columns(std::make_unique<io::ColumnReader>(plain_path));
-        const Times plain_columns = watch.elapsed();
-        std::printf(
-            "columns: compressed %s\n         single file %s\n         (wall-clock ratio %.2f; "
-            "%llu and %llu rows)\n",
-            rates(count, packed_columns).c_str(), rates(count, plain_columns).c_str(),
-            plain_columns.wall / packed_columns.wall, static_cast<unsigned long long>(packed_rows),
-            static_cast<unsigned long long>(plain_rows));
+        // Into columns: the column reader over the compressed file, and over the single file,
+        // in batches of 65536 rows (the default) and of 4096 rows (one batch reused, which stays
+        // in the cache).
+        for (const std::size_t batch_rows : {std::size_t{65536}, std::size_t{4096}}) {
+            io::ColumnReaderOptions options;
+            options.batch_rows = batch_rows;
+            auto columns = [](std::unique_ptr<io::ColumnReader> columns) {
+                io::ColumnBatch batch;
+                std::uint64_t rows = 0;
+                while (columns->next(batch)) {
+                    rows += batch.numRows();
+                }
+                return rows;
+            };
+            std::vector<std::unique_ptr<io::FrameSource>> sources;
+            sources.push_back(std::make_unique<io::CompressedFrameSource>(packed_path));
+            Stopwatch watch;
+            const std::uint64_t packed_rows =
+                columns(std::make_unique<io::ColumnReader>(std::move(sources), options));
+            const Times packed_columns = watch.elapsed();
+            watch = Stopwatch();
+            const std::uint64_t plain_rows =
+                columns(std::make_unique<io::ColumnReader>(plain_path, options));
+            const Times plain_columns = watch.elapsed();
+            std::printf(
+                "columns, batches of %zu rows: compressed %s\n         single file %s\n"
+                "         (wall-clock ratio %.2f; %llu and %llu rows)\n",
+                batch_rows, rates(count, packed_columns).c_str(),
+                rates(count, plain_columns).c_str(), plain_columns.wall / packed_columns.wall,
+                static_cast<unsigned long long>(packed_rows),
+                static_cast<unsigned long long>(plain_rows));
+        }
         std::printf("read: decoding chunks on the calling thread %.2f M frames/s (CPU time)\n",
                     count / decode_seconds / 1e6);
         std::printf("read: frame bytes %s, %.0f MB/s wall-clock\n", rates(count, raw_best).c_str(),
