@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <array>
 #include <cerrno>
 #include <cmath>
 #include <condition_variable>
@@ -524,20 +525,41 @@ private:
         std::vector<std::size_t> offsets;
     };
 
-    // Starts decoding chunk `index` on the prefetching thread, once that thread has finished the
-    // chunk before (at most two chunks are in memory: the one read and the one ahead). A chunk
-    // past the end, or known damaged, is not prefetched.
-    void prefetch(std::size_t index) {
-        if (index >= _chunks.size() || !_chunks[index].damage.empty()) {
+    // Has the prefetching thread decode chunks `first` and the one after it, as far as they
+    // exist and are not known damaged, into slots of their own (at most three chunks are in
+    // memory: the one read and the two ahead); slots holding other chunks are given up, except
+    // the one the thread is decoding, which it finishes first.
+    void prefetch(std::size_t first) {
+        if (first >= _chunks.size() || !_chunks[first].damage.empty()) {
             return;
         }
         if (!_prefetcher.joinable()) {
             _prefetcher = std::thread([this] { prefetchChunks(); });
         }
-        std::unique_lock<std::mutex> lock(_mutex);
-        _done.wait(lock, [this] { return !_busy; });
-        _ahead = index;
-        _busy = true;
+        std::lock_guard<std::mutex> lock(_mutex);
+        for (Ahead& slot : _ahead) {
+            if (slot.state != Ahead::WORKING &&
+                (slot.index < first || slot.index >= first + AHEAD)) {
+                slot.state = Ahead::FREE;
+                slot.index = NONE;
+                slot.failure = nullptr;
+            }
+        }
+        for (std::size_t index = first; index < first + AHEAD && index < _chunks.size(); ++index) {
+            if (!_chunks[index].damage.empty()) {
+                break;
+            }
+            Ahead* free = nullptr;
+            bool held = false;
+            for (Ahead& slot : _ahead) {
+                held = held || slot.index == index;
+                free = free == nullptr && slot.state == Ahead::FREE ? &slot : free;
+            }
+            if (!held && free != nullptr) {
+                free->index = index;
+                free->state = Ahead::PENDING;
+            }
+        }
         _wake.notify_one();
     }
 
@@ -548,39 +570,54 @@ private:
             return false;
         }
         std::unique_lock<std::mutex> lock(_mutex);
-        if (_ahead != index) {
-            return false;
+        for (Ahead& slot : _ahead) {
+            if (slot.index != index || slot.state == Ahead::FREE) {
+                continue;
+            }
+            _done.wait(lock, [&slot] { return slot.state == Ahead::READY; });
+            slot.state = Ahead::FREE;
+            slot.index = NONE;
+            if (slot.failure) {
+                std::rethrow_exception(std::exchange(slot.failure, nullptr));
+            }
+            std::swap(_current, slot.chunk);
+            damage = std::move(slot.damage);
+            return true;
         }
-        _done.wait(lock, [this] { return !_busy; });
-        _ahead = NONE;
-        if (_ahead_failure) {
-            std::rethrow_exception(std::exchange(_ahead_failure, nullptr));
-        }
-        std::swap(_current, _ahead_chunk);
-        damage = std::move(_ahead_damage);
-        return true;
+        return false;
     }
 
+    // The prefetching thread: decodes the pending slot of the lowest chunk, one at a time.
     void prefetchChunks() {
         std::unique_lock<std::mutex> lock(_mutex);
         for (;;) {
-            _wake.wait(lock, [this] { return _busy || _stopping; });
-            if (!_busy) {
+            Ahead* next = nullptr;
+            _wake.wait(lock, [this, &next] {
+                for (Ahead& slot : _ahead) {
+                    if (slot.state == Ahead::PENDING &&
+                        (next == nullptr || slot.index < next->index)) {
+                        next = &slot;
+                    }
+                }
+                return next != nullptr || _stopping;
+            });
+            if (_stopping) {
                 return;
             }
-            const std::size_t index = _ahead;
+            next->state = Ahead::WORKING;
+            const std::size_t index = next->index;
             lock.unlock();
             std::string damage;
             std::exception_ptr failure;
             try {
-                damage = decode(_chunks[index], _ahead_chunk, _ahead_dctx);
+                damage = decode(_chunks[index], next->chunk, _ahead_dctx);
             } catch (...) {
                 failure = std::current_exception();  // such as std::bad_alloc
             }
             lock.lock();
-            _ahead_damage = std::move(damage);
-            _ahead_failure = failure;
-            _busy = false;
+            next->damage = std::move(damage);
+            next->failure = failure;
+            next->state = Ahead::READY;
             _done.notify_all();
         }
     }
@@ -595,7 +632,11 @@ private:
             _prefetcher.join();
             _stopping = false;
         }
-        _ahead = NONE;
+        for (Ahead& slot : _ahead) {
+            slot.state = Ahead::FREE;
+            slot.index = NONE;
+            slot.failure = nullptr;
+        }
     }
 
     // Decodes `chunk` into `into`: the reason it is damaged, or empty when it decoded. Reads
@@ -740,19 +781,24 @@ private:
     std::size_t _position = 0;   // its next frame
     Decoded _current;            // the chunk read, _loaded
 
-    // Prefetching: the thread decodes chunk _ahead into _ahead_chunk while _busy. _ahead, _busy,
-    // _stopping and _ahead_damage under _mutex; the thread owns _ahead_chunk and _ahead_dctx
-    // while _busy.
+    // Prefetching: the thread decodes the PENDING slots' chunks, lowest first. Each slot's state,
+    // index, damage and failure, and _stopping, under _mutex; the thread owns a WORKING slot's
+    // chunk, the caller every other slot's.
+    struct Ahead {
+        enum State { FREE, PENDING, WORKING, READY };
+        State state = FREE;
+        std::size_t index = NONE;
+        Decoded chunk;
+        std::string damage;
+        std::exception_ptr failure;
+    };
+    static constexpr std::size_t AHEAD = 2;  // chunks decoded ahead of the one read
     std::thread _prefetcher;
     std::mutex _mutex;
     std::condition_variable _wake;  // a chunk to decode, or the thread is to stop
-    std::condition_variable _done;  // the chunk is decoded
-    std::size_t _ahead = NONE;
-    bool _busy = false;
+    std::condition_variable _done;  // a chunk is decoded
     bool _stopping = false;
-    Decoded _ahead_chunk;
-    std::string _ahead_damage;
-    std::exception_ptr _ahead_failure;
+    std::array<Ahead, AHEAD> _ahead;
     ZSTD_DCtx* _ahead_dctx = nullptr;
 };
 

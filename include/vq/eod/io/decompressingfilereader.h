@@ -16,15 +16,16 @@
 // lists what was found so far; verify() reads every chunk and lists all of it.
 //
 // Bounds. A chunk's contents take at most MAX_CHUNK_BYTES (64 MiB) before and after compression;
-// a header announcing more is damage, never an allocation. The reader holds at most two chunks
+// a header announcing more is damage, never an allocation. The reader holds at most three chunks
 // (each in its compressed and decompressed form, and its frames), and 40 bytes of index per
 // chunk. Time is linear in the file's size; a damaged region is searched for the next chunk's
 // sync marker.
 //
 // Reading ahead. While the frames of one chunk are read in file order (readData,
-// readFrameBytes), a thread of the reader decodes the next chunk (reads it, checks both
-// checksums, decompresses it, rebuilds its frames), so that a caller who reads a file through
-// finds each chunk ready. Seeks and readChunk() decode their chunk on the caller's thread, and
+// readFrameBytes, readFrameBlock), a thread of the reader decodes the next two chunks, one after
+// the other (reads each, checks both checksums, decompresses it, rebuilds its frames), so that a
+// caller who reads a file through finds each chunk ready and the thread never waits for the
+// caller to finish a chunk. Seeks and readChunk() decode their chunk on the caller's thread, and
 // start no reading ahead until the reads pass into the next chunk. Damage found ahead is
 // reported as above, by the read that reaches it.
 //
