@@ -530,13 +530,13 @@ const RecordRef* groupRecord(const Picked& p, std::size_t group) {
 // Which records a frame's inputs picked (before resolve()): frames that pick the same slots
 // resolve to records of the same groups.
 std::uint32_t slotMask(const Picked& p) {
-    const RecordRef* const slots[] = {p.timing, p.head,         p.head_direct, p.head_v1,
-                                      p.pupil,  p.pupil_direct, p.eyelid,      p.eyelid_direct,
-                                      p.gaze,   p.gaze_direct,  p.engine,      p.tracker,
-                                      p.target, p.gps,          p.gps_v1,      p.inertia};
     std::uint32_t mask = (p.any ? 1u : 0u) | std::min(p.faces, 2u) << 20;
-    for (std::size_t i = 0; i < sizeof slots / sizeof slots[0]; ++i) {
-        mask |= (slots[i] != nullptr ? 2u : 0u) << i;
+    std::uint32_t bit = 2;
+    for (const RecordRef* slot : {p.timing, p.head, p.head_direct, p.head_v1, p.pupil,
+                                  p.pupil_direct, p.eyelid, p.eyelid_direct, p.gaze, p.gaze_direct,
+                                  p.engine, p.tracker, p.target, p.gps, p.gps_v1, p.inertia}) {
+        mask |= slot != nullptr ? bit : 0u;
+        bit <<= 1;
     }
     return mask;
 }
@@ -1041,6 +1041,19 @@ struct ColumnReader::State {
         std::array<char, G_COUNT> kind{};   // per group: its records' object ID
         std::array<std::size_t, G_COUNT> offset{};  // and where its data lies in the frame
         unsigned faces = 0;                         // face sets in the row
+        // The long tables: the intersection records of a row's frames, in the order of their
+        // rows, where they lie in their input's frame, and the rows they make.
+        struct Intersection {
+            std::size_t input;
+            std::size_t offset;  // of the record's data from its frame's first byte
+            std::uint32_t size;
+            char object_id;
+        };
+        std::vector<Intersection> intersections;
+        std::size_t rows = 0;
+        // After gatherRun(): each input's first frame of the rows and the bytes of a frame.
+        std::vector<const unsigned char*> first;
+        std::vector<std::size_t> bytes;
     } run;
     // An input taking part in a run, while its rows are gathered.
     struct Part {
@@ -1066,7 +1079,7 @@ struct ColumnReader::State {
     void checkRuns() {
         const bool timed = options.start_s > -std::numeric_limits<double>::infinity() ||
                            options.end_s < std::numeric_limits<double>::infinity();
-        runs = options.table == Table::FRAME && all_kinds && !timed && !objects;
+        runs = all_kinds && !timed && !objects;
         for (const auto& input : inputs) {
             runs = runs && input->runnable();
         }
@@ -1117,7 +1130,60 @@ struct ColumnReader::State {
                 return;  // not a record of the inputs' frames: no run
             }
         }
+        if (options.table != Table::FRAME && !setIntersections()) {
+            return;
+        }
         run.set = true;
+    }
+
+    // The long tables: a run takes frames that all repeat a shape, so that every frame of it
+    // holds the same intersection records at the same places, making the same rows.
+    bool setIntersections() {
+        const bool gaze = options.table == Table::GAZE_INTERSECTIONS;
+        run.intersections.clear();
+        run.rows = 0;
+        for (std::size_t i = 0; i < inputs.size(); ++i) {
+            if (!run.part[i]) {
+                continue;
+            }
+            if (!run.shaped[i]) {
+                return false;
+            }
+            const FrameView& v = *views[i];
+            for (const RecordRef& r : v) {
+                if (gaze ? isGazeIntersection(r.object_id) : isHeadIntersection(r.object_id)) {
+                    run.intersections.push_back(
+                        {i, static_cast<std::size_t>(r.data - v.data()), r.size, r.object_id});
+                    run.rows += intersectionRows(r);
+                }
+            }
+        }
+        run.first.assign(inputs.size(), nullptr);
+        run.bytes.assign(inputs.size(), 0);
+        return true;
+    }
+
+    // The frames of a room of `rows` rows.
+    std::size_t framesFor(std::size_t rows) const {
+        if (options.table == Table::FRAME) {
+            return rows;
+        }
+        return run.rows == 0 ? Chunk::ROWS : rows / run.rows;
+    }
+
+    // Fills the long table's rows of the `n` frames gathered.
+    void fillIntersectionRows(std::size_t n) {
+        const bool gaze = options.table == Table::GAZE_INTERSECTIONS;
+        filler.reserve(filler.rows() + n * run.rows);
+        for (std::size_t k = 0; k < n; ++k) {
+            for (const Run::Intersection& at : run.intersections) {
+                RecordRef r;
+                r.data = run.first[at.input] + k * run.bytes[at.input] + at.offset;
+                r.size = at.size;
+                r.object_id = at.object_id;
+                fillIntersections(filler, gaze, chunk->frame_num[k], r);
+            }
+        }
     }
 
     // Gathers up to `room` rows of the run into the chunk; their frames are consumed.
@@ -1159,6 +1225,10 @@ struct ColumnReader::State {
             for (std::size_t k = 0; summary != nullptr && !part.shaped && k < n; ++k) {
                 part.view->reset(part.stretch.data + ends[k], part.bytesFrom(k, ends[k]));
                 summarizeView(part.input, 0);
+            }
+            if (!run.first.empty()) {
+                run.first[part.input] = part.stretch.data;
+                run.bytes[part.input] = part.view->bytes();
             }
             inputs[part.input]->skip(n, part.shaped ? n * part.view->bytes() : ends[n]);
         }
@@ -1497,9 +1567,13 @@ bool ColumnReader::next(ColumnBatch& batch) {
         while (!s.done && s.filler.rows() < limit) {
             if (s.run.set) {
                 const std::size_t n = s.gatherRun(static_cast<std::size_t>(std::min<std::uint64_t>(
-                    limit - s.filler.rows(), s.options.max_frames - s.taken)));
+                    s.framesFor(limit - s.filler.rows()), s.options.max_frames - s.taken)));
                 if (n > 0) {
-                    fillChunk(s.filler, *s.chunk, n);
+                    if (table == Table::FRAME) {
+                        fillChunk(s.filler, *s.chunk, n);
+                    } else {
+                        s.fillIntersectionRows(n);
+                    }
                     s.taken += n;
                     s.merged += n;
                     if (s.summary != nullptr && s.run.faces > 1) {

@@ -251,8 +251,8 @@ TEST(ColumnReader, EveryPublishedKindGivesTheValuesOfTheRecordObjects) {
 }
 
 // A frame of shape 0 to 3, random values: 0 the common frame with a gaze target of one label,
-// 1 that with GPS, 2 a target of two labels (none in every third frame, no world container in
-// every fifth), 3 the older head record and no world container.
+// 1 that with GPS and a second target, 2 a target of two labels (none in every third frame, no
+// world container in every fifth), 3 the older head record and no world container.
 boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
                                                 std::mt19937& random) {
     boost::shared_ptr<EngineOutputData> frame(new EngineOutputData);
@@ -294,6 +294,11 @@ boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
         boost::shared_ptr<WorldOutputDataV2> world(new WorldOutputDataV2);
         if (shape != 2 || number % 3 != 0) {
             world->addSubObject(target);
+        }
+        if (shape == 1) {  // a second target: two rows of the long table
+            boost::shared_ptr<GazeIntersectionOutputDataV4> more(new GazeIntersectionOutputDataV4);
+            more->addIntersection("mirror", {value(random), value(random), value(random)});
+            world->addSubObject(more);
         }
         frame->addSubObject(world);
     }
@@ -359,16 +364,32 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
     packed.closeFile();
     struct Case {
         const char* what;
+        Table table;
         std::size_t batch_rows;
         std::uint32_t first;
         std::uint32_t last;
         std::uint64_t most;
         std::vector<std::string> columns;
     } cases[] = {
-        {"everything", 100, 0, 0xFFFFFFFF, ~0ull, {}},
-        {"a range of frames in small batches", 7, 130, 777, ~0ull, {}},
-        {"at most 301 frames", 64, 0, 0xFFFFFFFF, 301, {}},
+        {"everything", Table::FRAME, 100, 0, 0xFFFFFFFF, ~0ull, {}},
+        {"a range of frames in small batches", Table::FRAME, 7, 130, 777, ~0ull, {}},
+        {"at most 301 frames", Table::FRAME, 64, 0, 0xFFFFFFFF, 301, {}},
+        {"gaze intersections in small batches",
+         Table::GAZE_INTERSECTIONS,
+         5,
+         0,
+         0xFFFFFFFF,
+         ~0ull,
+         {}},
+        {"gaze intersections of at most 200 frames",
+         Table::GAZE_INTERSECTIONS,
+         1000,
+         40,
+         0xFFFFFFFF,
+         200,
+         {}},
         {"some columns",
+         Table::FRAME,
          1000,
          0,
          0xFFFFFFFF,
@@ -378,6 +399,7 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
     for (const Case& c : cases) {
         for (const std::string& path : {dir / "single.vql", dir / "kinds", dir / "packed.vqz"}) {
             ColumnReaderOptions options;
+            options.table = c.table;
             options.batch_rows = c.batch_rows;
             options.first_frame = c.first;
             options.last_frame = c.last;
