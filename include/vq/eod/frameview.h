@@ -120,8 +120,8 @@ public:
     bool repeats(const unsigned char* data, std::size_t size) const noexcept;
     // How many frames laid one after another from `data` (`size` bytes in all), each bytes()
     // long, repeat that shape: repeats() of each, up to `most` of them.
-    std::size_t repeatsEach(const unsigned char* data, std::size_t size,
-                            std::size_t most) const noexcept;
+    // Not const: the first call for several frames prepares the comparison of this shape.
+    std::size_t repeatsEach(const unsigned char* data, std::size_t size, std::size_t most) noexcept;
 
     // The first record of this kind whose parent is `parent` (-1: the frame), or null.
     const RecordRef* find(char object_id, int parent = -1) const;
@@ -172,11 +172,30 @@ private:
     bool labelled(std::size_t pos, int index, int depth, std::size_t n) noexcept;
     bool sameLabels(const unsigned char* data) const noexcept;
 
+    // The same structural bytes (the shape's headers, count bytes and labels) as 16-byte blocks
+    // of the frame, each with a mask of the bytes that count: repeatsEach() compares a frame's
+    // blocks in a few vector operations instead of record by record. Built from the shape the
+    // first time repeatsEach() is asked for several frames; frames shorter than a block or
+    // longer than MAX_BLOCK_BYTES are compared record by record.
+    struct ShapeBlock {
+        alignas(16) std::array<unsigned char, 16> ref{};
+        alignas(16) std::array<unsigned char, 16> mask{};
+        std::uint32_t offset = 0;
+    };
+    static constexpr std::size_t MAX_BLOCK_BYTES = 2048;
+    static constexpr std::size_t MAX_SHAPE_BLOCKS = MAX_BLOCK_BYTES / 16;
+    enum class Blocks : unsigned char { UNBUILT, BUILT, NONE };
+    void buildBlocks() noexcept;
+    bool sameEntries(const unsigned char* data) const noexcept;
+
     bool _common = false;  // the walk so far took the common path only
     bool _shaped = false;  // _shape describes the index
     std::array<ShapeEntry, MAX_RECORDS + 1> _shape{};
     std::size_t _label_shapes = 0;
     std::array<LabelShape, MAX_LABEL_SHAPES> _labels{};
+    Blocks _block_state = Blocks::UNBUILT;
+    std::size_t _num_blocks = 0;
+    std::array<ShapeBlock, MAX_SHAPE_BLOCKS> _blocks{};
 
     const unsigned char* _data = nullptr;
     std::size_t _size = 0;

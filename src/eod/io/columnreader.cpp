@@ -388,6 +388,21 @@ public:
             c->_valid[_row + k] = 1;
         }
     }
+    // The same text in rows `0 .. n - 1` from the current row on.
+    void putSameText(std::size_t column, std::string_view text, std::size_t n) {
+        Column* c = _slots[column];
+        if (c == nullptr) {
+            return;
+        }
+        const std::size_t first = c->_chars.size();
+        c->_chars.resize(first + n * text.size());
+        auto* offsets = reinterpret_cast<std::uint32_t*>(c->_values.data()) + _row + 1;
+        for (std::size_t k = 0; k < n; ++k) {
+            std::memcpy(c->_chars.data() + first + k * text.size(), text.data(), text.size());
+            offsets[k] = static_cast<std::uint32_t>(first + (k + 1) * text.size());
+        }
+        std::memset(c->_valid.data() + _row, 1, n);
+    }
     // Where the values of the current row go.
     struct Cells {
         void* const* values;
@@ -546,6 +561,9 @@ std::uint32_t slotMask(const Picked& p) {
 struct Chunk {
     static constexpr std::size_t ROWS = 256;
     std::array<bool, G_COUNT> present{};
+    // The group's records in every row have the same structural bytes (FrameView::repeats):
+    // the same extent, and the same values wherever they decide it.
+    std::array<bool, G_COUNT> same{};
     std::array<char, G_COUNT> kind{};  // the object ID of the group's records
     std::array<std::array<const unsigned char*, ROWS>, G_COUNT> data{};  // RecordRef::data
     std::array<std::uint32_t, ROWS> frame_num{};
@@ -716,8 +734,61 @@ void fillState(ColumnFiller& f, const Chunk& c, std::size_t g, std::size_t colum
     f.present(column, 1, n);
 }
 
+// Rows whose labelled records all have one shape: a labelled record of that shape holds at
+// most one label and at most one entry of each kind (FrameView's common path), so the offsets
+// of its label and entries are those of the first row. An entry is the label's when its index
+// is the label's.
+void fillSameTargets(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    RecordRef first;
+    first.data = c.data[G_TARGET][0];
+    first.object_id = c.kind[G_TARGET];
+    const std::size_t eye = first.object_id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4 ? 1 : 0;
+    const unsigned char* const fields = first.fields() + eye;
+    const std::size_t base = static_cast<std::size_t>(fields - first.data);
+    if (byteorder::load<std::uint64_t>(fields) == 0) {
+        for (std::size_t k = 0; k < n; ++k) {
+            f.cells(k).absent(F_TARGET, 8);
+        }
+        return;
+    }
+    const auto* text = reinterpret_cast<const char*>(fields + 8);
+    const std::size_t length = std::strlen(text);  // the view found its 0 byte
+    f.putSameText(F_TARGET, std::string_view(text, length), n);
+    // Offsets from the record's data: the label's index, then per kind its entry (or 0).
+    const std::size_t index_at = base + 8 + length + 1;
+    std::size_t at = index_at + 4;
+    std::array<std::size_t, 3> entry{};
+    constexpr std::size_t ENTRY[3] = {16, 12, 12};
+    for (std::size_t kind = 0; kind < 3; ++kind) {
+        const std::uint64_t count = byteorder::load<std::uint64_t>(first.data + at);
+        entry[kind] = count == 1 ? at + 8 : 0;
+        at += 8 + static_cast<std::size_t>(count) * ENTRY[kind];
+    }
+    for (std::size_t k = 0; k < n; ++k) {
+        const unsigned char* const data = c.data[G_TARGET][k];
+        const ColumnFiller::Cells out = f.cells(k);
+        const auto index = byteorder::load<std::int32_t>(data + index_at);
+        const auto holds = [&](std::size_t kind) {
+            return entry[kind] != 0 && byteorder::load<std::int32_t>(data + entry[kind]) == index;
+        };
+        out.putAll(F_TARGET + 1, holds(0) ? view_detail::arrayAt<float, 3>(data, entry[0] + 4)
+                                          : std::array<float, 3>{});
+        out.putAll(F_TARGET + 4, holds(1) ? view_detail::arrayAt<float, 2>(data, entry[1] + 4)
+                                          : std::array<float, 2>{});
+        if (holds(2)) {
+            out.putAll(F_TARGET + 6, view_detail::arrayAt<std::int32_t, 2>(data, entry[2] + 4));
+        } else {
+            out.absent(F_TARGET + 6, 2);
+        }
+    }
+}
+
 // The label of the lowest index (the first such label), as the record objects pick it.
 void fillTarget(ColumnFiller& f, const Chunk& c, std::size_t n) {
+    if (c.same[G_TARGET]) {
+        fillSameTargets(f, c, n);
+        return;
+    }
     for (std::size_t k = 0; k < n; ++k) {
         const ColumnFiller::Cells out = f.cells(k);
         LabelledIntersection hit;
@@ -1192,6 +1263,7 @@ struct ColumnReader::State {
         for (std::size_t g = 0; g < G_COUNT; ++g) {
             c.present[g] = run.owner[g] >= 0;
             c.kind[g] = run.kind[g];
+            c.same[g] = c.present[g] && run.shaped[static_cast<std::size_t>(run.owner[g])] != 0;
         }
         parts.clear();
         for (std::size_t i = 0; i < inputs.size(); ++i) {
@@ -1256,7 +1328,7 @@ struct ColumnReader::State {
     // inputs before it (the first input sets them).
     std::size_t shapedRows(Chunk& c, const Part& part, bool first, std::size_t from,
                            std::size_t rows) {
-        const FrameView& v = *part.view;
+        FrameView& v = *part.view;
         const std::size_t bytes = v.bytes();
         const Stretch& s = part.stretch;
         const unsigned char* at = s.data + from * bytes;
@@ -1667,6 +1739,7 @@ bool ColumnReader::next(ColumnBatch& batch) {
                     for (std::size_t g = 0; g < G_COUNT; ++g) {
                         const RecordRef* r = groupRecord(p, g);
                         c.present[g] = r != nullptr;
+                        c.same[g] = false;
                         if (r != nullptr) {
                             c.put(g, 0, *r);
                         }

@@ -250,9 +250,10 @@ TEST(ColumnReader, EveryPublishedKindGivesTheValuesOfTheRecordObjects) {
     EXPECT_EQ(readAll(bytes, Table::HEAD_INTERSECTIONS).numRows(), head_rows);
 }
 
-// A frame of shape 0 to 3, random values: 0 the common frame with a gaze target of one label,
-// 1 that with GPS and a second target, 2 a target of two labels (none in every third frame, no
-// world container in every fifth), 3 the older head record and no world container.
+// A frame of shape 0 to 3, random values: 0 the common frame with a gaze target of one label
+// (in every seventh frame its world point is of another index), 1 that with GPS and a second
+// target, 2 a target of two labels (none in every third frame, no world container in every fifth),
+// 3 the older head record and no world container.
 boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
                                                 std::mt19937& random) {
     boost::shared_ptr<EngineOutputData> frame(new EngineOutputData);
@@ -287,6 +288,12 @@ boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
         if (shape != 2) {
             target->addIntersection("screen", {value(random), value(random), value(random)},
                                     {value(random), value(random)}, {7, 9});
+            if (number % 7 == 0) {  // a world point of index 1, which is no label's
+                ByteBuffer bytes;
+                target->serialize(bytes);
+                bytes[35] = 1;  // header, flag, eye, label count, "screen", its index, count
+                target = as<GazeIntersectionOutputDataV4>(readBack(bytes));
+            }
         } else {
             target->addIntersection("left mirror", {value(random), value(random), value(random)});
             target->addIntersection("road", {value(random), value(random), value(random)});
