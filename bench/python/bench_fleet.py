@@ -30,7 +30,7 @@ from pathlib import Path
 ROOT = Path(__file__).resolve().parents[2]
 COLUMNS = ["head_position_x", "head_position_y", "head_position_z"]
 # Squares as products, the arithmetic NumPy does for ``x ** 2`` in the pandas path: DuckDB's
-# ``x ^ 2`` calls pow(), which alone took two fifths of the query's CPU time.
+# ``x ^ 2`` calls pow(), which alone took half of the query's CPU time.
 SQL = """SELECT recording, avg(sqrt(head_position_x * head_position_x
                                   + head_position_y * head_position_y
                                   + head_position_z * head_position_z)) AS distance,
