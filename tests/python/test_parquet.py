@@ -4,6 +4,7 @@ import json
 
 import numpy as np
 import pyarrow as pa
+import pyarrow.dataset  # noqa: F401 (pa.dataset)
 import pyarrow.parquet as pq
 import pytest
 
@@ -45,10 +46,22 @@ def test_layout_metadata_and_round_trip(dataset, fleet, frames):
         f"start_time={start.strftime('%Y%m%dT%H%M%S')}.{start.microsecond // 1000:03d}Z"
     meta = pq.ParquetFile(written["frame"][0])
     assert meta.metadata.num_row_groups == -(-len(frames["drive-1"]) // 500)
+    # Units and descriptions once, as key-value metadata that pyarrow, its datasets and DuckDB
+    # all show; minimum and maximum only where queries select rows.
     columns = json.loads(meta.schema_arrow.metadata[b"vq_corelog.columns"])
     assert columns["head_rotation_x_rad"]["unit"] == "rad"
-    assert meta.schema_arrow.field("pupil_left_diameter").metadata[b"description"] == \
-        b"left pupil diameter"
+    assert columns["pupil_left_diameter"]["description"] == "left pupil diameter"
+    # (pyarrow < 17 adds key-value metadata only along with its own schema)
+    assert (b"ARROW:schema" in meta.metadata.metadata) == \
+        (not hasattr(pq.ParquetWriter, "add_key_value_metadata"))
+    dataset_meta = pa.dataset.dataset(out / "frame", partitioning="hive").schema.metadata
+    assert json.loads(dataset_meta[b"vq_corelog.columns"]) == columns
+    kv = duckdb.sql(f"SELECT value FROM parquet_kv_metadata('{written['frame'][0]}') "
+                    "WHERE key = 'vq_corelog.columns'").fetchall()[0][0]
+    assert json.loads(kv) == columns
+    group = meta.metadata.row_group(0)
+    assert [group.column(i).path_in_schema for i in range(group.num_columns)
+            if group.column(i).is_stats_set] == ["frame_num", "time_s", "timestamp_utc"]
     back, orig = pq.read_table(written["frame"][0]), vq.read(fleet[1]).to_arrow()
     assert plain(back).equals(plain(orig))
     for table in ("gaze_intersections", "head_intersections"):
