@@ -695,13 +695,14 @@ private:
     // Decodes `chunk` into `into`: the reason it is damaged, or empty when it decoded. Reads
     // only the file and the chunk's index entry, so that two threads may decode at once.
     std::string decode(const Chunk& chunk, Decoded& into, ZSTD_DCtx*& dctx) const {
-        ByteBuffer& header_bytes = into.stored;
-        header_bytes.resize(CHUNK_HEADER_MAX_BYTES);
+        // The header apart from the contents, so that the contents' buffer only grows (and is
+        // cleared) when a chunk's contents are larger than any before.
+        unsigned char header_bytes[CHUNK_HEADER_MAX_BYTES];
         const std::size_t got = readAt(
-            chunk.offset, header_bytes.data(),
-            static_cast<std::size_t>(std::min<std::uint64_t>(header_bytes.size(), chunk.bytes)));
+            chunk.offset, header_bytes,
+            static_cast<std::size_t>(std::min<std::uint64_t>(sizeof header_bytes, chunk.bytes)));
         ChunkHeader header;
-        switch (decodeChunkHeader(header_bytes.data(), got, header)) {
+        switch (decodeChunkHeader(header_bytes, got, header)) {
             case HeaderStatus::OK:
                 break;
             case HeaderStatus::NO_SYNC:
