@@ -45,7 +45,7 @@ class DecompressingFileReader::Impl {
 public:
     ~Impl() {
         close();
-        for (ZSTD_DCtx* dctx : {_dctx, _ahead_dctx}) {
+        for (ZSTD_DCtx* dctx : {_decoder.dctx, _ahead_decoder.dctx}) {
             if (dctx != nullptr) {
                 ZSTD_freeDCtx(dctx);
             }
@@ -498,12 +498,18 @@ private:
         }
     }
 
-    // A decoded chunk: its stored and raw contents, its frames and their offsets.
+    // A decoded chunk: its frames and their offsets.
     struct Decoded {
-        ByteBuffer stored;
-        ByteBuffer raw;
         ByteBuffer frames;
         std::vector<std::size_t> offsets;
+    };
+
+    // What a thread decodes with: its zstd context, and a chunk's stored and raw contents, which
+    // are only needed while it is decoded (and, reused, stay in that core's cache).
+    struct Decoder {
+        ZSTD_DCtx* dctx = nullptr;
+        ByteBuffer stored;
+        ByteBuffer raw;
     };
 
     // A chunk in memory: decoded ahead (PENDING, WORKING, READY) or read (HELD).
@@ -620,7 +626,7 @@ private:
             }
             Slot* work = slot->state == Slot::PENDING ? slot : lowestPending();
             if (work != nullptr) {
-                decodeIn(*work, lock, _dctx);
+                decodeIn(*work, lock, _decoder);
             } else {
                 _done.wait(lock);
             }
@@ -639,14 +645,14 @@ private:
     }
 
     // Decodes the PENDING slot's chunk with `lock` released, then marks it READY.
-    void decodeIn(Slot& slot, std::unique_lock<std::mutex>& lock, ZSTD_DCtx*& dctx) {
+    void decodeIn(Slot& slot, std::unique_lock<std::mutex>& lock, Decoder& decoder) {
         slot.state = Slot::WORKING;
         const std::size_t index = slot.index;
         lock.unlock();
         std::string damage;
         std::exception_ptr failure;
         try {
-            damage = decode(_chunks[index], slot.chunk, dctx);
+            damage = decode(_chunks[index], slot.chunk, decoder);
         } catch (...) {
             failure = std::current_exception();  // such as std::bad_alloc
         }
@@ -669,7 +675,7 @@ private:
             if (_stopping) {
                 return;
             }
-            decodeIn(*next, lock, _ahead_dctx);
+            decodeIn(*next, lock, _ahead_decoder);
         }
     }
 
@@ -692,9 +698,10 @@ private:
         _current = nullptr;
     }
 
-    // Decodes `chunk` into `into`: the reason it is damaged, or empty when it decoded. Reads
-    // only the file and the chunk's index entry, so that two threads may decode at once.
-    std::string decode(const Chunk& chunk, Decoded& into, ZSTD_DCtx*& dctx) const {
+    // Decodes `chunk` into `into` with `decoder`: the reason it is damaged, or empty when it
+    // decoded. Reads only the file and the chunk's index entry, so that two threads, each with
+    // its own decoder, may decode at once.
+    std::string decode(const Chunk& chunk, Decoded& into, Decoder& decoder) const {
         // The header apart from the contents, so that the contents' buffer only grows (and is
         // cleared) when a chunk's contents are larger than any before.
         unsigned char header_bytes[CHUNK_HEADER_MAX_BYTES];
@@ -719,26 +726,28 @@ private:
             header.last_frame != chunk.last_frame) {
             return "header does not match the index";
         }
-        into.stored.resize(header.stored_bytes);
-        if (readAt(chunk.offset + header.header_bytes, into.stored.data(), into.stored.size()) !=
-            into.stored.size()) {
+        decoder.stored.resize(header.stored_bytes);
+        if (readAt(chunk.offset + header.header_bytes, decoder.stored.data(),
+                   decoder.stored.size()) != decoder.stored.size()) {
             return "cut short by the end of the file";
         }
-        if (checksum(into.stored.data(), into.stored.size()) != header.contents_checksum) {
+        if (checksum(decoder.stored.data(), decoder.stored.size()) != header.contents_checksum) {
             return "contents checksum mismatch";
         }
-        if (dctx == nullptr) {
-            dctx = ZSTD_createDCtx();
-            if (dctx == nullptr) {
+        if (decoder.dctx == nullptr) {
+            decoder.dctx = ZSTD_createDCtx();
+            if (decoder.dctx == nullptr) {
                 throw std::bad_alloc();
             }
         }
-        if (ZSTD_getFrameContentSize(into.stored.data(), into.stored.size()) != header.raw_bytes) {
+        if (ZSTD_getFrameContentSize(decoder.stored.data(), decoder.stored.size()) !=
+            header.raw_bytes) {
             return "contents do not decompress to " + std::to_string(header.raw_bytes) + " bytes";
         }
-        into.raw.resize(header.raw_bytes);
-        const std::size_t raw = ZSTD_decompressDCtx(dctx, into.raw.data(), into.raw.size(),
-                                                    into.stored.data(), into.stored.size());
+        decoder.raw.resize(header.raw_bytes);
+        const std::size_t raw =
+            ZSTD_decompressDCtx(decoder.dctx, decoder.raw.data(), decoder.raw.size(),
+                                decoder.stored.data(), decoder.stored.size());
         if (ZSTD_isError(raw)) {
             return std::string("contents cannot be decompressed: ") + ZSTD_getErrorName(raw);
         }
@@ -747,7 +756,7 @@ private:
         }
         std::uint32_t first = 0;
         std::uint32_t last = 0;
-        if (!decodeColumns(into.raw.data(), into.raw.size(), header.frames, into.frames,
+        if (!decodeColumns(decoder.raw.data(), decoder.raw.size(), header.frames, into.frames,
                            into.offsets) ||
             !frameNumberOf(into.frames.data(), into.offsets[1], first) ||
             !frameNumberOf(into.frames.data() + into.offsets[into.offsets.size() - 2],
@@ -829,7 +838,7 @@ private:
     std::vector<std::size_t> _by_time;
 
     // Reading.
-    ZSTD_DCtx* _dctx = nullptr;
+    Decoder _decoder;  // the caller's
     std::size_t _next_chunk = 0;
     std::size_t _loaded = NONE;   // the chunk read
     std::size_t _position = 0;    // its next frame
@@ -848,7 +857,7 @@ private:
     std::condition_variable _done;  // a chunk is decoded
     bool _stopping = false;
     std::array<Slot, SLOTS> _slots;
-    ZSTD_DCtx* _ahead_dctx = nullptr;
+    Decoder _ahead_decoder;  // the prefetching thread's
 };
 
 DecompressingFileReader::DecompressingFileReader() : _impl(std::make_unique<Impl>()) {}

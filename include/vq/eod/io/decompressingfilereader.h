@@ -17,9 +17,9 @@
 //
 // Bounds. A chunk's contents take at most MAX_CHUNK_BYTES (64 MiB) before and after compression;
 // a header announcing more is damage, never an allocation. The reader holds at most three chunks
-// (each in its compressed and decompressed form, and its frames), and 40 bytes of index per
-// chunk. Time is linear in the file's size; a damaged region is searched for the next chunk's
-// sync marker.
+// as frames (the one read and two decoded ahead), the compressed and decompressed contents of
+// one chunk for each of the two threads that decode, and 40 bytes of index per chunk. Time is
+// linear in the file's size; a damaged region is searched for the next chunk's sync marker.
 //
 // Reading ahead. While the frames of one chunk are read in file order (readData,
 // readFrameBytes, readFrameBlock), a thread of the reader decodes the next two chunks, one after
