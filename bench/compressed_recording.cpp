@@ -119,8 +119,10 @@ int main(int argc, char** argv) {
         }
     }
     const double count = static_cast<double>(frames.size());
-    std::printf("recording: %zu frames, %llu bytes\n", frames.size(),
-                static_cast<unsigned long long>(fileSize(recording)));
+    double load[3] = {0, 0, 0};
+    ::getloadavg(load, 3);
+    std::printf("recording: %zu frames, %llu bytes (load average %.2f %.2f %.2f)\n", frames.size(),
+                static_cast<unsigned long long>(fileSize(recording)), load[0], load[1], load[2]);
 
     // Writing from memory: the single-file log, then the compressed file, three times each.
     Times plain_best{1e9, 1e9, 1e9};

@@ -45,7 +45,7 @@ class DecompressingFileReader::Impl {
 public:
     ~Impl() {
         close();
-        for (ZSTD_DCtx* dctx : {_dctx, _ahead_dctx}) {
+        for (ZSTD_DCtx* dctx : {_decoder.dctx, _ahead_decoder.dctx}) {
             if (dctx != nullptr) {
                 ZSTD_freeDCtx(dctx);
             }
@@ -92,8 +92,6 @@ public:
         }
         _chunks.clear();
         _loaded = NONE;
-        _current.frames.clear();
-        _current.offsets.clear();
     }
 
     bool hasFooter() const { return _has_footer; }
@@ -117,7 +115,7 @@ public:
                 load(i, false);
             }
         }
-        _loaded = NONE;
+        release();
         rewind();
         return damage();
     }
@@ -125,14 +123,14 @@ public:
     // Loads the next chunk when every frame of the current one has been read; false at the end.
     bool nextChunkIfDone() {
         requireOpen();
-        while (_loaded == NONE || _position + 1 >= _current.offsets.size()) {
+        while (_loaded == NONE || _position + 1 >= _current->offsets.size()) {
             if (_next_chunk >= _chunks.size()) {
                 return false;
             }
             const std::size_t index = _next_chunk++;
-            _loaded = NONE;
+            release();
+            prefetch(index);
             load(index, true);
-            prefetch(_next_chunk);
             _position = 0;
         }
         return true;
@@ -142,10 +140,10 @@ public:
         if (!nextChunkIfDone()) {
             return false;
         }
-        base = _current.frames.data();
-        offsets = _current.offsets.data() + _position;
-        count = _current.offsets.size() - 1 - _position;
-        _position = _current.offsets.size() - 1;
+        base = _current->frames.data();
+        offsets = _current->offsets.data() + _position;
+        count = _current->offsets.size() - 1 - _position;
+        _position = _current->offsets.size() - 1;
         return true;
     }
 
@@ -153,8 +151,8 @@ public:
         if (!nextChunkIfDone()) {
             return false;
         }
-        data = _current.frames.data() + _current.offsets[_position];
-        size = _current.offsets[_position + 1] - _current.offsets[_position];
+        data = _current->frames.data() + _current->offsets[_position];
+        size = _current->offsets[_position + 1] - _current->offsets[_position];
         ++_position;
         return true;
     }
@@ -166,10 +164,10 @@ public:
             return {};
         }
         // The frame's bytes passed the chunk's checksum: they are what the writer serialised.
-        int pos = static_cast<int>(_current.offsets[_position - 1]);
-        const int end = static_cast<int>(_current.offsets[_position]);
+        int pos = static_cast<int>(_current->offsets[_position - 1]);
+        const int end = static_cast<int>(_current->offsets[_position]);
         auto frame = boost::dynamic_pointer_cast<EngineOutputData>(
-            SerializableFactory::newObject(_current.frames, pos));
+            SerializableFactory::newObject(_current->frames, pos));
         if (!frame || pos != end) {
             throw CompressedFrameFileError(
                 "DecompressingFileReader::readData - not a frame in the chunk at bytes " +
@@ -180,7 +178,7 @@ public:
 
     bool endOfData() {
         requireOpen();
-        if (_loaded != NONE && _position + 1 < _current.offsets.size()) {
+        if (_loaded != NONE && _position + 1 < _current->offsets.size()) {
             return false;
         }
         return _next_chunk >= _chunks.size();
@@ -211,22 +209,22 @@ public:
     }
 
     void rewind() {
+        release();
         _next_chunk = 0;
-        _loaded = NONE;
         _position = 0;
     }
 
     void readChunk(std::size_t index, ByteBuffer& frames, std::vector<std::size_t>& offsets) {
         requireOpen();
         VQ_REQUIRE(index < _chunks.size(), "chunk index out of range");
-        _loaded = NONE;
+        release();
         if (!_chunks[index].damage.empty()) {
             throw CompressedFrameFileError(describe(index));
         }
         load(index, true);
-        frames.swap(_current.frames);
-        offsets.swap(_current.offsets);
-        _loaded = NONE;
+        frames.swap(_current->frames);
+        offsets.swap(_current->offsets);
+        release();
     }
 
 private:
@@ -500,125 +498,184 @@ private:
         }
     }
 
-    // Decodes chunk `index` into _current.frames and _current.offsets. A damaged chunk is marked,
-    // and raised when `raise` is set.
-    void load(std::size_t index, bool raise) {
-        Chunk& chunk = _chunks[index];
-        if (chunk.damage.empty() && !takePrefetched(index, chunk.damage)) {
-            chunk.damage = decode(chunk, _current, _dctx);
-        }
-        if (!chunk.damage.empty()) {
-            _loaded = NONE;
-            if (raise) {
-                throw CompressedFrameFileError(describe(index));
-            }
-            return;
-        }
-        _loaded = index;
-    }
-
-    // A decoded chunk: its stored and raw contents, its frames and their offsets.
+    // A decoded chunk: its frames and their offsets.
     struct Decoded {
-        ByteBuffer stored;
-        ByteBuffer raw;
         ByteBuffer frames;
         std::vector<std::size_t> offsets;
     };
 
-    // Has the prefetching thread decode chunks `first` and the one after it, as far as they
-    // exist and are not known damaged, into slots of their own (at most three chunks are in
-    // memory: the one read and the two ahead); slots holding other chunks are given up, except
-    // the one the thread is decoding, which it finishes first.
+    // What a thread decodes with: its zstd context, and a chunk's stored and raw contents, which
+    // are only needed while it is decoded (and, reused, stay in that core's cache).
+    struct Decoder {
+        ZSTD_DCtx* dctx = nullptr;
+        ByteBuffer stored;
+        ByteBuffer raw;
+    };
+
+    // A chunk in memory: decoded ahead (PENDING, WORKING, READY) or read (HELD).
+    struct Slot {
+        enum State { FREE, PENDING, WORKING, READY, HELD };
+        State state = FREE;
+        std::size_t index = NONE;
+        Decoded chunk;
+        std::string damage;
+        std::exception_ptr failure;
+    };
+
+    // Decodes chunk `index` into a slot of its own, which becomes _current. A damaged chunk is
+    // marked, and raised when `raise` is set.
+    void load(std::size_t index, bool raise) {
+        release();
+        Chunk& chunk = _chunks[index];
+        if (chunk.damage.empty()) {
+            Slot& slot = take(index);
+            _held = &slot;
+            if (slot.failure) {
+                const std::exception_ptr failure = std::exchange(slot.failure, nullptr);
+                release();
+                std::rethrow_exception(failure);
+            }
+            if (slot.damage.empty()) {
+                _current = &slot.chunk;
+                _loaded = index;
+                return;
+            }
+            chunk.damage = std::move(slot.damage);
+            release();
+        }
+        if (raise) {
+            throw CompressedFrameFileError(describe(index));
+        }
+    }
+
+    // Gives up the chunk read: its frames are no longer valid.
+    void release() {
+        _loaded = NONE;
+        _current = nullptr;
+        if (_held != nullptr) {
+            std::lock_guard<std::mutex> lock(_mutex);
+            _held->state = Slot::FREE;
+            _held->index = NONE;
+            _held = nullptr;
+        }
+    }
+
+    // Marks chunk `first` and the two after it, as far as they exist and are not known damaged,
+    // to be decoded ahead, each in a slot of its own; slots holding other chunks are given up,
+    // except one being decoded, which is finished first. Nothing is held when this is called.
     void prefetch(std::size_t first) {
-        if (first >= _chunks.size() || !_chunks[first].damage.empty()) {
-            return;
+        if (first + 1 >= _chunks.size() || !_chunks[first].damage.empty()) {
+            return;  // nothing after it to decode ahead
         }
         if (!_prefetcher.joinable()) {
             _prefetcher = std::thread([this] { prefetchChunks(); });
         }
         std::lock_guard<std::mutex> lock(_mutex);
-        for (Ahead& slot : _ahead) {
-            if (slot.state != Ahead::WORKING &&
-                (slot.index < first || slot.index >= first + AHEAD)) {
-                slot.state = Ahead::FREE;
+        for (Slot& slot : _slots) {
+            if (slot.state != Slot::WORKING &&
+                (slot.index < first || slot.index >= first + SLOTS)) {
+                slot.state = Slot::FREE;
                 slot.index = NONE;
                 slot.failure = nullptr;
             }
         }
-        for (std::size_t index = first; index < first + AHEAD && index < _chunks.size(); ++index) {
+        for (std::size_t index = first; index < first + SLOTS && index < _chunks.size(); ++index) {
             if (!_chunks[index].damage.empty()) {
                 break;
             }
-            Ahead* free = nullptr;
+            Slot* free = nullptr;
             bool held = false;
-            for (Ahead& slot : _ahead) {
+            for (Slot& slot : _slots) {
                 held = held || slot.index == index;
-                free = free == nullptr && slot.state == Ahead::FREE ? &slot : free;
+                free = free == nullptr && slot.state == Slot::FREE ? &slot : free;
             }
             if (!held && free != nullptr) {
                 free->index = index;
-                free->state = Ahead::PENDING;
+                free->state = Slot::PENDING;
             }
         }
         _wake.notify_one();
     }
 
-    // Takes chunk `index` from the prefetching thread, waiting for it, into _current, and its
-    // damage (empty when it decoded); false when that thread has not been given the chunk.
-    bool takePrefetched(std::size_t index, std::string& damage) {
-        if (!_prefetcher.joinable()) {
-            return false;
-        }
+    // The slot of chunk `index`, decoded and HELD: taken from the slot that holds it, or
+    // decoded on this thread. While the prefetching thread decodes it, this thread decodes the
+    // chunks waiting after it rather than wait, so that both decode when decoding is the slower
+    // side of reading.
+    Slot& take(std::size_t index) {
         std::unique_lock<std::mutex> lock(_mutex);
-        for (Ahead& slot : _ahead) {
-            if (slot.index != index || slot.state == Ahead::FREE) {
-                continue;
+        for (;;) {
+            Slot* slot = nullptr;
+            Slot* spare = nullptr;
+            for (Slot& s : _slots) {
+                if (s.state != Slot::FREE && s.index == index) {
+                    slot = &s;
+                }
+                if (s.state != Slot::WORKING && (spare == nullptr || s.state == Slot::FREE)) {
+                    spare = &s;
+                }
             }
-            _done.wait(lock, [&slot] { return slot.state == Ahead::READY; });
-            slot.state = Ahead::FREE;
-            slot.index = NONE;
-            if (slot.failure) {
-                std::rethrow_exception(std::exchange(slot.failure, nullptr));
+            if (slot == nullptr) {
+                // Not decoded ahead: a slot not in use by the thread (nothing is held).
+                slot = spare;
+                slot->index = index;
+                slot->state = Slot::PENDING;
             }
-            std::swap(_current, slot.chunk);
-            damage = std::move(slot.damage);
-            return true;
+            if (slot->state == Slot::READY) {
+                slot->state = Slot::HELD;
+                return *slot;
+            }
+            Slot* work = slot->state == Slot::PENDING ? slot : lowestPending();
+            if (work != nullptr) {
+                decodeIn(*work, lock, _decoder);
+            } else {
+                _done.wait(lock);
+            }
         }
-        return false;
+    }
+
+    // The PENDING slot of the lowest chunk, or null.
+    Slot* lowestPending() {
+        Slot* lowest = nullptr;
+        for (Slot& slot : _slots) {
+            if (slot.state == Slot::PENDING && (lowest == nullptr || slot.index < lowest->index)) {
+                lowest = &slot;
+            }
+        }
+        return lowest;
+    }
+
+    // Decodes the PENDING slot's chunk with `lock` released, then marks it READY.
+    void decodeIn(Slot& slot, std::unique_lock<std::mutex>& lock, Decoder& decoder) {
+        slot.state = Slot::WORKING;
+        const std::size_t index = slot.index;
+        lock.unlock();
+        std::string damage;
+        std::exception_ptr failure;
+        try {
+            damage = decode(_chunks[index], slot.chunk, decoder);
+        } catch (...) {
+            failure = std::current_exception();  // such as std::bad_alloc
+        }
+        lock.lock();
+        slot.damage = std::move(damage);
+        slot.failure = failure;
+        slot.state = Slot::READY;
+        _done.notify_all();
     }
 
     // The prefetching thread: decodes the pending slot of the lowest chunk, one at a time.
     void prefetchChunks() {
         std::unique_lock<std::mutex> lock(_mutex);
         for (;;) {
-            Ahead* next = nullptr;
+            Slot* next = nullptr;
             _wake.wait(lock, [this, &next] {
-                for (Ahead& slot : _ahead) {
-                    if (slot.state == Ahead::PENDING &&
-                        (next == nullptr || slot.index < next->index)) {
-                        next = &slot;
-                    }
-                }
+                next = lowestPending();
                 return next != nullptr || _stopping;
             });
             if (_stopping) {
                 return;
             }
-            next->state = Ahead::WORKING;
-            const std::size_t index = next->index;
-            lock.unlock();
-            std::string damage;
-            std::exception_ptr failure;
-            try {
-                damage = decode(_chunks[index], next->chunk, _ahead_dctx);
-            } catch (...) {
-                failure = std::current_exception();  // such as std::bad_alloc
-            }
-            lock.lock();
-            next->damage = std::move(damage);
-            next->failure = failure;
-            next->state = Ahead::READY;
-            _done.notify_all();
+            decodeIn(*next, lock, _ahead_decoder);
         }
     }
 
@@ -632,23 +689,27 @@ private:
             _prefetcher.join();
             _stopping = false;
         }
-        for (Ahead& slot : _ahead) {
-            slot.state = Ahead::FREE;
+        for (Slot& slot : _slots) {
+            slot.state = Slot::FREE;
             slot.index = NONE;
             slot.failure = nullptr;
         }
+        _held = nullptr;
+        _current = nullptr;
     }
 
-    // Decodes `chunk` into `into`: the reason it is damaged, or empty when it decoded. Reads
-    // only the file and the chunk's index entry, so that two threads may decode at once.
-    std::string decode(const Chunk& chunk, Decoded& into, ZSTD_DCtx*& dctx) const {
-        ByteBuffer& header_bytes = into.stored;
-        header_bytes.resize(CHUNK_HEADER_MAX_BYTES);
+    // Decodes `chunk` into `into` with `decoder`: the reason it is damaged, or empty when it
+    // decoded. Reads only the file and the chunk's index entry, so that two threads, each with
+    // its own decoder, may decode at once.
+    std::string decode(const Chunk& chunk, Decoded& into, Decoder& decoder) const {
+        // The header apart from the contents, so that the contents' buffer only grows (and is
+        // cleared) when a chunk's contents are larger than any before.
+        unsigned char header_bytes[CHUNK_HEADER_MAX_BYTES];
         const std::size_t got = readAt(
-            chunk.offset, header_bytes.data(),
-            static_cast<std::size_t>(std::min<std::uint64_t>(header_bytes.size(), chunk.bytes)));
+            chunk.offset, header_bytes,
+            static_cast<std::size_t>(std::min<std::uint64_t>(sizeof header_bytes, chunk.bytes)));
         ChunkHeader header;
-        switch (decodeChunkHeader(header_bytes.data(), got, header)) {
+        switch (decodeChunkHeader(header_bytes, got, header)) {
             case HeaderStatus::OK:
                 break;
             case HeaderStatus::NO_SYNC:
@@ -665,26 +726,28 @@ private:
             header.last_frame != chunk.last_frame) {
             return "header does not match the index";
         }
-        into.stored.resize(header.stored_bytes);
-        if (readAt(chunk.offset + header.header_bytes, into.stored.data(), into.stored.size()) !=
-            into.stored.size()) {
+        decoder.stored.resize(header.stored_bytes);
+        if (readAt(chunk.offset + header.header_bytes, decoder.stored.data(),
+                   decoder.stored.size()) != decoder.stored.size()) {
             return "cut short by the end of the file";
         }
-        if (checksum(into.stored.data(), into.stored.size()) != header.contents_checksum) {
+        if (checksum(decoder.stored.data(), decoder.stored.size()) != header.contents_checksum) {
             return "contents checksum mismatch";
         }
-        if (dctx == nullptr) {
-            dctx = ZSTD_createDCtx();
-            if (dctx == nullptr) {
+        if (decoder.dctx == nullptr) {
+            decoder.dctx = ZSTD_createDCtx();
+            if (decoder.dctx == nullptr) {
                 throw std::bad_alloc();
             }
         }
-        if (ZSTD_getFrameContentSize(into.stored.data(), into.stored.size()) != header.raw_bytes) {
+        if (ZSTD_getFrameContentSize(decoder.stored.data(), decoder.stored.size()) !=
+            header.raw_bytes) {
             return "contents do not decompress to " + std::to_string(header.raw_bytes) + " bytes";
         }
-        into.raw.resize(header.raw_bytes);
-        const std::size_t raw = ZSTD_decompressDCtx(dctx, into.raw.data(), into.raw.size(),
-                                                    into.stored.data(), into.stored.size());
+        decoder.raw.resize(header.raw_bytes);
+        const std::size_t raw =
+            ZSTD_decompressDCtx(decoder.dctx, decoder.raw.data(), decoder.raw.size(),
+                                decoder.stored.data(), decoder.stored.size());
         if (ZSTD_isError(raw)) {
             return std::string("contents cannot be decompressed: ") + ZSTD_getErrorName(raw);
         }
@@ -693,7 +756,7 @@ private:
         }
         std::uint32_t first = 0;
         std::uint32_t last = 0;
-        if (!decodeColumns(into.raw.data(), into.raw.size(), header.frames, into.frames,
+        if (!decodeColumns(decoder.raw.data(), decoder.raw.size(), header.frames, into.frames,
                            into.offsets) ||
             !frameNumberOf(into.frames.data(), into.offsets[1], first) ||
             !frameNumberOf(into.frames.data() + into.offsets[into.offsets.size() - 2],
@@ -708,16 +771,16 @@ private:
     // frame that `reached` accepts; past the end when there is none.
     template <class Reached>
     void seekWithin(std::size_t index, Reached reached) {
-        _loaded = NONE;
+        release();
         _next_chunk = index;
         if (index >= _chunks.size()) {
             return;
         }
         _next_chunk = index + 1;
         load(index, true);
-        for (_position = 0; _position + 1 < _current.offsets.size(); ++_position) {
-            if (reached(_current.frames.data() + _current.offsets[_position],
-                        _current.offsets[_position + 1] - _current.offsets[_position])) {
+        for (_position = 0; _position + 1 < _current->offsets.size(); ++_position) {
+            if (reached(_current->frames.data() + _current->offsets[_position],
+                        _current->offsets[_position + 1] - _current->offsets[_position])) {
                 return;
             }
         }
@@ -775,31 +838,26 @@ private:
     std::vector<std::size_t> _by_time;
 
     // Reading.
-    ZSTD_DCtx* _dctx = nullptr;
+    Decoder _decoder;  // the caller's
     std::size_t _next_chunk = 0;
-    std::size_t _loaded = NONE;  // the chunk in _current.frames
-    std::size_t _position = 0;   // its next frame
-    Decoded _current;            // the chunk read, _loaded
+    std::size_t _loaded = NONE;   // the chunk read
+    std::size_t _position = 0;    // its next frame
+    Decoded* _current = nullptr;  // its frames: the chunk of _held
+    Slot* _held = nullptr;        // its slot
 
-    // Prefetching: the thread decodes the PENDING slots' chunks, lowest first. Each slot's state,
-    // index, damage and failure, and _stopping, under _mutex; the thread owns a WORKING slot's
-    // chunk, the caller every other slot's.
-    struct Ahead {
-        enum State { FREE, PENDING, WORKING, READY };
-        State state = FREE;
-        std::size_t index = NONE;
-        Decoded chunk;
-        std::string damage;
-        std::exception_ptr failure;
-    };
-    static constexpr std::size_t AHEAD = 2;  // chunks decoded ahead of the one read
+    // The slots: at most three chunks in memory, the one read and two decoded ahead. The
+    // prefetching thread decodes the PENDING slots' chunks, lowest first, and so does the caller
+    // while the chunk it needs is being decoded. Each slot's state, index, damage and failure,
+    // and _stopping, under _mutex; whoever marked a slot WORKING owns its chunk, the caller the
+    // chunks of every other slot.
+    static constexpr std::size_t SLOTS = 3;
     std::thread _prefetcher;
     std::mutex _mutex;
     std::condition_variable _wake;  // a chunk to decode, or the thread is to stop
     std::condition_variable _done;  // a chunk is decoded
     bool _stopping = false;
-    std::array<Ahead, AHEAD> _ahead;
-    ZSTD_DCtx* _ahead_dctx = nullptr;
+    std::array<Slot, SLOTS> _slots;
+    Decoder _ahead_decoder;  // the prefetching thread's
 };
 
 DecompressingFileReader::DecompressingFileReader() : _impl(std::make_unique<Impl>()) {}

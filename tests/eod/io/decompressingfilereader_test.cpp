@@ -142,6 +142,52 @@ TEST_F(DecompressingFileReaderTest, AFlippedByteInAnyRegionLosesOnlyItsChunk) {
                       "-" + std::to_string(bytes.size() - 1)}));
 }
 
+TEST_F(DecompressingFileReaderTest, ChunksDecodedOnEitherThreadComeInOrderWithTheirDamage) {
+    // Read through, the caller decodes chunks too while the reader's thread decodes the one it
+    // needs: which thread decodes which chunk varies from read to read, what the reads give does
+    // not. It is what readChunk() gives chunk by chunk on the calling thread alone.
+    vqtest::writeTimedFrames(damaged, 3000, vqtest::smallChunks(1000));
+    ByteBuffer file = vqtest::readFile(damaged);
+    reader.open(damaged);
+    for (std::size_t i = 3; i < reader.chunks().size(); i += 7) {
+        file[reader.chunks()[i].offset + (i % 2 == 0 ? 25 : 80)] ^= 1;
+    }
+    reader.close();
+    vqtest::writeFile(damaged, file);
+    reader.open(damaged);
+    std::string expected;
+    ByteBuffer frames;
+    std::vector<std::size_t> offsets;
+    for (std::size_t i = 0; i < reader.chunks().size(); ++i) {
+        try {
+            reader.readChunk(i, frames, offsets);
+            expected.append(frames.begin(), frames.end());
+        } catch (const CompressedFrameFileError& error) {
+            expected += std::string("[") + error.what() + "]";
+        }
+    }
+    ASSERT_GT(reader.chunks().size(), 100u);
+    reader.close();
+    for (int round = 0; round < 20; ++round) {
+        reader.open(damaged);
+        std::string read;
+        const unsigned char* data = nullptr;
+        std::size_t size = 0;
+        for (;;) {
+            try {
+                if (!reader.readFrameBytes(data, size)) {
+                    break;
+                }
+                read.append(data, data + size);
+            } catch (const CompressedFrameFileError& error) {
+                read += std::string("[") + error.what() + "]";
+            }
+        }
+        ASSERT_TRUE(read == expected) << round;
+        reader.close();
+    }
+}
+
 TEST_F(DecompressingFileReaderTest, SeeksFindTheFrameThroughTheIndex) {
     const std::uint64_t footer = chunks.back().offset + chunks.back().bytes;
     ByteBuffer no_footer(bytes.begin(), bytes.begin() + static_cast<std::ptrdiff_t>(footer));

@@ -17,17 +17,20 @@
 //
 // Bounds. A chunk's contents take at most MAX_CHUNK_BYTES (64 MiB) before and after compression;
 // a header announcing more is damage, never an allocation. The reader holds at most three chunks
-// (each in its compressed and decompressed form, and its frames), and 40 bytes of index per
-// chunk. Time is linear in the file's size; a damaged region is searched for the next chunk's
-// sync marker.
+// as frames (the one read and two decoded ahead), the compressed and decompressed contents of
+// one chunk for each of the two threads that decode, and 40 bytes of index per chunk. Time is
+// linear in the file's size; a damaged region is searched for the next chunk's sync marker.
 //
 // Reading ahead. While the frames of one chunk are read in file order (readData,
 // readFrameBytes, readFrameBlock), a thread of the reader decodes the next two chunks, one after
 // the other (reads each, checks both checksums, decompresses it, rebuilds its frames), so that a
 // caller who reads a file through finds each chunk ready and the thread never waits for the
-// caller to finish a chunk. Seeks and readChunk() decode their chunk on the caller's thread, and
-// start no reading ahead until the reads pass into the next chunk. Damage found ahead is
-// reported as above, by the read that reaches it.
+// caller to finish a chunk. A read that passes into a chunk the thread is still decoding decodes
+// the chunk after it on the caller's thread meanwhile (or the chunk itself, when the thread has
+// not begun it), so that both threads decode when decoding is the slower side. Seeks and
+// readChunk() decode their chunk on the caller's thread, and start no reading ahead until the
+// reads pass into the next chunk. Damage found ahead, by either thread, is reported as above, by
+// the read that reaches it.
 //
 // Not thread-safe: one thread uses a reader at a time. Not copyable.
 #pragma once
