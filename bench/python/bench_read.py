@@ -62,10 +62,10 @@ elif what == "frames_field":
         if head is not None:
             head.position
 elif what == "reader":
-    from vq_corelog import _columns
-    own = 0
-    out = list(_columns.read_batches(path, "frame", None, None, None, None, None, None,
-                                     _columns.READ_ROWS))
+    from vq_corelog import _core
+    out = _core.read_table(path, "frame", None, None, None, None, None, None, False)
+    own = sum(a.nbytes for _, v, m in out["columns"] for a in (v if isinstance(v, tuple) else
+                                                                (v,) + ((m,) if m is not None else ())))
 elif what == "decode":
     from vq_corelog import _core
     own = 0

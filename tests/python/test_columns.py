@@ -5,6 +5,7 @@ import pandas as pd
 import pytest
 
 import vq_corelog as vq
+from vq_corelog import _columns, _core
 
 
 def _get(*path):
@@ -181,6 +182,27 @@ def test_batches_make_the_whole_table(demo):
     pd.testing.assert_frame_equal(pd.concat(parts, ignore_index=True), whole)
     arrow = list(rec.batches(rows=50, format="arrow", columns=["frame_num", "gps_valid"]))
     assert sum(t.num_rows for t in arrow) == len(whole)
+
+
+@pytest.mark.parametrize("table, batch_rows, float_masks", [
+    ("frame", 1, True), ("frame", 7, False), ("frame", 4096, True),
+    ("gaze_intersections", 3, True), ("head_intersections", 2, False),
+])
+def test_whole_table_read_equals_its_batches(demo, table, batch_rows, float_masks):
+    whole = _columns.Batch(_core.read_table(str(demo), table, None, None, None, None, None, None,
+                                            float_masks, batch_rows), vq.schema(table))
+    parts = list(_columns.read_batches(str(demo), table, None, None, None, None, None, None, 5))
+    want = _columns.Batch.concat(parts, vq.schema(table), list(vq.schema(table)))
+    assert whole.names == want.names and whole.rows == want.rows
+    for name in want.names:
+        got, expected = whole.values[name], want.values[name]
+        for a, b in zip(got, expected) if isinstance(got, tuple) else [(got, expected)]:
+            np.testing.assert_array_equal(a, b, err_msg=name)
+        valid = want.valid[name]
+        if not float_masks and vq.schema(table)[name].type[:5] in ("float", "times"):
+            valid = None
+        assert (whole.valid[name] is None) == (valid is None), name
+        np.testing.assert_array_equal(whole.valid[name], valid, err_msg=name)
 
 
 def test_long_tables_hold_every_labelled_gaze_target(demo):

@@ -8,6 +8,7 @@ import pandas as pd
 import pytest
 
 import vq_corelog as vq
+from vq_corelog import _core
 
 
 def test_demo_read_and_written_again_is_byte_identical(demo, tmp_path):
@@ -109,6 +110,9 @@ def test_truncated_file_gives_the_intact_frames_then_the_error(random_recording,
         vq.read(bad).to_pandas()
     assert from_columns.value.message == from_objects.value.message
     assert from_columns.value.path == str(bad)
+    with pytest.raises(type(from_objects.value)) as from_copying:  # read and copied in turns
+        _core.read_table(str(bad), "frame", *[None] * 6, False, batch_rows=3)
+    assert from_copying.value.message == from_objects.value.message
     rows = sum(len(b) for b in _batches_until_error(vq.read(bad)))
     assert rows == len(got)
 
