@@ -8,6 +8,7 @@
 
 #include <algorithm>
 #include <condition_variable>
+#include <cstdlib>
 #include <cstring>
 #include <deque>
 #include <limits>
@@ -35,11 +36,14 @@ namespace {
 
 using Array = nb::ndarray<nb::numpy, nb::ndim<1>>;
 
-// Anonymous memory that grows at its end. Growth maps twice the room (at least MIN_BYTES), of
-// which only the pages written to take memory; trim() gives back the rest.
+// Memory that grows at its end: anonymous pages, grown by mremap. Growth maps twice the room
+// (at least MIN_BYTES), of which only the pages written to take memory. settle() gives back
+// the rest, and moves a small buffer to the heap: each mapping is one of the process's memory
+// areas, of which Linux allows some 65,000, and a program may hold many small tables.
 class Pages {
 public:
     static constexpr std::size_t MIN_BYTES = 1 << 16;
+    static constexpr std::size_t HEAP_BYTES = 1 << 18;  // settle() moves less to the heap
 
     Pages() = default;
     Pages(Pages&& other) noexcept
@@ -48,8 +52,10 @@ public:
           _mapped(std::exchange(other._mapped, 0)) {}
     Pages& operator=(Pages&&) = delete;
     ~Pages() {
-        if (_data != nullptr) {
+        if (_mapped > 0) {
             munmap(_data, _mapped);
+        } else {
+            std::free(_data);
         }
     }
 
@@ -66,12 +72,24 @@ public:
         return at;
     }
 
-    // Unmaps the pages beyond the size (one page stays, for an address to point at).
-    void trim() {
-        const std::size_t keep = std::max(roundUp(_size), pageBytes());
-        if (_data != nullptr && keep < _mapped) {
-            munmap(_data + keep, _mapped - keep);
-            _mapped = keep;
+    // Done growing: less than HEAP_BYTES move to the heap, the pages of more stay mapped but for
+    // those beyond the size.
+    void settle() {
+        if (_mapped == 0) {
+            return;
+        }
+        if (_size < HEAP_BYTES) {
+            auto* heap = static_cast<unsigned char*>(std::malloc(std::max<std::size_t>(_size, 1)));
+            if (heap == nullptr) {
+                throw std::bad_alloc();
+            }
+            std::memcpy(heap, _data, _size);
+            munmap(_data, _mapped);
+            _data = heap;
+            _mapped = 0;
+        } else if (roundUp(_size) < _mapped) {
+            munmap(_data + roundUp(_size), _mapped - roundUp(_size));
+            _mapped = roundUp(_size);
         }
     }
 
@@ -287,9 +305,9 @@ private:
 
 // The arrays of a column; they own its memory between them.
 nb::tuple columnArrays(TableColumn& column) {
-    column.values.trim();
-    column.valid.trim();
-    column.chars.trim();
+    column.values.settle();
+    column.valid.settle();
+    column.chars.settle();
     const std::size_t rows = column.rows;
     const bool gaps = column.gaps;
     const ColumnType type = column.info->type;
