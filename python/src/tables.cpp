@@ -155,8 +155,8 @@ struct TableColumn {
         rows += n;
     }
 
-    // Text offsets count from the start of the table's bytes, not the batch's; NumPy and Arrow
-    // read them as int32, so a column holds less than 2 GiB of text.
+    // A batch's text offsets count from the start of its bytes, the table's from the start of
+    // the table's; NumPy and Arrow read them as int32, so a column holds less than 2 GiB of text.
     void appendText(const Column& column) {
         const std::size_t n = column.numRows();
         const auto* offsets = column.values<std::uint32_t>();
@@ -166,7 +166,7 @@ struct TableColumn {
         }
         auto* out = reinterpret_cast<std::uint32_t*>(values.extend(n * sizeof(std::uint32_t)));
         for (std::size_t row = 0; row < n; ++row) {
-            out[row] = static_cast<std::uint32_t>(offsets[row + 1] - offsets[0] + base);
+            out[row] = static_cast<std::uint32_t>(offsets[row + 1] + base);
         }
         std::memcpy(chars.extend(column.numChars()), column.chars(), column.numChars());
     }
