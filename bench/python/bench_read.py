@@ -9,9 +9,9 @@
     sees the values: "whole-table read" is what to_pandas and to_numpy do before any conversion
     (the column reader filling small reused batches, a second thread copying each into the
     result's arrays), "batches joined" the way to_numpy went before (fresh batches of 16,384
-    rows, concatenated; a baseline in the same run), "frame decoding" what frames() does without Python code running (the frame
-    reader drained by a C loop: every frame decoded into record objects and wrapped as a Frame,
-    then let go).
+    rows, concatenated; a baseline in the same run), "frame decoding" what frames() does
+    without Python code running (the frame reader drained by a C loop: every frame decoded into
+    record objects and wrapped as a Frame, then let go).
 
 Usage: bench_read.py [--vqlog PATH] [--seconds 600] [--rate 360] [--repeat 3] [--skip-csv]
 
@@ -133,7 +133,8 @@ def main():
         rows = [("to_pandas()", "pandas"), ("to_numpy()", "numpy"),
                 ("  whole-table read alone", "reader"),
                 ("  to_numpy() before, batches joined", "concat"),
-                ("frames(), iterate only", "frames"), ("frames(), frame_num + head", "frames_field"),
+                ("frames(), iterate only", "frames"),
+                ("frames(), frame_num + head", "frames_field"),
                 ("  frame decoding alone", "decode")]
         if not args.skip_csv:
             rows.append(("vqlog export csv + read_csv", "csv"))
