@@ -2,10 +2,10 @@
 
 import numpy as np
 import pandas as pd
+import pyarrow as pa
 import pytest
 
 import vq_corelog as vq
-from vq_corelog import _columns, _core
 
 
 def _get(*path):
@@ -122,7 +122,8 @@ def test_random_recordings_column_for_column(random_recording, which):
     assert_columns_match_frames(rec.to_numpy(), list(rec.frames()))
 
 
-def test_demo_column_for_column(demo):
+def test_demo_column_for_column(demo, small_batches):
+    small_batches(7)
     rec = vq.read(demo)
     frames = list(rec.frames())
     assert len(frames) == 180
@@ -174,35 +175,16 @@ def test_selections_agree_between_paths(demo, selection):
     assert rec.info()["frames"] == len(frames)
 
 
-def test_batches_make_the_whole_table(demo):
+@pytest.mark.parametrize("table, rows", [("frame", 1), ("frame", 7), ("gaze_intersections", 3)])
+def test_whole_tables_equal_their_batches(demo, small_batches, table, rows):
+    small_batches(rows)
     rec = vq.read(demo)
-    whole = rec.to_pandas()
-    parts = list(rec.batches(rows=7))
-    assert [len(p) for p in parts[:-1]] == [7] * (len(parts) - 1)
-    pd.testing.assert_frame_equal(pd.concat(parts, ignore_index=True), whole)
-    arrow = list(rec.batches(rows=50, format="arrow", columns=["frame_num", "gps_valid"]))
-    assert sum(t.num_rows for t in arrow) == len(whole)
-
-
-@pytest.mark.parametrize("table, batch_rows, float_masks", [
-    ("frame", 1, True), ("frame", 7, False), ("frame", 4096, True),
-    ("gaze_intersections", 3, True), ("head_intersections", 2, False),
-])
-def test_whole_table_read_equals_its_batches(demo, table, batch_rows, float_masks):
-    whole = _columns.Batch(_core.read_table(str(demo), table, None, None, None, None, None, None,
-                                            float_masks, batch_rows), vq.schema(table))
-    parts = list(_columns.read_batches(str(demo), table, None, None, None, None, None, None, 5))
-    want = _columns.Batch.concat(parts, vq.schema(table), list(vq.schema(table)))
-    assert whole.names == want.names and whole.rows == want.rows
-    for name in want.names:
-        got, expected = whole.values[name], want.values[name]
-        for a, b in zip(got, expected) if isinstance(got, tuple) else [(got, expected)]:
-            np.testing.assert_array_equal(a, b, err_msg=name)
-        valid = want.valid[name]
-        if not float_masks and vq.schema(table)[name].type[:5] in ("float", "times"):
-            valid = None
-        assert (whole.valid[name] is None) == (valid is None), name
-        np.testing.assert_array_equal(whole.valid[name], valid, err_msg=name)
+    parts = list(rec.batches(rows=5, table=table))
+    pd.testing.assert_frame_equal(pd.concat(parts, ignore_index=True), rec.to_pandas(table=table))
+    arrow, whole = list(rec.batches(rows=5, table=table, format="arrow")), rec.to_arrow(table=table)
+    for name in whole.column_names:  # values and validity (the floats' too)
+        parts = pa.concat_arrays([c for t in arrow for c in t.column(name).chunks])
+        assert whole.column(name).combine_chunks().equals(parts), name
 
 
 def test_long_tables_hold_every_labelled_gaze_target(demo):

@@ -8,7 +8,6 @@ import pandas as pd
 import pytest
 
 import vq_corelog as vq
-from vq_corelog import _core
 
 
 def test_demo_read_and_written_again_is_byte_identical(demo, tmp_path):
@@ -97,7 +96,8 @@ def _damaged(path, data):
 
 
 @pytest.mark.parametrize("cut", [1, 5, 40])
-def test_truncated_file_gives_the_intact_frames_then_the_error(random_recording, tmp_path, cut):
+def test_truncated_file_gives_the_intact_frames_then_the_error(random_recording, tmp_path, cut,
+                                                               small_batches):
     _, single, frames = random_recording
     data = single.read_bytes()
     bad = _damaged(tmp_path / "bad.vql", data[:-cut])
@@ -106,13 +106,11 @@ def test_truncated_file_gives_the_intact_frames_then_the_error(random_recording,
         for frame in vq.read(bad).frames():
             got.append(frame.to_bytes())
     assert got == [f.to_bytes() for f in frames[:len(got)]] and len(got) == len(frames) - 1
+    small_batches(3)  # the error comes while a second thread copies
     with pytest.raises(type(from_objects.value)) as from_columns:
         vq.read(bad).to_pandas()
     assert from_columns.value.message == from_objects.value.message
     assert from_columns.value.path == str(bad)
-    with pytest.raises(type(from_objects.value)) as from_copying:  # read and copied in turns
-        _core.read_table(str(bad), "frame", *[None] * 6, False, batch_rows=3)
-    assert from_copying.value.message == from_objects.value.message
     rows = sum(len(b) for b in _batches_until_error(vq.read(bad)))
     assert rows == len(got)
 
