@@ -4,10 +4,12 @@
 // memory grown by mremap, which moves pages rather than copying their bytes, and becomes the
 // NumPy arrays as it stands: the values are copied once, from a batch into the result.
 #include <sys/mman.h>
+#include <sys/resource.h>
 #include <unistd.h>
 
 #include <algorithm>
 #include <condition_variable>
+#include <cstdio>
 #include <cstdlib>
 #include <cstring>
 #include <deque>
@@ -36,13 +38,18 @@ namespace {
 
 using Array = nb::ndarray<nb::numpy, nb::ndim<1>>;
 
-// Memory that grows at its end: anonymous pages, grown by mremap. Growth maps twice the room
-// (at least MIN_BYTES), of which only the pages written to take memory. settle() gives back
-// the rest, and moves a small buffer to the heap: each mapping is one of the process's memory
-// areas, of which Linux allows some 65,000, and a program may hold many small tables.
+// Memory that grows at its end: anonymous pages, grown by mremap. A buffer's first mapping
+// reserves RESERVE_BYTES of address space (MIN_BYTES where the address space is limited or
+// the kernel commits memory strictly), growth maps twice the room; only the pages written to
+// take memory. A column that stays within its reservation never moves: a move (mremap's)
+// interrupts the reading thread to flush its TLB, and some 400 of them in a table read cost it
+// a few per cent. settle() gives back the rest, and moves a small buffer to the heap: each
+// mapping is one of the process's memory areas, of which Linux allows some 65,000, and a
+// program may hold many small tables.
 class Pages {
 public:
     static constexpr std::size_t MIN_BYTES = 1 << 16;
+    static constexpr std::size_t RESERVE_BYTES = 1 << 24;
     static constexpr std::size_t HEAP_BYTES = 1 << 18;  // settle() moves less to the heap
 
     Pages() = default;
@@ -98,6 +105,26 @@ private:
         static const std::size_t bytes = static_cast<std::size_t>(sysconf(_SC_PAGESIZE));
         return bytes;
     }
+    // RESERVE_BYTES, or MIN_BYTES under a limit of the address space (RLIMIT_AS) or strict
+    // overcommit (vm.overcommit_memory 2, where a reservation is committed memory).
+    static std::size_t firstBytes() {
+        static const std::size_t bytes = [] {
+            rlimit limit{};
+            if (getrlimit(RLIMIT_AS, &limit) != 0 || limit.rlim_cur != RLIM_INFINITY) {
+                return MIN_BYTES;
+            }
+            std::FILE* file = std::fopen("/proc/sys/vm/overcommit_memory", "r");
+            int mode = 2;
+            if (file != nullptr) {
+                if (std::fscanf(file, "%d", &mode) != 1) {
+                    mode = 2;
+                }
+                std::fclose(file);
+            }
+            return mode == 2 ? MIN_BYTES : RESERVE_BYTES;
+        }();
+        return bytes;
+    }
     static std::size_t roundUp(std::size_t bytes) {
         return (bytes + pageBytes() - 1) / pageBytes() * pageBytes();
     }
@@ -106,10 +133,20 @@ private:
         if (bytes > std::numeric_limits<std::size_t>::max() / 4 - _size) {
             throw std::bad_alloc();
         }
-        const std::size_t mapped = roundUp(std::max({_size + bytes, 2 * _mapped, MIN_BYTES}));
-        void* data = _data == nullptr ? mmap(nullptr, mapped, PROT_READ | PROT_WRITE,
-                                             MAP_PRIVATE | MAP_ANONYMOUS, -1, 0)
-                                      : mremap(_data, _mapped, mapped, MREMAP_MAYMOVE);
+        std::size_t mapped = roundUp(std::max(_size + bytes, 2 * _mapped));
+        void* data = MAP_FAILED;
+        if (_data != nullptr) {
+            data = mremap(_data, _mapped, mapped, MREMAP_MAYMOVE);
+        } else {
+            for (std::size_t first : {firstBytes(), MIN_BYTES}) {
+                mapped = roundUp(std::max(_size + bytes, first));
+                data = mmap(nullptr, mapped, PROT_READ | PROT_WRITE,
+                            MAP_PRIVATE | MAP_ANONYMOUS | MAP_NORESERVE, -1, 0);
+                if (data != MAP_FAILED) {
+                    break;
+                }
+            }
+        }
         if (data == MAP_FAILED) {
             throw std::bad_alloc();
         }
