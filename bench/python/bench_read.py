@@ -6,8 +6,10 @@
   * Recording.frames() (frame objects): iterated alone, and with frame_num and the head's
     position read from every frame, as a loop over frames reads them,
   * and, to tell the library's share from the package's, the same reads stopped before Python
-    sees the values: "column reader" is what to_pandas and to_numpy do before any conversion
-    (read the table in batches, before their concatenation), "frame decoding" what frames() does
+    sees the values: "whole-table read" is what to_pandas and to_numpy do before any conversion
+    (the column reader filling small reused batches, a second thread copying each into the
+    result's arrays), "batches joined" the way to_numpy went before (fresh batches of 16,384
+    rows, concatenated; a baseline in the same run), "frame decoding" what frames() does
     without Python code running (the frame reader drained by a C loop: every frame decoded into
     record objects and wrapped as a Frame, then let go).
 
@@ -62,10 +64,18 @@ elif what == "frames_field":
         if head is not None:
             head.position
 elif what == "reader":
+    from vq_corelog import _core
+    out = _core.read_table(path, "frame", None, None, None, None, None, None, False)
+    own = sum(a.nbytes for _, values, valid in out["columns"]
+              for a in (values if isinstance(values, tuple) else (values,)) + (valid,)
+              if a is not None)
+elif what == "concat":
     from vq_corelog import _columns
-    own = 0
-    out = list(_columns.read_batches(path, "frame", None, None, None, None, None, None,
-                                     _columns.READ_ROWS))
+    infos = _columns.schema("frame")
+    batches = list(_columns.read_batches(path, "frame", None, None, None, None, None, None,
+                                         _columns.READ_ROWS))
+    out = _columns.Batch.concat(batches, infos, list(infos)).to_numpy()
+    own = sum(a.nbytes for a in out.values() if hasattr(a, "nbytes"))
 elif what == "decode":
     from vq_corelog import _core
     own = 0
@@ -118,17 +128,19 @@ def main():
 
         print(f"recording: {frames} frames, {sum(p.stat().st_size for p in path.iterdir())} "
               f"bytes; best of {args.repeat}, peak memory above the start of the read")
-        print(f"{'path':30} {'seconds':>8} {'frames/s':>11} {'CPU s':>7} {'frames/CPU s':>12} "
+        print(f"{'path':36} {'seconds':>8} {'frames/s':>11} {'CPU s':>7} {'frames/CPU s':>12} "
               f"{'peak MB':>8} {'own MB':>7}")
         rows = [("to_pandas()", "pandas"), ("to_numpy()", "numpy"),
-                ("  column reader alone", "reader"), ("frames(), iterate only", "frames"),
+                ("  whole-table read alone", "reader"),
+                ("  to_numpy() before, batches joined", "concat"),
+                ("frames(), iterate only", "frames"),
                 ("frames(), frame_num + head", "frames_field"),
                 ("  frame decoding alone", "decode")]
         if not args.skip_csv:
             rows.append(("vqlog export csv + read_csv", "csv"))
         for label, what in rows:
             r = timed(what)
-            print(f"{label:30} {r['seconds']:8.3f} {frames / r['seconds']:11,.0f} "
+            print(f"{label:36} {r['seconds']:8.3f} {frames / r['seconds']:11,.0f} "
                   f"{r['cpu']:7.3f} {frames / r['cpu']:12,.0f} {r['peak'] / 1e6:8.1f} "
                   f"{r['own'] / 1e6:7.1f}")
 

@@ -11,6 +11,7 @@
 #include <vector>
 
 #include <nanobind/nanobind.h>
+#include <nanobind/ndarray.h>
 
 #include "vq/corelog.h"
 
@@ -52,6 +53,13 @@ auto withPath(const std::string& path, Work&& work) -> decltype(work()) {
 // has one. Missing floats become NaN and missing timestamps NaT in place.
 nb::dict batchDict(std::shared_ptr<vq::eod::io::ColumnBatch> batch);
 
+// Rows the frame lacks hold NaN in floating columns, and the smallest int64 (NumPy's NaT) in
+// timestamps, so that those columns need no mask: sets them in the column, in place.
+void markMissing(const vq::eod::io::Column& column);
+
+// The NumPy dtype of a column type's values (for STRING: its bytes).
+nb::dlpack::dtype dtypeOf(vq::eod::ColumnType type);
+
 // The reader's options from the arguments the bindings take (None: no bound).
 vq::eod::io::ColumnReaderOptions optionsOf(const std::string& table,
                                            const std::optional<std::vector<int>>& kinds,
@@ -61,10 +69,17 @@ vq::eod::io::ColumnReaderOptions optionsOf(const std::string& table,
                                            std::optional<double> start, std::optional<double> end,
                                            std::size_t batch_rows);
 
+// A column reader of a recording; with a first frame, a compressed file is read from the chunk
+// that holds it. The library's errors become PathError. Releases the GIL while opening.
+std::unique_ptr<vq::eod::io::ColumnReader> openColumnReader(
+    const std::string& path, vq::eod::io::ColumnReaderOptions options,
+    std::optional<std::uint32_t> first);
+
 void bindErrors(nb::module_& m);
 void bindFrames(nb::module_& m);
 void bindFiles(nb::module_& m);
 void bindLive(nb::module_& m);
 void bindColumns(nb::module_& m);
+void bindTables(nb::module_& m);
 
 }  // namespace vqpy

@@ -36,6 +36,8 @@ Table tableOf(const std::string& name) {
     return table;
 }
 
+}  // namespace
+
 nb::dlpack::dtype dtypeOf(ColumnType type) {
     switch (type) {
         case ColumnType::BOOL:
@@ -59,8 +61,8 @@ nb::dlpack::dtype dtypeOf(ColumnType type) {
     return nb::dtype<std::uint8_t>();
 }
 
-// Rows the frame lacks hold NaN in floating columns, and the smallest int64 (NumPy's NaT) in
-// timestamps, so that those columns need no mask.
+namespace {
+
 template <typename T>
 void fillMissing(const vq::eod::io::Column& column, T value) {
     T* values = const_cast<T*>(column.values<T>());
@@ -74,17 +76,20 @@ void fillMissing(const vq::eod::io::Column& column, T value) {
 
 }  // namespace
 
+void markMissing(const vq::eod::io::Column& column) {
+    if (column.type() == ColumnType::FLOAT32) {
+        fillMissing(column, std::numeric_limits<float>::quiet_NaN());
+    } else if (column.type() == ColumnType::FLOAT64) {
+        fillMissing(column, std::numeric_limits<double>::quiet_NaN());
+    } else if (column.type() == ColumnType::TIMESTAMP_NS) {
+        fillMissing(column, std::numeric_limits<std::int64_t>::min());
+    }
+}
+
 nb::dict batchDict(std::shared_ptr<ColumnBatch> batch) {
     const std::size_t rows = batch->numRows();
     for (std::size_t i = 0; i < batch->numColumns(); ++i) {
-        const auto& column = batch->column(i);
-        if (column.type() == ColumnType::FLOAT32) {
-            fillMissing(column, std::numeric_limits<float>::quiet_NaN());
-        } else if (column.type() == ColumnType::FLOAT64) {
-            fillMissing(column, std::numeric_limits<double>::quiet_NaN());
-        } else if (column.type() == ColumnType::TIMESTAMP_NS) {
-            fillMissing(column, std::numeric_limits<std::int64_t>::min());
-        }
+        markMissing(batch->column(i));
     }
     nb::list columns;
     for (std::size_t i = 0; i < batch->numColumns(); ++i) {
@@ -163,6 +168,23 @@ ColumnReaderOptions optionsOf(const std::string& table,
     return options;
 }
 
+std::unique_ptr<ColumnReader> openColumnReader(const std::string& path, ColumnReaderOptions options,
+                                               std::optional<std::uint32_t> first) {
+    return withPath(path, [&] {
+        nb::gil_scoped_release release;
+        if (first && vq::eod::io::DecompressingFileReader::isCompressedFrameFile(path)) {
+            // A compressed file's index finds the chunk of the first frame: only that chunk and
+            // those after it are read.
+            auto source = std::make_unique<vq::eod::io::CompressedFrameSource>(path);
+            source->reader().seekFrame(*first);
+            std::vector<std::unique_ptr<vq::eod::io::FrameSource>> sources;
+            sources.push_back(std::move(source));
+            return std::make_unique<ColumnReader>(std::move(sources), std::move(options));
+        }
+        return std::make_unique<ColumnReader>(path, std::move(options));
+    });
+}
+
 namespace {
 
 class Reader {
@@ -181,20 +203,7 @@ public:
         _max_frames = options.max_frames;
         _batch_rows = batch_rows;
         _frame_table = options.table == Table::FRAME;
-        withPath(_path, [&] {
-            nb::gil_scoped_release release;
-            if (first && vq::eod::io::DecompressingFileReader::isCompressedFrameFile(path)) {
-                // A compressed file's index finds the chunk of the first frame: only that
-                // chunk and those after it are read.
-                auto source = std::make_unique<vq::eod::io::CompressedFrameSource>(path);
-                source->reader().seekFrame(*first);
-                std::vector<std::unique_ptr<vq::eod::io::FrameSource>> sources;
-                sources.push_back(std::move(source));
-                _reader = std::make_unique<ColumnReader>(std::move(sources), std::move(options));
-            } else {
-                _reader = std::make_unique<ColumnReader>(path, std::move(options));
-            }
-        });
+        _reader = openColumnReader(_path, std::move(options), first);
     }
 
     // The next batch, or None at the end. A damaged file gives the rows before the damage

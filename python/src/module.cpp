@@ -8,4 +8,5 @@ NB_MODULE(_core, m) {
     vqpy::bindFiles(m);
     vqpy::bindLive(m);
     vqpy::bindColumns(m);
+    vqpy::bindTables(m);
 }

@@ -254,16 +254,15 @@ def read_batches(path: str, table: str, kinds, columns, first, last, start, end,
 
 
 READ_ROWS = 16384
-"""Rows per batch of a whole-table read: batches that stay in the processor's caches while the
-reader fills them read about a third faster than one batch of the whole table."""
+"""Rows per batch where a table is read in pieces (the Parquet conversion): batches that stay in
+the processor's caches while the reader fills them read about a third faster than one batch of
+the whole table."""
 
 
-def read_all(path: str, table: str, kinds, columns, first, last, start, end) -> Batch:
-    """Every selected row in one batch: the reader's batches, concatenated once (a recording
-    still being written is read as far as it goes)."""
-    infos = schema(table)
-    names = list(columns) if columns else list(infos)
-    batches = list(read_batches(path, table, kinds, columns, first, last, start, end, READ_ROWS))
-    if not batches:
-        return Batch.empty(infos, names)
-    return Batch.concat(batches, infos, names)
+def read_all(path: str, table: str, kinds, columns, first, last, start, end,
+             float_masks: bool = True) -> Batch:
+    """Every selected row in one batch, read in one call (a recording still being written is
+    read as far as it goes). ``float_masks``: keep the validity of float and timestamp
+    columns, which NumPy and pandas do without (NaN and NaT tell), and Arrow uses."""
+    raw = _core.read_table(path, table, kinds, columns, first, last, start, end, float_masks)
+    return Batch(raw, schema(table))

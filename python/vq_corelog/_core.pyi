@@ -509,3 +509,8 @@ def chunk_index(path: str) -> list | None:
     """
     The intact chunks of a compressed frame file as (first frame number, last frame number, frames, first time_s, last time_s), times NaN where no frame is timed; None for any other file.
     """
+
+def read_table(path: str, table: str, kinds: Sequence[int] | None, columns: Sequence[str] | None, first: int | None, last: int | None, start: float | None, end: float | None, float_masks: bool, batch_rows: int = 1024) -> dict:
+    """
+    Every selected row as one batch (the form of ColumnReader.next()). float_masks: validity for float and timestamp columns too (otherwise None; NaN and NaT tell).
+    """

@@ -126,7 +126,8 @@ class Recording:
         integer or flag column has gaps (a plain array where it has none).
         """
         cols = self._columns(table, columns)
-        return read_all(self.path, table, self.kinds, cols, *self._selection()[1:]).to_numpy()
+        return read_all(self.path, table, self.kinds, cols, *self._selection()[1:],
+                        float_masks=False).to_numpy()
 
     def to_pandas(self, columns: Optional[Sequence[str]] = None, table: str = "frame"):
         """The table as a pandas DataFrame, columns as in :attr:`schema`.
@@ -136,7 +137,8 @@ class Recording:
         frame_num is uint32.
         """
         cols = self._columns(table, columns)
-        return read_all(self.path, table, self.kinds, cols, *self._selection()[1:]).to_pandas()
+        return read_all(self.path, table, self.kinds, cols, *self._selection()[1:],
+                        float_masks=False).to_pandas()
 
     def to_arrow(self, columns: Optional[Sequence[str]] = None, table: str = "frame"):
         """The table as a pyarrow Table; each field's metadata holds its unit, description,
@@ -181,7 +183,7 @@ class Recording:
         else:
             files = {os.path.basename(self.path): os.path.getsize(self.path)}
         numbers = read_all(self.path, "frame", self.kinds, ["frame_num", "time_s"],
-                           *self._selection()[1:])
+                           *self._selection()[1:], float_masks=False)
         nums = numbers.values["frame_num"]
         times = numbers.values["time_s"]
         times = times[~np.isnan(times)]

@@ -1,5 +1,6 @@
 """Recordings for the tests: seeded random frames written by the library, and vqlog demos."""
 
+import functools
 import os
 import random
 import subprocess
@@ -8,6 +9,7 @@ from pathlib import Path
 import pytest
 
 import vq_corelog as vq
+from vq_corelog import _core
 
 ROOT = Path(__file__).resolve().parents[2]
 
@@ -18,6 +20,16 @@ def vqlog():
     if not path.exists():
         pytest.skip("vqlog is not built (set VQLOG)")
     return str(path)
+
+
+@pytest.fixture
+def small_batches(monkeypatch):
+    """small_batches(rows): whole tables are read in batches of `rows` rows, most of which a
+    second thread appends to the table."""
+    def use(rows):
+        monkeypatch.setattr(_core, "read_table",
+                            functools.partial(_core.read_table, batch_rows=rows))
+    return use
 
 
 @pytest.fixture(scope="session")
