@@ -392,6 +392,15 @@ std::string workloadSelfCheck() {
     return std::string();
 }
 
+// Element by element: a copy of the whole array would read back, in wider loads, what the
+// accessor has just stored, and stall on it.
+template <typename T, std::size_t N>
+inline void take(const std::array<T, N>& values, T* out) {
+    for (std::size_t i = 0; i < N; ++i) {
+        out[i] = values[i];
+    }
+}
+
 bool viewFrame(vq::eod::FrameView& view, const unsigned char* in, std::size_t size,
                FrameValues& v) {
     if (view.reset(in, size) != ViewStatus::OK) {
@@ -414,13 +423,13 @@ bool viewFrame(vq::eod::FrameView& view, const unsigned char* in, std::size_t si
                 v.head_tracking = h.isTracking();
                 const auto position = h.headPosition();
                 const auto q = h.headRotationQuaternion();
-                std::copy(position.begin(), position.end(), v.head_position);
-                std::copy(q.begin(), q.end(), v.head_quaternion);
+                take(position, v.head_position);
+                take(q, v.head_quaternion);
                 v.head_confidence = h.headPositionConfidence();
                 v.model_quality_level = static_cast<char>(h.modelQualityLevel());
                 for (int eye = 0; eye < 2; ++eye) {
                     const auto e = h.headEyeBallPos(eye);
-                    std::copy(e.begin(), e.end(), v.head_eyeball_pos[eye]);
+                    take(e, v.head_eyeball_pos[eye]);
                 }
                 break;
             }
@@ -443,8 +452,8 @@ bool viewFrame(vq::eod::FrameView& view, const unsigned char* in, std::size_t si
                     v.gaze_quality_level[eye] = g.gazeQualityLevel(eye);
                     const auto centre = g.eyeballCentre(eye);
                     const auto rotation = g.gazeRotation(eye);
-                    std::copy(centre.begin(), centre.end(), v.eyeball_centre[eye]);
-                    std::copy(rotation.begin(), rotation.end(), v.gaze_pitch_yaw[eye]);
+                    take(centre, v.eyeball_centre[eye]);
+                    take(rotation, v.gaze_pitch_yaw[eye]);
                 }
                 v.gaze_calibrated = g.gazeCalibrated();
                 v.saccade = g.saccade();
@@ -454,7 +463,7 @@ bool viewFrame(vq::eod::FrameView& view, const unsigned char* in, std::size_t si
                 const PupilView p(r);
                 for (int eye = 0; eye < 2; ++eye) {
                     const auto position = p.pupilPosition(eye);
-                    std::copy(position.begin(), position.end(), v.pupil_position[eye]);
+                    take(position, v.pupil_position[eye]);
                     v.pupil_diameter[eye] = p.pupilDiameter(eye);
                 }
                 break;
