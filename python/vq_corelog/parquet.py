@@ -6,6 +6,8 @@ Layout of ``out_dir``, one dataset per table, Hive-style::
     out_dir/gaze_intersections/recording=<name>/start_time=<start>/part-0.parquet
     out_dir/head_intersections/recording=<name>/start_time=<start>/part-0.parquet
 
+(With ``partition_cols`` leaving "recording" out, the file is ``part-<name>.parquet`` instead of
+``part-0.parquet``, so that recordings of one start time, or of one folder, keep a file each.)
 ``<name>`` is the recording's file or directory name without ".vql"; ``<start>`` is the
 timestamp_utc of its first timed frame (looked for among the first 16,384 frames)
 in ISO 8601 basic form, UTC, milliseconds
@@ -153,8 +155,11 @@ def _write_recording(path: str, name: str, out_dir: str, tables: Sequence[str],
         statistics = [f.name for f in fields if f.name in STATISTICS or f.name in constants]
         folder = os.path.join(out_dir, table, *(f"{k}={values[k]}" for k in partition_cols))
         os.makedirs(folder, exist_ok=True)
-        target = os.path.join(folder, "part-0.parquet")
-        partial = os.path.join(folder, ".part-0.parquet.partial")  # hidden from readers
+        # Without a directory of its own, a recording's file takes its name, so that the
+        # recordings of one folder do not replace each other.
+        file = "part-0.parquet" if "recording" in partition_cols else f"part-{name}.parquet"
+        target = os.path.join(folder, file)
+        partial = os.path.join(folder, f".{file}.partial")  # hidden from readers
         try:
             with pq.ParquetWriter(partial, file_schema, compression=compression,
                                   use_dictionary=texts, write_statistics=statistics,

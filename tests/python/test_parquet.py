@@ -121,3 +121,9 @@ def test_same_names_and_constant_columns(fleet, tmp_path):
                             tables="frame")
     table = pq.read_table(written["frame"][0], columns=["start_time"])
     assert table.column("start_time").unique().to_pylist()[0].endswith("Z")
+    # Unpartitioned: a file per recording in one folder, none replacing another.
+    written = vq.to_parquet(fleet, tmp_path / "none", partition_cols=[], tables="frame")
+    assert sorted(written["frame"]) == [str(tmp_path / "none" / "frame" / f"part-{p.name}.parquet")
+                                        for p in sorted(fleet)]
+    table = pq.read_table(tmp_path / "none" / "frame", columns=["recording"])
+    assert sorted(table.column("recording").unique().to_pylist()) == sorted(p.name for p in fleet)
