@@ -327,9 +327,11 @@ std::size_t FrameView::repeatsEach(const unsigned char* data, std::size_t size,
     for (; k < most && size >= _bytes; ++k, data += _bytes, size -= _bytes) {
 #if defined(__GNUC__)
         // The frames are read once, front to back, and usually from memory, not the caches:
-        // ask for the lines of the frame PREFETCH_BYTES ahead.
+        // ask for the lines of the frame PREFETCH_BYTES ahead. The address may lie beyond the
+        // bytes (a prefetch never faults), so it is computed as an integer, not a pointer.
+        const std::uintptr_t ahead = reinterpret_cast<std::uintptr_t>(data) + PREFETCH_BYTES;
         for (std::size_t line = 0; line < _bytes; line += 64) {
-            __builtin_prefetch(data + PREFETCH_BYTES + line);
+            __builtin_prefetch(reinterpret_cast<const void*>(ahead + line));
         }
 #endif
         Block differ{};
