@@ -225,36 +225,34 @@ protected:
 };
 
 TEST_F(SerializableObject, UnSerializeChecksHeaderAndSize) {
+    const struct {
+        const char* input;
+        const char* message;  // raised by unSerialize; none: it returns false
+        unsigned int status;  // reported by unSerializeWithStatus
+    } cases[] = {
+        {"09 00", nullptr, 4u},
+        {"09 00 20 01 00", nullptr, 4u},   // more data announced than the buffer holds
+        {"09 00 07 01 00 00 00 07 00 EE",  // a byte more announced than the record reads
+         "Serializable::unSerialize() - data_size in header wrong.", 8u},
+    };
     EngineOutputData frame;
-    // Two bytes: incomplete, nothing consumed.
+    for (const auto& c : cases) {
+        SCOPED_TRACE(c.input);
+        int pos = 0;
+        if (c.message != nullptr) {
+            EXPECT_SERIALIZABLE_ERROR(frame.unSerialize(bytes(c.input), pos), c.message);
+        } else {
+            EXPECT_FALSE(frame.unSerialize(bytes(c.input), pos));
+        }
+        unsigned int status = 0;
+        EXPECT_FALSE(frame.unSerializeWithStatus(bytes(c.input), pos, status));
+        EXPECT_EQ(status, c.status);
+        EXPECT_EQ(pos, 0);
+    }
     int pos = 0;
-    EXPECT_FALSE(frame.unSerialize(bytes("09 00"), pos));
-    EXPECT_EQ(pos, 0);
-    unsigned int status = 0;
-    EXPECT_FALSE(frame.unSerializeWithStatus(bytes("09 00"), pos, status));
-    EXPECT_EQ(status, 4u);
-
-    // Another class's ID.
     EXPECT_SERIALIZABLE_ERROR(
         frame.unSerialize(bytes("70 00 06 01 00 00 00 07 00"), pos),
         "Serializable::unSerialize() - objectid in buffer does not match this object.");
-
-    // The header announces one byte more than the record reads.
-    const ByteBuffer long_header = bytes("09 00 07 01 00 00 00 07 00 EE");
-    EXPECT_SERIALIZABLE_ERROR(frame.unSerialize(long_header, pos),
-                              "Serializable::unSerialize() - data_size in header wrong.");
-    status = 0;
-    pos = 0;
-    EXPECT_FALSE(frame.unSerializeWithStatus(long_header, pos, status));
-    EXPECT_EQ(status, 8u);
-    EXPECT_EQ(pos, 0);
-
-    // More data announced than the buffer holds.
-    status = 0;
-    EXPECT_FALSE(frame.unSerializeWithStatus(bytes("09 00 20 01 00"), pos, status));
-    EXPECT_EQ(status, 4u);
-    EXPECT_FALSE(frame.unSerialize(bytes("09 00 20 01 00"), pos));
-    EXPECT_EQ(pos, 0);
 
     // Success moves the position past the object only.
     const ByteBuffer two = bytes("09 00 06 01 00 00 00 07 00 | 09 00 06 01 00 00 00 08 00");
@@ -264,44 +262,39 @@ TEST_F(SerializableObject, UnSerializeChecksHeaderAndSize) {
     EXPECT_EQ(frame.frameNum(), 8u);
 
     pos = -2;
+    unsigned int status = 0;
     EXPECT_PRECONDITION(frame.unSerialize(two, pos), "src/eod/serializable.cpp",
                         "negative read_pos");
     EXPECT_PRECONDITION(frame.unSerializeWithStatus(two, pos, status), "src/eod/serializable.cpp",
                         "negative read_pos");
 }
 
-TEST_F(SerializableObject, SerializeWritesHeaderThenData) {
+TEST_F(SerializableObject, WritingToBuffersAndStreamsAndPrinting) {
     EngineOutputData frame;
     frame.setFrameNum(0x01020304);
     ByteBuffer buffer = bytes("AA");
     frame.serialize(buffer);
     EXPECT_EQ(hex(buffer), "AA 09 00 06 01 01 02 03 04 00");
     EXPECT_EQ(frame.numTotalBytes(), 9u);
-
-    frame.setSerializeEnabled(false);
-    EXPECT_SERIALIZABLE_ERROR(frame.serialize(buffer),
-                              "Serializable::serialize() - trying to serialize invalid object.");
-    EXPECT_EQ(buffer.size(), 10u);
-}
-
-TEST_F(SerializableObject, WriteToBinaryStreamAndPrinting) {
-    EngineOutputData frame;
-    frame.setFrameNum(7);
     std::ostringstream out;
     frame.writeToBinaryStream(out);
-    EXPECT_EQ(out.str(), std::string("\x09\x00\x06\x01\x00\x00\x00\x07\x00", 9));
+    EXPECT_EQ(out.str(), std::string("\x09\x00\x06\x01\x01\x02\x03\x04\x00", 9));
 
     std::ostringstream failed;
     failed.setstate(std::ios::failbit);
     EXPECT_PRECONDITION(frame.writeToBinaryStream(failed), "src/eod/serializable.cpp",
                         "output_stream not valid");
     EXPECT_TRUE(failed.str().empty());
-
     std::ostringstream line, streamed;
     frame.printLine(line);
     streamed << frame;
     EXPECT_EQ(streamed.str(), line.str());
-    EXPECT_EQ(line.str(), "              7 ");
+    EXPECT_EQ(line.str(), "       16909060 ");
+
+    frame.setSerializeEnabled(false);
+    EXPECT_SERIALIZABLE_ERROR(frame.serialize(buffer),
+                              "Serializable::serialize() - trying to serialize invalid object.");
+    EXPECT_EQ(buffer.size(), 10u);
 }
 
 // A frame subclass without its own allocation operators: larger than the pool blocks of its
