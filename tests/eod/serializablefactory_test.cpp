@@ -262,21 +262,20 @@ TEST_F(SerializableFactoryTest, ReadsObjectsFromStreams) {
 }
 
 TEST_F(SerializableFactoryTest, TruncatedStreams) {
-    struct Case {
+    const char* const no_size =
+        "SerializableFactory::newObject - An error occurred when trying to read object size "
+        "from stream";
+    const char* const no_data = "An error occurred when trying to read object data from the stream";
+    const struct Case {
         const char* bytes;
         const char* message;
-    };
-    const Case cases[] = {
-        {"09 00",
-         "SerializableFactory::newObject - An error occurred when trying to read object "
-         "size from stream"},
-        {"09 FF FF 00",
-         "SerializableFactory::newObject - An error occurred when trying to read "
-         "object size from stream"},
-        {"09 00 06 01 00 00", "An error occurred when trying to read object data from the stream"},
+    } cases[] = {
+        {"09 00", no_size},
+        {"09 FF FF 00", no_size},
+        {"09 00 06 01 00 00", no_data},
         // 4 GiB announced in front of 20 bytes: memory follows what was read, not the header.
         {"09 FF FF FF FF FF F0 01 00 00 00 07 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00",
-         "An error occurred when trying to read object data from the stream"},
+         no_data},
     };
     for (const Case& c : cases) {
         auto in = streamOf(bytes(c.bytes));
