@@ -118,36 +118,24 @@ TEST(SerializablePrimitives, EncodingsAreBigEndian) {
                                      "3F F0 00 00 00 00 00 00 | FF FE | 41 | 00 | 61 62 63 00 | "
                                      "01 | 00 | 01 AA")));
 
+    // Read back: the 8-byte form, the strings (each replacing what it held), the raw bytes. (The
+    // scalars and bools read through the records' hooks: recordreader_test.cpp.)
     int pos = 0;
     std::uint64_t u64_read = 0;
     Probe::readNBytes(buffer, pos, reinterpret_cast<char*>(&u64_read), 8);
     EXPECT_EQ(u64_read, u64);
-    const auto value = [&](auto out) {
-        Probe::readValue(buffer, pos, out);
-        return out;
-    };
-    const auto field = [&](auto out) {
-        Probe::readBuffer(buffer, pos, out);
-        return out;
-    };
-    EXPECT_EQ(value(0.0f), 1.0f);
-    EXPECT_EQ(value(0.0), 1.0);
-    EXPECT_EQ(value(short{0}), -2);
-    EXPECT_EQ(value(char{0}), 'A');
-    EXPECT_EQ(field(std::string("x")), "");
-    EXPECT_EQ(field(std::string()), "abc");
-    EXPECT_TRUE(field(false));
-    EXPECT_FALSE(field(true));
+    pos = 8 + 4 + 8 + 2 + 1;
+    std::string text = "x";
+    Probe::readBuffer(buffer, pos, text);
+    EXPECT_EQ(text, "");
+    Probe::readBuffer(buffer, pos, text);
+    EXPECT_EQ(text, "abc");
+    pos += 2;  // the bools
     unsigned char raw[2] = {};
     Probe::readRawBytes(buffer, pos, raw, 2);
     EXPECT_EQ(raw[1], 0xAA);
     EXPECT_EQ(pos, static_cast<int>(buffer.size()));
-
-    // Any non-zero byte reads as true; NaN keeps its bit pattern.
-    pos = 0;
-    bool t = false;
-    Probe::readBuffer(bytes("07"), pos, t);
-    EXPECT_TRUE(t);
+    // NaN keeps its bit pattern.
     ByteBuffer nan_bytes;
     Probe::appendValue(nan_bytes, std::numeric_limits<float>::quiet_NaN());
     EXPECT_EQ(hex(nan_bytes), "7F C0 00 00");
