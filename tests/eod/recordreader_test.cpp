@@ -158,13 +158,11 @@ TEST(RecordReader, SubclassHooksAreUsedInsideLibraryRecords) {
 
     const Registration stamped(TimingOutputData::THIS_OBJECT_ID, &create<StampedTiming>);
     int pos = 0;
-    const auto read = SerializableFactory::newObject(bytes, pos);
+    const auto read =
+        boost::dynamic_pointer_cast<EngineOutputData>(SerializableFactory::newObject(bytes, pos));
     ASSERT_TRUE(read);
     EXPECT_EQ(pos, static_cast<int>(bytes.size()));
-    const auto frame_read = boost::dynamic_pointer_cast<EngineOutputData>(read);
-    ASSERT_TRUE(frame_read);
-    const auto timing_read =
-        boost::dynamic_pointer_cast<StampedTiming>(frame_read->subObject(timing.objectID()));
+    const auto timing_read = read->subObjectAs<StampedTiming>(timing.objectID());
     ASSERT_TRUE(timing_read);
     EXPECT_EQ(timing_read->stamp, 0x01020304);
 }

@@ -34,11 +34,9 @@ namespace status = vq::eod::status;
 boost::shared_ptr<Serializable> createFrame() {
     return boost::shared_ptr<Serializable>(new EngineOutputData);
 }
-boost::shared_ptr<Serializable> createRecordA() {
-    return boost::shared_ptr<Serializable>(new TestRecord(vqtest::TEST_RECORD_A));
-}
-boost::shared_ptr<Serializable> createRecordReporting09() {
-    return boost::shared_ptr<Serializable>(new TestRecord(0x09));
+template <char ID>
+boost::shared_ptr<Serializable> createRecord() {
+    return boost::shared_ptr<Serializable>(new TestRecord(ID));
 }
 boost::shared_ptr<Serializable> createNothing() {
     return boost::shared_ptr<Serializable>();
@@ -49,43 +47,49 @@ protected:
     void SetUp() override { vqtest::registerTestRecords(); }
 };
 
-TEST_F(SerializableFactoryTest, UnknownObjectsAreSkippedNotFailed) {
-    const ByteBuffer buffer = bytes("7F 00 02 AA BB");
+TEST_F(SerializableFactoryTest, ReadsFramesSkipsUnknownObjectsAndHonoursTheStatusWord) {
+    const ByteBuffer unknown = bytes("7F 00 02 AA BB");
     int pos = 0;
-    EXPECT_FALSE(SerializableFactory::newObject(buffer, pos));
+    EXPECT_FALSE(SerializableFactory::newObject(unknown, pos));
     EXPECT_EQ(pos, 5);
     unsigned int st = 0;
     pos = 0;
-    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(buffer, pos, st));
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(unknown, pos, st));
     EXPECT_EQ(pos, 5);
     EXPECT_EQ(st, status::UNKNOWN_OBJECT_ID);
     st = 0;
     EXPECT_FALSE(SerializableFactory::newObjectWithStatus(0x7F, st));
     EXPECT_EQ(st, status::UNKNOWN_OBJECT_ID);
-}
 
-TEST_F(SerializableFactoryTest, ReadsAFrameAndHonoursTheStatusWord) {
     // A status word that already reports damage discards later objects but moves past them.
     const ByteBuffer good = bytes("09 00 06 01 00 00 00 07 00");
-    int pos = 0;
-    unsigned int st = status::SIZE_MISMATCH;
+    pos = 0;
+    st = status::SIZE_MISMATCH;
     EXPECT_FALSE(SerializableFactory::newObjectWithStatus(good, pos, st));
     EXPECT_EQ(pos, 9);
-    unsigned int fresh = 0;
+    st = 0;
     pos = 0;
     auto frame = boost::dynamic_pointer_cast<EngineOutputData>(
-        SerializableFactory::newObjectWithStatus(good, pos, fresh));
+        SerializableFactory::newObjectWithStatus(good, pos, st));
     ASSERT_TRUE(frame);
     EXPECT_EQ(frame->frameNum(), 7u);
     EXPECT_EQ(frame->numSubObjects(), 0);
-    EXPECT_EQ(fresh, 0u);
+    EXPECT_EQ(st, 0u);
 
     // Past the end of the buffer there is nothing to read.
-    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(good, pos, fresh));
-    EXPECT_EQ(fresh, status::INSUFFICIENT_DATA);
+    EXPECT_FALSE(SerializableFactory::newObjectWithStatus(good, pos, st));
+    EXPECT_EQ(st, status::INSUFFICIENT_DATA);
     pos = -1;
     EXPECT_PRECONDITION(SerializableFactory::newObject(good, pos),
                         "src/eod/serializablefactory.cpp", "negative read_pos");
+
+    // canDeserialize wants the header and all the data it announces.
+    EXPECT_FALSE(
+        SerializableFactory::canDeserialize(ByteBuffer(good.begin(), good.begin() + 2), 0));
+    EXPECT_FALSE(SerializableFactory::canDeserialize(ByteBuffer(good.begin(), good.end() - 1), 0));
+    EXPECT_TRUE(SerializableFactory::canDeserialize(good, 0));
+    EXPECT_FALSE(SerializableFactory::canDeserialize(good, 9));
+    EXPECT_TRUE(SerializableFactory::canDeserialize(unknown, 0));
 }
 
 // A frame (enabled, number 7) holding `subs`, with `count` as its sub-object count.
@@ -193,17 +197,6 @@ TEST_F(SerializableFactoryTest, DecodeWorkIsLinearInTheInput) {
     }
 }
 
-TEST_F(SerializableFactoryTest, CanDeserializeNeedsHeaderAndData) {
-    const ByteBuffer frame = bytes("09 00 06 01 00 00 00 07 00");
-    EXPECT_FALSE(
-        SerializableFactory::canDeserialize(ByteBuffer(frame.begin(), frame.begin() + 2), 0));
-    EXPECT_FALSE(
-        SerializableFactory::canDeserialize(ByteBuffer(frame.begin(), frame.end() - 1), 0));
-    EXPECT_TRUE(SerializableFactory::canDeserialize(frame, 0));
-    EXPECT_FALSE(SerializableFactory::canDeserialize(frame, 9));
-    EXPECT_TRUE(SerializableFactory::canDeserialize(bytes("7F 00 00"), 0));
-}
-
 TEST_F(SerializableFactoryTest, RegistrationRules) {
     // The same class again: the function registered before is the result.
     const auto builtin = SerializableFactory::registerObjectType(0x09, &createFrame);
@@ -211,12 +204,13 @@ TEST_F(SerializableFactoryTest, RegistrationRules) {
     EXPECT_EQ(SerializableFactory::registerObjectType(0x09, builtin), &createFrame);
 
     // Another class for a taken ID.
-    EXPECT_ERROR_MESSAGE(SerializableFactory::registerObjectType(0x09, &createRecordReporting09),
+    EXPECT_ERROR_MESSAGE(SerializableFactory::registerObjectType(0x09, &createRecord<0x09>),
                          vq::eod::SerializableError,
                          "An object type has already been registered for this object_id 9");
     // A taken ID and a sample that reports another ID.
     EXPECT_SERIALIZABLE_ERROR(
-        SerializableFactory::registerObjectType(vqtest::TEST_RECORD_B, &createRecordA),
+        SerializableFactory::registerObjectType(vqtest::TEST_RECORD_B,
+                                                &createRecord<vqtest::TEST_RECORD_A>),
         "The provided object_id (113) is different to the objectID() of the registered object "
         "(112)");
     EXPECT_SERIALIZABLE_ERROR(SerializableFactory::registerObjectType(0x7A, nullptr),
@@ -225,9 +219,9 @@ TEST_F(SerializableFactoryTest, RegistrationRules) {
                               "The provided creation function returned a NULL pointer");
 
     // A free ID accepts a class whose objects report another ID, as it stands.
-    EXPECT_EQ(SerializableFactory::registerObjectType(0x7A, &createRecordReporting09), nullptr);
+    EXPECT_EQ(SerializableFactory::registerObjectType(0x7A, &createRecord<0x09>), nullptr);
     EXPECT_EQ(SerializableFactory::newObject(0x7A)->objectID(), 0x09);
-    EXPECT_EQ(SerializableFactory::unregisterObjectType(0x7A), &createRecordReporting09);
+    EXPECT_EQ(SerializableFactory::unregisterObjectType(0x7A), &createRecord<0x09>);
     EXPECT_EQ(SerializableFactory::unregisterObjectType(0x7A), nullptr);
     EXPECT_FALSE(SerializableFactory::newObject(0x7A));
 }
@@ -268,21 +262,20 @@ TEST_F(SerializableFactoryTest, ReadsObjectsFromStreams) {
 }
 
 TEST_F(SerializableFactoryTest, TruncatedStreams) {
-    struct Case {
+    const char* const no_size =
+        "SerializableFactory::newObject - An error occurred when trying to read object size "
+        "from stream";
+    const char* const no_data = "An error occurred when trying to read object data from the stream";
+    const struct Case {
         const char* bytes;
         const char* message;
-    };
-    const Case cases[] = {
-        {"09 00",
-         "SerializableFactory::newObject - An error occurred when trying to read object "
-         "size from stream"},
-        {"09 FF FF 00",
-         "SerializableFactory::newObject - An error occurred when trying to read "
-         "object size from stream"},
-        {"09 00 06 01 00 00", "An error occurred when trying to read object data from the stream"},
+    } cases[] = {
+        {"09 00", no_size},
+        {"09 FF FF 00", no_size},
+        {"09 00 06 01 00 00", no_data},
         // 4 GiB announced in front of 20 bytes: memory follows what was read, not the header.
         {"09 FF FF FF FF FF F0 01 00 00 00 07 00 00 00 00 00 00 00 00 00 00 00 00 00 00 00",
-         "An error occurred when trying to read object data from the stream"},
+         no_data},
     };
     for (const Case& c : cases) {
         auto in = streamOf(bytes(c.bytes));
