@@ -9,8 +9,8 @@
 // client_objects, client_views (the TCP frame client fed the workload's stream in 64 KiB blocks
 // by a byte source, without a socket: the client's own cost), view (FrameView over the typical
 // frame, every field read as columns/view reads it), read_columns (ColumnReader over the recording
-// DIR, every column of the frame table, at most FRAMES frames, in reused batches of VQ_ROWS rows
-// from the environment, 65536 without it). Under valgrind --tool=callgrind,
+// DIR, every column of the table VQ_TABLE from the environment, the frame table without it, at
+// most FRAMES frames, in reused batches of VQ_ROWS rows, 65536 without it). Under callgrind,
 // the difference between two runs of different FRAMES divided by the difference of FRAMES is the
 // cost of one frame: bench/README.md lists such counts.
 #include <algorithm>
@@ -149,6 +149,11 @@ int main(int argc, char** argv) {
         options.max_frames = static_cast<std::uint64_t>(frames);
         if (const char* rows = std::getenv("VQ_ROWS")) {
             options.batch_rows = std::strtoul(rows, nullptr, 10);
+        }
+        if (const char* table = std::getenv("VQ_TABLE")) {
+            if (!tableOfName(table, options.table)) {
+                return usage();
+            }
         }
         io::ColumnReader reader(dir, options);
         io::ColumnBatch batch;

@@ -1246,6 +1246,9 @@ struct ColumnReader::State {
     void fillIntersectionRows(std::size_t n) {
         const bool gaze = options.table == Table::GAZE_INTERSECTIONS;
         filler.reserve(filler.rows() + n * run.rows);
+        if (fillSameLabelled(gaze, n)) {
+            return;
+        }
         for (std::size_t k = 0; k < n; ++k) {
             for (const Run::Intersection& at : run.intersections) {
                 RecordRef r;
@@ -1255,6 +1258,82 @@ struct ColumnReader::State {
                 fillIntersections(filler, gaze, chunk->frame_num[k], r);
             }
         }
+    }
+
+    // The rows of a run whose frames make one row each, from a labelled record of one label:
+    // its eye byte, label and entry counts are part of the shape that the frames repeat, so
+    // they are those of the first frame, and every frame's values lie at its offsets. Fills
+    // them column by column; false (nothing filled) for every other run.
+    bool fillSameLabelled(bool gaze, std::size_t n) {
+        if (run.rows != 1 || run.intersections.size() != 1) {
+            return false;
+        }
+        const Run::Intersection& one = run.intersections.front();
+        const bool eye = one.object_id == id::GAZE_INTERSECTION_OUTPUT_DATA_V4;
+        if (!eye && one.object_id != id::GAZE_INTERSECTION_OUTPUT_DATA_V3 &&
+            one.object_id != id::HEAD_INTERSECTION_OUTPUT_DATA_V2) {
+            return false;
+        }
+        const unsigned char* const first = run.first[one.input] + one.offset;
+        const std::size_t stride = run.bytes[one.input];
+        // Offsets from the record's data: flag, eye (V4), label count, label, index, entries.
+        const std::size_t fields = 1 + (eye ? 1 : 0);
+        const auto* text = reinterpret_cast<const char*>(first + fields + 8);
+        const std::size_t length = std::strlen(text);  // the view found its 0 byte
+        const std::size_t index_at = fields + 8 + length + 1;
+        std::array<std::size_t, 3> entry{};
+        constexpr std::size_t ENTRY[3] = {16, 12, 12};
+        std::size_t at = index_at + 4;
+        for (std::size_t kind = 0; kind < 3; ++kind) {
+            const std::uint64_t count = byteorder::load<std::uint64_t>(first + at);
+            if (count > 1) {
+                return false;
+            }
+            entry[kind] = count == 1 ? at + 8 : 0;
+            at += 8 + static_cast<std::size_t>(count) * ENTRY[kind];
+        }
+        const std::size_t shift = gaze ? 0 : 1;  // the head table has no eye column
+        auto col = [shift](std::size_t c) { return c - (c > L_EYE ? shift : 0); };
+        const auto version = static_cast<std::int8_t>(versionOf(one.object_id));
+        filler.putSameText(col(L_LABEL), std::string_view(text, length), n);
+        for (std::size_t k = 0; k < n; ++k) {
+            const unsigned char* const data = first + k * stride;
+            const ColumnFiller::Cells out = filler.cells(k);
+            out.put<std::uint32_t>(L_FRAME_NUM, chunk->frame_num[k]);
+            out.put<std::int8_t>(L_VERSION, version);
+            if (gaze && eye && static_cast<signed char>(data[1]) >= 0) {
+                out.put<std::int8_t>(L_EYE, static_cast<std::int8_t>(data[1]));
+            } else if (gaze) {
+                out.absent(L_EYE, 1);
+            }
+            const auto index = byteorder::load<std::int32_t>(data + index_at);
+            out.put<std::int32_t>(col(L_INDEX), index);
+            out.absent(col(L_SCREEN), 1);
+            const auto holds = [&](std::size_t kind) {
+                return entry[kind] != 0 &&
+                       byteorder::load<std::int32_t>(data + entry[kind]) == index;
+            };
+            if (holds(0)) {
+                out.putAll(col(L_WORLD), view_detail::arrayAt<float, 3>(data, entry[0] + 4));
+            } else {
+                out.absent(col(L_WORLD), 3);
+            }
+            if (holds(1)) {
+                out.putAll(col(L_PLANE), view_detail::arrayAt<float, 2>(data, entry[1] + 4));
+            } else {
+                out.absent(col(L_PLANE), 2);
+            }
+            if (holds(2)) {
+                out.putAll(col(L_PIXEL), view_detail::arrayAt<std::int32_t, 2>(data, entry[2] + 4));
+            } else {
+                out.absent(col(L_PIXEL), 2);
+            }
+            if (gaze) {
+                out.absent(L_OBJECT, 3);
+            }
+        }
+        filler.finishRows(n);
+        return true;
     }
 
     // Gathers up to `room` rows of the run into the chunk; their frames are consumed.
