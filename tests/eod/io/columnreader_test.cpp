@@ -66,6 +66,24 @@ boost::shared_ptr<T> as(const Ptr& p) {
     return boost::dynamic_pointer_cast<T>(p);
 }
 
+// The eye records of a frame: pupil, eye closure and gaze.
+boost::shared_ptr<EyeOutputData> randomEye(std::mt19937& random) {
+    auto eye = as<EyeOutputData>(randomFixed(object_id::EYE_OUTPUT_DATA, 0, random));
+    eye->addSubObject(randomFixed(object_id::PUPIL_OUTPUT_DATA, 32, random));
+    eye->addSubObject(randomFixed(object_id::EYE_CLOSURE_OUTPUT_DATA, 33, random));
+    eye->addSubObject(randomFixed(object_id::GAZE_OUTPUT_DATA, 44, random));
+    return eye;
+}
+
+// The engine state (with the head tracker's) and the inertia record.
+void addEngineAndInertia(EngineOutputData& frame, std::mt19937& random) {
+    auto engine = randomFixed(object_id::ENGINE_STATE_OUTPUT_DATA, 4, random);
+    as<EngineOutputBase>(engine)->addSubObject(
+        randomFixed(object_id::HEAD_TRACKER_STATE_OUTPUT_DATA, 4, random));
+    frame.addSubObject(engine);
+    frame.addSubObject(randomFixed(object_id::INERTIA_OUTPUT_DATA, 24, random));
+}
+
 // A frame of every published kind with random values; odd seeds give the older layout (head
 // record of the first version held by the frame, GPS of the first version, eye records directly).
 boost::shared_ptr<EngineOutputData> randomFrame(unsigned seed) {
@@ -73,10 +91,7 @@ boost::shared_ptr<EngineOutputData> randomFrame(unsigned seed) {
     boost::shared_ptr<EngineOutputData> frame(new EngineOutputData);
     frame->setFrameNum(seed * 7);
     frame->addSubObject(randomFixed(object_id::TIMING_OUTPUT_DATA, 22, random));
-    auto eye = as<EyeOutputData>(randomFixed(object_id::EYE_OUTPUT_DATA, 0, random));
-    eye->addSubObject(randomFixed(object_id::PUPIL_OUTPUT_DATA, 32, random));
-    eye->addSubObject(randomFixed(object_id::EYE_CLOSURE_OUTPUT_DATA, 33, random));
-    eye->addSubObject(randomFixed(object_id::GAZE_OUTPUT_DATA, 44, random));
+    const auto eye = randomEye(random);
     if (seed % 2 == 0) {
         boost::shared_ptr<FaceSetOutputData> face(new FaceSetOutputData);
         face->addSubObject(randomFixed(object_id::HEAD_OUTPUT_DATA_V2, 114, random));
@@ -88,11 +103,7 @@ boost::shared_ptr<EngineOutputData> randomFrame(unsigned seed) {
         frame->addSubObject(eye);
         frame->addSubObject(randomFixed(object_id::GPS_OUTPUT_DATA, 17, random));
     }
-    auto engine = randomFixed(object_id::ENGINE_STATE_OUTPUT_DATA, 4, random);
-    as<EngineOutputBase>(engine)->addSubObject(
-        randomFixed(object_id::HEAD_TRACKER_STATE_OUTPUT_DATA, 4, random));
-    frame->addSubObject(engine);
-    frame->addSubObject(randomFixed(object_id::INERTIA_OUTPUT_DATA, 24, random));
+    addEngineAndInertia(*frame, random);
     boost::shared_ptr<WorldOutputDataV2> world(new WorldOutputDataV2);
     for (char id :
          {object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4, object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4,
@@ -261,10 +272,7 @@ boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
     auto timing = as<TimingOutputData>(randomFixed(object_id::TIMING_OUTPUT_DATA, 22, random));
     timing->setExperimentTime(number / 60.0);
     frame->addSubObject(timing);
-    auto eye = as<EyeOutputData>(randomFixed(object_id::EYE_OUTPUT_DATA, 0, random));
-    eye->addSubObject(randomFixed(object_id::PUPIL_OUTPUT_DATA, 32, random));
-    eye->addSubObject(randomFixed(object_id::EYE_CLOSURE_OUTPUT_DATA, 33, random));
-    eye->addSubObject(randomFixed(object_id::GAZE_OUTPUT_DATA, 44, random));
+    const auto eye = randomEye(random);
     if (shape == 3) {
         frame->addSubObject(randomFixed(object_id::HEAD_OUTPUT_DATA, 54, random));
         frame->addSubObject(eye);
@@ -274,11 +282,7 @@ boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
         face->addSubObject(eye);
         frame->addSubObject(face);
     }
-    auto engine = randomFixed(object_id::ENGINE_STATE_OUTPUT_DATA, 4, random);
-    as<EngineOutputBase>(engine)->addSubObject(
-        randomFixed(object_id::HEAD_TRACKER_STATE_OUTPUT_DATA, 4, random));
-    frame->addSubObject(engine);
-    frame->addSubObject(randomFixed(object_id::INERTIA_OUTPUT_DATA, 24, random));
+    addEngineAndInertia(*frame, random);
     if (shape == 1) {
         frame->addSubObject(randomFixed(object_id::GPS_OUTPUT_DATA_V2, 29, random));
     }
@@ -369,6 +373,10 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
     single.closeFiles();
     kinds.closeFiles();
     packed.closeFile();
+    constexpr std::uint32_t LAST = 0xFFFFFFFF;
+    constexpr std::uint64_t ALL = ~0ull;
+    const std::vector<std::string> some = {"gaze_target_label", "head_rotation_y_rad", "gps_course",
+                                           "frame_num"};
     struct Case {
         const char* what;
         Table table;
@@ -378,30 +386,12 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
         std::uint64_t most;
         std::vector<std::string> columns;
     } cases[] = {
-        {"everything", Table::FRAME, 100, 0, 0xFFFFFFFF, ~0ull, {}},
-        {"a range of frames in small batches", Table::FRAME, 7, 130, 777, ~0ull, {}},
-        {"at most 301 frames", Table::FRAME, 64, 0, 0xFFFFFFFF, 301, {}},
-        {"gaze intersections in small batches",
-         Table::GAZE_INTERSECTIONS,
-         5,
-         0,
-         0xFFFFFFFF,
-         ~0ull,
-         {}},
-        {"gaze intersections of at most 200 frames",
-         Table::GAZE_INTERSECTIONS,
-         1000,
-         40,
-         0xFFFFFFFF,
-         200,
-         {}},
-        {"some columns",
-         Table::FRAME,
-         1000,
-         0,
-         0xFFFFFFFF,
-         ~0ull,
-         {"gaze_target_label", "head_rotation_y_rad", "gps_course", "frame_num"}},
+        {"everything", Table::FRAME, 100, 0, LAST, ALL, {}},
+        {"a range of frames in small batches", Table::FRAME, 7, 130, 777, ALL, {}},
+        {"at most 301 frames", Table::FRAME, 64, 0, LAST, 301, {}},
+        {"gaze intersections, small batches", Table::GAZE_INTERSECTIONS, 5, 0, LAST, ALL, {}},
+        {"gaze intersections, 200 frames", Table::GAZE_INTERSECTIONS, 1000, 40, LAST, 200, {}},
+        {"some columns", Table::FRAME, 1000, 0, LAST, ALL, some},
     };
     for (const Case& c : cases) {
         for (const std::string& path : {dir / "single.vql", dir / "kinds", dir / "packed.vqz"}) {
