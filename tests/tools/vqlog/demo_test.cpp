@@ -31,8 +31,6 @@ TEST(VqlogDemo, RecordsStreamsReadsBackAndChecksEveryFrame) {
         files.push_back(dir / "rec/" + name + ".vql");
     }
     EXPECT_EQ(vqlog::logFiles(dir / "rec"), files);
-    // What check says of a demo's recording, World frames 16 bytes longer than their headers say:
-    // the golden test's per-kind recording.
 }
 
 TEST(VqlogDemo, TheSimulatedPersonBlinksMakesSaccadesAndLooksAtTheScreen) {

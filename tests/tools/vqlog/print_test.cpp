@@ -177,9 +177,8 @@ TEST(VqlogExport, GpsInSignedDegreesAndTextAndNumbersThatSurviveEveryReader) {
 }
 
 // Export formats batches of rows on two threads: over several batches every row comes once, in
-// frame order, the whole export being the concatenation of exports of its parts; an output that
-// fails ends it with exit code 1.
-TEST(VqlogExport, RowsInOrderOverManyBatchesAndAFullOutput) {
+// frame order, the whole export being the concatenation of exports of its parts.
+TEST(VqlogExport, RowsInOrderOverManyBatches) {
     TempDir dir;
     const unsigned int frames = 1500;  // three batches, each of several chunks
     writeRecording(dir / "many.vql", timedFrames(frames), false);
@@ -199,12 +198,6 @@ TEST(VqlogExport, RowsInOrderOverManyBatchesAndAFullOutput) {
         parts += from == 0 ? part.out : part.out.substr(part.out.find('\n') + 1);
     }
     EXPECT_EQ(whole.out, parts);
-
-    const ProcessResult full =
-        runProcess({"/bin/sh", "-c",
-                    std::string(VQLOG_PATH) + " export '" + (dir / "many.vql") + "' > /dev/full"});
-    EXPECT_EQ(full.exit_code, 1);
-    EXPECT_EQ(full.err, "vqlog export: cannot write the output\n");
 }
 
 // A label of any bytes keeps each format valid: bytes outside UTF-8 as \xNN (é stays), quotes
