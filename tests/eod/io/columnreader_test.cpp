@@ -340,7 +340,8 @@ std::string tableBytes(const std::string& path, const ColumnReaderOptions& optio
 
 // Frames whose shapes repeat for a while are read a run at a time: the batches are those of the
 // frames read one by one, in a single file, merged from per-kind files and from a compressed
-// file, whatever the selection of frames and columns and wherever a batch or a chunk ends.
+// file (all three alike), whatever the selection of frames and columns and wherever a batch or a
+// chunk ends.
 TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
     TempDir dir;
     io::EngineOutputDataFileWriter single;
@@ -394,6 +395,7 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
         {"some columns", Table::FRAME, 1000, 0, LAST, ALL, some},
     };
     for (const Case& c : cases) {
+        std::string single;  // the same frames in every form give the same table
         for (const std::string& path : {dir / "single.vql", dir / "kinds", dir / "packed.vqz"}) {
             ColumnReaderOptions options;
             options.table = c.table;
@@ -407,6 +409,10 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
             options.start_s = std::numeric_limits<double>::lowest();
             EXPECT_EQ(runs, tableBytes(path, options)) << c.what << ", " << path;
             EXPECT_GT(runs.size(), 1000u) << c.what;
+            if (single.empty()) {
+                single = runs;
+            }
+            EXPECT_EQ(runs, single) << c.what << ", " << path;
         }
     }
 }
