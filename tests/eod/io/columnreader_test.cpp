@@ -176,8 +176,8 @@ TEST(ColumnReader, EveryPublishedKindGivesTheValuesOfTheRecordObjects) {
     for (std::size_t row = 0; row < FRAMES; ++row) {
         const EngineOutputData& f = *objects[row];
         const std::string seed = " seed " + std::to_string(row);
-        auto same = [&](const char* name, double value) {
-            expectSame(cell(batch, name, row), value, name + seed);
+        auto same = [&](const std::string& name, double value) {
+            expectSame(cell(batch, name.c_str(), row), value, name + seed);
         };
         same("frame_num", f.frameNum());
         const auto timing = f.timingOutputData();
@@ -187,24 +187,20 @@ TEST(ColumnReader, EveryPublishedKindGivesTheValuesOfTheRecordObjects) {
         same("timing_approx_delay", timing->approxDelay());
         same("timing_annotation_label_id", timing->annotationLabelID());
         const auto head = f.headOutputData();
+        const auto eye = f.eyeOutputData();
         same("head_tracking", head->isTracking());
-        const char* xyz[] = {"x", "y", "z"};
         for (int i = 0; i < 3; ++i) {
-            same(("head_position_" + std::string(xyz[i])).c_str(), head->headPosition()[i]);
-            same(("head_rotation_" + std::string(xyz[i]) + "_rad").c_str(),
-                 head->headRotation()[i]);
-            same(("head_left_eyeball_" + std::string(xyz[i])).c_str(),
-                 head->headEyeBallPos(LEFT_EYE)[i]);
-            same(("pupil_right_" + std::string(xyz[i])).c_str(),
-                 f.eyeOutputData()->pupilOutputData()->pupilPosition(RIGHT_EYE)[i]);
-            same(("gaze_left_eyeball_" + std::string(xyz[i])).c_str(),
-                 f.eyeOutputData()->gazeOutputData()->eyeballCentre(LEFT_EYE)[i]);
+            const std::string a(1, "xyz"[i]);
+            same("head_position_" + a, head->headPosition()[i]);
+            same("head_rotation_" + a + "_rad", head->headRotation()[i]);
+            same("head_left_eyeball_" + a, head->headEyeBallPos(LEFT_EYE)[i]);
+            same("pupil_right_" + a, eye->pupilOutputData()->pupilPosition(RIGHT_EYE)[i]);
+            same("gaze_left_eyeball_" + a, eye->gazeOutputData()->eyeballCentre(LEFT_EYE)[i]);
         }
         same("head_quaternion_w", head->headRotationQuaternion()[0]);
         same("head_quaternion_z", head->headRotationQuaternion()[3]);
         same("head_position_confidence", head->headPositionConfidence());
         same("head_model_quality_level", head->modelQualityLevel());
-        const auto eye = f.eyeOutputData();
         same("pupil_left_diameter", eye->pupilOutputData()->pupilDiameter(LEFT_EYE));
         const auto lid = eye->eyeClosureOutputData();
         same("eyelid_left_closure", lid->eyeClosure(LEFT_EYE));
