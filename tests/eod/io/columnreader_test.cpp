@@ -66,6 +66,24 @@ boost::shared_ptr<T> as(const Ptr& p) {
     return boost::dynamic_pointer_cast<T>(p);
 }
 
+// The eye records of a frame: pupil, eye closure and gaze.
+boost::shared_ptr<EyeOutputData> randomEye(std::mt19937& random) {
+    auto eye = as<EyeOutputData>(randomFixed(object_id::EYE_OUTPUT_DATA, 0, random));
+    eye->addSubObject(randomFixed(object_id::PUPIL_OUTPUT_DATA, 32, random));
+    eye->addSubObject(randomFixed(object_id::EYE_CLOSURE_OUTPUT_DATA, 33, random));
+    eye->addSubObject(randomFixed(object_id::GAZE_OUTPUT_DATA, 44, random));
+    return eye;
+}
+
+// The engine state (with the head tracker's) and the inertia record.
+void addEngineAndInertia(EngineOutputData& frame, std::mt19937& random) {
+    auto engine = randomFixed(object_id::ENGINE_STATE_OUTPUT_DATA, 4, random);
+    as<EngineOutputBase>(engine)->addSubObject(
+        randomFixed(object_id::HEAD_TRACKER_STATE_OUTPUT_DATA, 4, random));
+    frame.addSubObject(engine);
+    frame.addSubObject(randomFixed(object_id::INERTIA_OUTPUT_DATA, 24, random));
+}
+
 // A frame of every published kind with random values; odd seeds give the older layout (head
 // record of the first version held by the frame, GPS of the first version, eye records directly).
 boost::shared_ptr<EngineOutputData> randomFrame(unsigned seed) {
@@ -73,10 +91,7 @@ boost::shared_ptr<EngineOutputData> randomFrame(unsigned seed) {
     boost::shared_ptr<EngineOutputData> frame(new EngineOutputData);
     frame->setFrameNum(seed * 7);
     frame->addSubObject(randomFixed(object_id::TIMING_OUTPUT_DATA, 22, random));
-    auto eye = as<EyeOutputData>(randomFixed(object_id::EYE_OUTPUT_DATA, 0, random));
-    eye->addSubObject(randomFixed(object_id::PUPIL_OUTPUT_DATA, 32, random));
-    eye->addSubObject(randomFixed(object_id::EYE_CLOSURE_OUTPUT_DATA, 33, random));
-    eye->addSubObject(randomFixed(object_id::GAZE_OUTPUT_DATA, 44, random));
+    const auto eye = randomEye(random);
     if (seed % 2 == 0) {
         boost::shared_ptr<FaceSetOutputData> face(new FaceSetOutputData);
         face->addSubObject(randomFixed(object_id::HEAD_OUTPUT_DATA_V2, 114, random));
@@ -88,11 +103,7 @@ boost::shared_ptr<EngineOutputData> randomFrame(unsigned seed) {
         frame->addSubObject(eye);
         frame->addSubObject(randomFixed(object_id::GPS_OUTPUT_DATA, 17, random));
     }
-    auto engine = randomFixed(object_id::ENGINE_STATE_OUTPUT_DATA, 4, random);
-    as<EngineOutputBase>(engine)->addSubObject(
-        randomFixed(object_id::HEAD_TRACKER_STATE_OUTPUT_DATA, 4, random));
-    frame->addSubObject(engine);
-    frame->addSubObject(randomFixed(object_id::INERTIA_OUTPUT_DATA, 24, random));
+    addEngineAndInertia(*frame, random);
     boost::shared_ptr<WorldOutputDataV2> world(new WorldOutputDataV2);
     for (char id :
          {object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4, object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4,
@@ -165,8 +176,8 @@ TEST(ColumnReader, EveryPublishedKindGivesTheValuesOfTheRecordObjects) {
     for (std::size_t row = 0; row < FRAMES; ++row) {
         const EngineOutputData& f = *objects[row];
         const std::string seed = " seed " + std::to_string(row);
-        auto same = [&](const char* name, double value) {
-            expectSame(cell(batch, name, row), value, name + seed);
+        auto same = [&](const std::string& name, double value) {
+            expectSame(cell(batch, name.c_str(), row), value, name + seed);
         };
         same("frame_num", f.frameNum());
         const auto timing = f.timingOutputData();
@@ -176,24 +187,20 @@ TEST(ColumnReader, EveryPublishedKindGivesTheValuesOfTheRecordObjects) {
         same("timing_approx_delay", timing->approxDelay());
         same("timing_annotation_label_id", timing->annotationLabelID());
         const auto head = f.headOutputData();
+        const auto eye = f.eyeOutputData();
         same("head_tracking", head->isTracking());
-        const char* xyz[] = {"x", "y", "z"};
         for (int i = 0; i < 3; ++i) {
-            same(("head_position_" + std::string(xyz[i])).c_str(), head->headPosition()[i]);
-            same(("head_rotation_" + std::string(xyz[i]) + "_rad").c_str(),
-                 head->headRotation()[i]);
-            same(("head_left_eyeball_" + std::string(xyz[i])).c_str(),
-                 head->headEyeBallPos(LEFT_EYE)[i]);
-            same(("pupil_right_" + std::string(xyz[i])).c_str(),
-                 f.eyeOutputData()->pupilOutputData()->pupilPosition(RIGHT_EYE)[i]);
-            same(("gaze_left_eyeball_" + std::string(xyz[i])).c_str(),
-                 f.eyeOutputData()->gazeOutputData()->eyeballCentre(LEFT_EYE)[i]);
+            const std::string a(1, "xyz"[i]);
+            same("head_position_" + a, head->headPosition()[i]);
+            same("head_rotation_" + a + "_rad", head->headRotation()[i]);
+            same("head_left_eyeball_" + a, head->headEyeBallPos(LEFT_EYE)[i]);
+            same("pupil_right_" + a, eye->pupilOutputData()->pupilPosition(RIGHT_EYE)[i]);
+            same("gaze_left_eyeball_" + a, eye->gazeOutputData()->eyeballCentre(LEFT_EYE)[i]);
         }
         same("head_quaternion_w", head->headRotationQuaternion()[0]);
         same("head_quaternion_z", head->headRotationQuaternion()[3]);
         same("head_position_confidence", head->headPositionConfidence());
         same("head_model_quality_level", head->modelQualityLevel());
-        const auto eye = f.eyeOutputData();
         same("pupil_left_diameter", eye->pupilOutputData()->pupilDiameter(LEFT_EYE));
         const auto lid = eye->eyeClosureOutputData();
         same("eyelid_left_closure", lid->eyeClosure(LEFT_EYE));
@@ -261,10 +268,7 @@ boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
     auto timing = as<TimingOutputData>(randomFixed(object_id::TIMING_OUTPUT_DATA, 22, random));
     timing->setExperimentTime(number / 60.0);
     frame->addSubObject(timing);
-    auto eye = as<EyeOutputData>(randomFixed(object_id::EYE_OUTPUT_DATA, 0, random));
-    eye->addSubObject(randomFixed(object_id::PUPIL_OUTPUT_DATA, 32, random));
-    eye->addSubObject(randomFixed(object_id::EYE_CLOSURE_OUTPUT_DATA, 33, random));
-    eye->addSubObject(randomFixed(object_id::GAZE_OUTPUT_DATA, 44, random));
+    const auto eye = randomEye(random);
     if (shape == 3) {
         frame->addSubObject(randomFixed(object_id::HEAD_OUTPUT_DATA, 54, random));
         frame->addSubObject(eye);
@@ -274,11 +278,7 @@ boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
         face->addSubObject(eye);
         frame->addSubObject(face);
     }
-    auto engine = randomFixed(object_id::ENGINE_STATE_OUTPUT_DATA, 4, random);
-    as<EngineOutputBase>(engine)->addSubObject(
-        randomFixed(object_id::HEAD_TRACKER_STATE_OUTPUT_DATA, 4, random));
-    frame->addSubObject(engine);
-    frame->addSubObject(randomFixed(object_id::INERTIA_OUTPUT_DATA, 24, random));
+    addEngineAndInertia(*frame, random);
     if (shape == 1) {
         frame->addSubObject(randomFixed(object_id::GPS_OUTPUT_DATA_V2, 29, random));
     }
@@ -336,7 +336,8 @@ std::string tableBytes(const std::string& path, const ColumnReaderOptions& optio
 
 // Frames whose shapes repeat for a while are read a run at a time: the batches are those of the
 // frames read one by one, in a single file, merged from per-kind files and from a compressed
-// file, whatever the selection of frames and columns and wherever a batch or a chunk ends.
+// file (all three alike), whatever the selection of frames and columns and wherever a batch or a
+// chunk ends.
 TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
     TempDir dir;
     io::EngineOutputDataFileWriter single;
@@ -369,6 +370,10 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
     single.closeFiles();
     kinds.closeFiles();
     packed.closeFile();
+    constexpr std::uint32_t LAST = 0xFFFFFFFF;
+    constexpr std::uint64_t ALL = ~0ull;
+    const std::vector<std::string> some = {"gaze_target_label", "head_rotation_y_rad", "gps_course",
+                                           "frame_num"};
     struct Case {
         const char* what;
         Table table;
@@ -378,32 +383,15 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
         std::uint64_t most;
         std::vector<std::string> columns;
     } cases[] = {
-        {"everything", Table::FRAME, 100, 0, 0xFFFFFFFF, ~0ull, {}},
-        {"a range of frames in small batches", Table::FRAME, 7, 130, 777, ~0ull, {}},
-        {"at most 301 frames", Table::FRAME, 64, 0, 0xFFFFFFFF, 301, {}},
-        {"gaze intersections in small batches",
-         Table::GAZE_INTERSECTIONS,
-         5,
-         0,
-         0xFFFFFFFF,
-         ~0ull,
-         {}},
-        {"gaze intersections of at most 200 frames",
-         Table::GAZE_INTERSECTIONS,
-         1000,
-         40,
-         0xFFFFFFFF,
-         200,
-         {}},
-        {"some columns",
-         Table::FRAME,
-         1000,
-         0,
-         0xFFFFFFFF,
-         ~0ull,
-         {"gaze_target_label", "head_rotation_y_rad", "gps_course", "frame_num"}},
+        {"everything", Table::FRAME, 100, 0, LAST, ALL, {}},
+        {"a range of frames in small batches", Table::FRAME, 7, 130, 777, ALL, {}},
+        {"at most 301 frames", Table::FRAME, 64, 0, LAST, 301, {}},
+        {"gaze intersections, small batches", Table::GAZE_INTERSECTIONS, 5, 0, LAST, ALL, {}},
+        {"gaze intersections, 200 frames", Table::GAZE_INTERSECTIONS, 1000, 40, LAST, 200, {}},
+        {"some columns", Table::FRAME, 1000, 0, LAST, ALL, some},
     };
     for (const Case& c : cases) {
+        std::string single;  // the same frames in every form give the same table
         for (const std::string& path : {dir / "single.vql", dir / "kinds", dir / "packed.vqz"}) {
             ColumnReaderOptions options;
             options.table = c.table;
@@ -417,6 +405,10 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
             options.start_s = std::numeric_limits<double>::lowest();
             EXPECT_EQ(runs, tableBytes(path, options)) << c.what << ", " << path;
             EXPECT_GT(runs.size(), 1000u) << c.what;
+            if (single.empty()) {
+                single = runs;
+            }
+            EXPECT_EQ(runs, single) << c.what << ", " << path;
         }
     }
 }

@@ -141,8 +141,7 @@ TEST_F(CompressingFileWriterTest, MisuseAndFilesThatCannotBeMade) {
     EXPECT_EQ(std::filesystem::file_size(path), 32u + 12 + 34 + 8 + 16);
     // A full device refuses the file header already.
     const std::string full =
-        "CompressingFileWriter - could not write /dev/full: No space left "
-        "on device";
+        "CompressingFileWriter - could not write /dev/full: No space left on device";
     EXPECT_ERROR_MESSAGE(writer.newFile("/dev/full"), CompressedFrameFileError, full);
     EXPECT_ERROR_MESSAGE(writer.writeData(*timedFrame(1)), CompressedFrameFileError, full);
     EXPECT_ERROR_MESSAGE(writer.closeFile(), CompressedFrameFileError, full);

@@ -9,10 +9,8 @@
 #include <cerrno>
 #include <filesystem>
 
-#include "vq/eod/headoutputdata.h"
 #include "vq/eod/io/engineoutputdatafilewriter.h"
 #include "vq/eod/serializableerror.h"
-#include "vq/eod/timingoutputdata.h"
 #include "vqtest/hex.h"
 #include "vqtest/logfiles.h"
 #include "vqtest/systemcalls.h"
@@ -47,10 +45,9 @@ class EngineOutputDataFileReaderTest : public ::testing::Test {
 protected:
     void SetUp() override { vqtest::registerTestLogKinds(); }
     // Writes the frames into one file per kind (<Kind><name>.vql), or all into the file `name`.
-    void write(const Frames& frames, const std::string& name = "", bool single = false,
-               const std::vector<char>& kinds = {A, B}) {
+    void write(const Frames& frames, const std::string& name = "", bool single = false) {
         vq::eod::io::EngineOutputDataFileWriter writer;
-        single ? writer.newFile(dir / name, 4096) : writer.newFiles(kinds, dir.path(), name, 4096);
+        single ? writer.newFile(dir / name, 4096) : writer.newFiles({A, B}, dir.path(), name, 4096);
         for (const auto& frame : frames) {
             writer.writeData(*frame);
         }
@@ -82,37 +79,6 @@ TEST_F(EngineOutputDataFileReaderTest, MergesPerKindFilesByFrameNumber) {
     write({testFrame(1, {A}), testFrame(2, {}), testFrame(3, {B})}, "single.vql", true);
     reader.openFile(dir / "single.vql");
     EXPECT_EQ(readAll(reader), hexOf({testFrame(1, {A})}) + " 09 00 06 01 FF FF FF FF 00");
-}
-
-TEST_F(EngineOutputDataFileReaderTest, MergesHeadAndTimingFiles) {
-    // Head in frames 1, 2, 4 and Timing in frames 2, 3, recorded per kind under their default
-    // names, read back as frames 1 (head), 2 (head and timing), 3 (timing), 4 (head), then null.
-    using vq::eod::EngineOutputData;
-    auto frame = [](unsigned int number, bool head, bool timing) {
-        boost::shared_ptr<EngineOutputData> f(new EngineOutputData);
-        f->setFrameNum(number);
-        if (head) {
-            boost::shared_ptr<vq::eod::HeadOutputData> h(new vq::eod::HeadOutputData);
-            h->setTrackingState(static_cast<char>(number));
-            f->addSubObject(h);
-        }
-        if (timing) {
-            boost::shared_ptr<vq::eod::TimingOutputData> t(new vq::eod::TimingOutputData);
-            t->setExperimentTime(number / 60.0);
-            f->addSubObject(t);
-        }
-        return f;
-    };
-    const Frames frames = {frame(1, true, false), frame(2, true, true), frame(3, false, true),
-                           frame(4, true, false)};
-    write(frames, "_run1", false,
-          {vq::eod::HeadOutputData::THIS_OBJECT_ID, vq::eod::TimingOutputData::THIS_OBJECT_ID});
-    EXPECT_TRUE(fs::exists(dir / "Head_run1.vql"));
-    EXPECT_TRUE(fs::exists(dir / "Timing_run1.vql"));
-
-    reader.openFiles(dir.path());
-    EXPECT_EQ(readAll(reader), hexOf(frames));
-    EXPECT_TRUE(reader.endOfData());
 }
 
 TEST_F(EngineOutputDataFileReaderTest, SingleFileRecordingWrittenAgainIsByteIdentical) {

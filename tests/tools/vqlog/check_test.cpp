@@ -78,16 +78,25 @@ TEST(VqlogConvert, PerKindToOneFileAndBackGivesTheSameFiles) {
     EXPECT_EQ(hex(readFile(dir / "some/EngineState.vql")), hexOf(states));
 }
 
-TEST(VqlogConvert, KindsWithoutALogFileNameGetOneAndSecondFacesAreNotDroppedSilently) {
+// Kinds without a log file name of their own (a gaze record held by the frame itself) and kinds
+// that share a class (the two pupil positions) each get a file, and nothing of them is lost;
+// second faces are not dropped silently.
+TEST(VqlogConvert, EveryKindGetsAFileOfItsOwnAndSecondFacesAreNotDroppedSilently) {
     using namespace vq::eod;
     TempDir dir;
-    // A gaze record held by the frame itself (no log file name of its own) and two faces.
     Frames frames;
+    Frames points;  // the pupil positions alone
     for (unsigned int n = 0; n < 2; ++n) {
         frames.push_back(timedFrame(n, false));
+        points.push_back(boost::shared_ptr<EngineOutputData>(new EngineOutputData));
+        points.back()->setFrameNum(n);
         boost::shared_ptr<GazeOutputData> gaze(new GazeOutputData);
         gaze->setSaccade(n == 1);
         frames.back()->addSubObject(gaze);
+        for (char id : {object_id::FEATURE_POINT_R_PUPILPOS, object_id::FEATURE_POINT_L_PUPILPOS}) {
+            frames.back()->addSubObject(boost::shared_ptr<FeaturePoint>(new FeaturePoint(id)));
+            points.back()->addSubObject(boost::shared_ptr<FeaturePoint>(new FeaturePoint(id)));
+        }
         for (int face = 0; face < 2; ++face) {
             boost::shared_ptr<FaceSetOutputData> set(new FaceSetOutputData);
             set->addSubObject(boost::shared_ptr<HeadOutputDataV2>(new HeadOutputDataV2));
@@ -102,15 +111,20 @@ TEST(VqlogConvert, KindsWithoutALogFileNameGetOneAndSecondFacesAreNotDroppedSile
               "vqlog convert: 2 frames held more than one face; per-kind logs keep the "
               "first face only, so the others are not in " +
                   (dir / "kinds") + " (convert to a single file to keep them)\n");
-    EXPECT_EQ(vqlog::logFiles(dir / "kinds"),
-              (std::vector<std::string>{dir / "kinds/GazeOutputData.vql", dir / "kinds/HeadV2.vql",
-                                        dir / "kinds/Timing.vql"}));
-    // The gaze records come back with their frames.
+    EXPECT_EQ(
+        vqlog::logFiles(dir / "kinds"),
+        (std::vector<std::string>{
+            dir / "kinds/FeaturePoint0x17.vql", dir / "kinds/FeaturePoint0x18.vql",
+            dir / "kinds/GazeOutputData.vql", dir / "kinds/HeadV2.vql", dir / "kinds/Timing.vql"}));
+    // The gaze records and both pupil positions come back with their frames.
     ProcessResult csv = vqlog({"export", dir / "kinds", "--kinds", "GazeOutputData"});
     EXPECT_EQ(csv.exit_code, 0);
     EXPECT_EQ(csv.out.substr(csv.out.find('\n') + 1),
               "0,0,0,0,0,0,0,0,0,0,0,0,0,0,0\n"
               "1,0,0,0,0,0,0,0,0,0,0,0,0,0,1\n");
+    EXPECT_EQ(
+        vqlog({"convert", dir / "kinds", dir / "points.vql", "--kinds", "0x17,0x18"}).exit_code, 0);
+    EXPECT_EQ(readFile(dir / "points.vql"), bytesOf(points));
 }
 
 ByteBuffer framesBytes(unsigned int first, unsigned int count) {
@@ -232,28 +246,6 @@ TEST(VqlogCheck, NotesStayBounded) {
                              "  994 more frames repeated or out of order\n"),
               std::string::npos)
         << check.out;
-}
-
-// Kinds that share a class (the two pupil positions) each get a file; nothing is lost.
-TEST(VqlogConvert, KindsSharingAClassGetAFileEach) {
-    using namespace vq::eod;
-    TempDir dir;
-    Frames frames;
-    for (unsigned int n = 0; n < 3; ++n) {
-        frames.push_back(timedFrame(n, false));
-        for (char id : {object_id::FEATURE_POINT_R_PUPILPOS, object_id::FEATURE_POINT_L_PUPILPOS}) {
-            frames.back()->addSubObject(boost::shared_ptr<FeaturePoint>(new FeaturePoint(id)));
-        }
-    }
-    writeRecording(dir / "one.vql", frames, false);
-    ProcessResult split = vqlog({"convert", dir / "one.vql", dir / "kinds"});
-    EXPECT_EQ(split.exit_code, 0) << split.err;
-    EXPECT_EQ(
-        vqlog::logFiles(dir / "kinds"),
-        (std::vector<std::string>{dir / "kinds/FeaturePoint0x17.vql",
-                                  dir / "kinds/FeaturePoint0x18.vql", dir / "kinds/Timing.vql"}));
-    EXPECT_EQ(vqlog({"convert", dir / "kinds", dir / "back.vql"}).exit_code, 0);
-    EXPECT_EQ(readFile(dir / "back.vql"), readFile(dir / "one.vql"));
 }
 
 }  // namespace

@@ -92,8 +92,8 @@ TEST(VqlogCli, DataAndIoErrorsExitOneWithTheLibrarysMessage) {
 
 TEST(VqlogCli, OutputThatCannotBeWrittenExitsOne) {
     TempDir dir;
-    writeRecording(dir / "one.vql", timedFrames(3), false);
-    for (const char* command : {"print", "info", "check"}) {
+    writeRecording(dir / "one.vql", timedFrames(1500), false);  // export: several batches
+    for (const char* command : {"print", "info", "check", "export"}) {
         ProcessResult full = runProcess(
             {"/bin/sh", "-c",
              std::string(VQLOG_PATH) + " " + command + " '" + (dir / "one.vql") + "' > /dev/full"});

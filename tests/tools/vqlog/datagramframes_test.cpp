@@ -13,6 +13,7 @@ using vq::eod::ByteBuffer;
 TEST(DatagramFrames, WholeJoinedPiecedAndUnreadable) {
     const Frames frames = timedFrames(3);
     const ByteBuffer one = bytesOf({frames[0]});
+    const ByteBuffer second = bytesOf({frames[1]});
     const ByteBuffer two = bytesOf({frames[1], frames[2]});
     const ByteBuffer garbage{0x0A, 0x00, 0x01, 0x07};
     const ByteBuffer piece(one.begin(), one.begin() + 10);
@@ -26,11 +27,7 @@ TEST(DatagramFrames, WholeJoinedPiecedAndUnreadable) {
         std::uint64_t damaged;
     };
     const std::vector<Case> cases{
-        {"one frame a datagram",
-         {one, bytesOf({frames[1]})},
-         65507,
-         bytesOf({frames[0], frames[1]}),
-         0},
+        {"one frame a datagram", {one, second}, 65507, join({one, second}), 0},
         {"two frames in one datagram", {two}, 65507, two, 0},
         {"a frame in pieces of 16 bytes", {one}, 16, one, 0},
         {"garbage, then a frame", {garbage, one}, 65507, one, 1},

@@ -1,4 +1,4 @@
-// vqlog stats: the figures of a recording with known blinks, saccades and gaps, and of a demo.
+// vqlog stats: the figures of a recording with known blinks, saccades and gaps.
 #include <algorithm>
 
 #include "toolfixture.h"
@@ -107,24 +107,6 @@ TEST(VqlogStats, KnownBlinksSaccadesAndGaps) {
 
     for (const char* bad : {"0", "-1", "x"}) {
         EXPECT_EQ(vqlog({"stats", dir / "known.vql", "--window", bad}).exit_code, 2) << bad;
-    }
-}
-
-TEST(VqlogStats, DemoRecording) {
-    TempDir dir;
-    ProcessResult demo = vqlog({"demo", "--fast", "--seconds", "20", "--rate", "60", "--seed", "3",
-                                "--out", dir / "demo"});
-    ASSERT_EQ(demo.exit_code, 0) << demo.err;
-    ProcessResult stats = vqlog({"stats", dir / "demo"});
-    EXPECT_EQ(stats.exit_code, 0) << stats.err;
-    for (const char* line :
-         {"frames: 1200, numbers 0 to 1199, time_s 0.000 to 19.983 (19.983 s)\n",
-          "\nTiming (0x0A)                          1200    60.0             0      0.000",
-          "\nGPSV2 (0x23)                             20     1.0             0      0.000",
-          "\nblinks: 5, mean 213.3 ms, 15.0 per minute (by the blinking flag)\n",
-          "\nfixations: 49, mean 343.5 ms", "\nsaccades: 48, mean 65.6 ms, 15.8 % of the time\n",
-          "\ntracking: head 100.0 % of 1200 frames with a head record"}) {
-        EXPECT_TRUE(contains(stats, line)) << line << stats.out;
     }
 }
 

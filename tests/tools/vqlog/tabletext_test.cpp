@@ -70,44 +70,28 @@ std::pair<std::string, std::string> bothTexts(T value) {
 
 TEST(VqlogTableText, NumbersAsToChars) {
     // Each form and the lengths at which the choice between fixed and scientific turns.
-    for (double value : {0.0,
-                         -0.0,
-                         1.0,
-                         -2.5,
-                         0.5761817,
-                         0.001,
-                         0.0001,
-                         0.00012,
-                         0.000123,
-                         1e-5,
-                         960.0,
-                         1e4,
-                         1e5,
-                         1e6,
-                         12e5,
-                         123e5,
-                         1e22,
-                         1e23,
-                         1795416393.0,
-                         48.137200000021195,
-                         12345678901234567.0,
-                         1e16,
-                         1e300,
-                         5e-324,
-                         std::numeric_limits<double>::max(),
-                         std::numeric_limits<double>::min()}) {
-        const auto [expected, got] = bothTexts(value);
-        EXPECT_EQ(got, expected);
-        const float single = static_cast<float>(value);
-        if (std::isfinite(single)) {
-            const auto [expected_float, got_float] = bothTexts(single);
-            EXPECT_EQ(got_float, expected_float);
+    using D = std::numeric_limits<double>;
+    // Rows of seven, the last filled up with zeros.
+    const double values[][7] = {
+        {0.0, -0.0, 1.0, -2.5, 0.5761817, 0.001, 0.0001},
+        {0.00012, 0.000123, 1e-5, 960.0, 1e4, 1e5, 1e6},
+        {12e5, 123e5, 1e22, 1e23, 1795416393.0, 48.137200000021195, 12345678901234567.0},
+        {1e16, 1e300, 5e-324, D::max(), D::min()}};
+    for (const auto& row : values) {
+        for (const double value : row) {
+            const auto [expected, got] = bothTexts(value);
+            EXPECT_EQ(got, expected);
+            const float single = static_cast<float>(value);
+            if (std::isfinite(single)) {
+                const auto [expected_float, got_float] = bothTexts(single);
+                EXPECT_EQ(got_float, expected_float);
+            }
         }
     }
-    for (std::int64_t value :
-         {std::int64_t{0}, std::int64_t{-1}, std::int64_t{7}, std::int64_t{99999999},
-          std::int64_t{100000000}, std::int64_t{9999999999999999}, std::int64_t{10000000000000000},
-          std::numeric_limits<std::int64_t>::min(), std::numeric_limits<std::int64_t>::max()}) {
+    using I = std::numeric_limits<std::int64_t>;
+    const std::int64_t integers[] = {
+        0, -1, 7, 99999999, 100000000, 9999999999999999, 10000000000000000, I::min(), I::max()};
+    for (const std::int64_t value : integers) {
         const auto [expected, got] = bothTexts(value);
         EXPECT_EQ(got, expected);
     }
