@@ -258,9 +258,9 @@ TEST(ColumnReader, EveryPublishedKindGivesTheValuesOfTheRecordObjects) {
 }
 
 // A frame of shape 0 to 3, random values: 0 the common frame with a gaze target of one label
-// (in every seventh frame its world point is of another index), 1 that with GPS and a second
-// target, 2 a target of two labels (none in every third frame, no world container in every fifth),
-// 3 the older head record and no world container.
+// (in every seventh frame its world point is of another index) and a head target, 1 that with
+// GPS and a second gaze target instead, 2 a target of two labels (none in every third frame, no
+// world container in every fifth), 3 the older head record and no world container.
 boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
                                                 std::mt19937& random) {
     boost::shared_ptr<EngineOutputData> frame(new EngineOutputData);
@@ -301,6 +301,12 @@ boost::shared_ptr<EngineOutputData> shapedFrame(unsigned number, unsigned shape,
         boost::shared_ptr<WorldOutputDataV2> world(new WorldOutputDataV2);
         if (shape != 2 || number % 3 != 0) {
             world->addSubObject(target);
+        }
+        if (shape == 0) {  // the head's target: a row of the head table
+            boost::shared_ptr<HeadIntersectionOutputDataV2> head(new HeadIntersectionOutputDataV2);
+            head->addIntersection("road", {value(random), value(random), value(random)},
+                                  {value(random), value(random)}, {3, 4});
+            world->addSubObject(head);
         }
         if (shape == 1) {  // a second target: two rows of the long table
             boost::shared_ptr<GazeIntersectionOutputDataV4> more(new GazeIntersectionOutputDataV4);
@@ -389,6 +395,7 @@ TEST(ColumnReader, RunsOfRepeatedShapesGiveTheRowsOfFramesReadOneByOne) {
         {"gaze intersections, small batches", Table::GAZE_INTERSECTIONS, 5, 0, LAST, ALL, {}},
         {"gaze intersections, 200 frames", Table::GAZE_INTERSECTIONS, 1000, 40, LAST, 200, {}},
         {"some columns", Table::FRAME, 1000, 0, LAST, ALL, some},
+        {"head intersections", Table::HEAD_INTERSECTIONS, 50, 0, LAST, ALL, {}},
     };
     for (const Case& c : cases) {
         std::string single;  // the same frames in every form give the same table
