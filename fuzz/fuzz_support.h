@@ -84,11 +84,56 @@ inline std::string timedRows(const std::string& path, bool one_by_one) {
     return out;
 }
 
+// Every cell of a long table's batches, then the error. `one_by_one` selects every record kind,
+// which keeps every record and frame as no selection does, but reads frame by frame.
+inline std::string longRows(const std::string& path, vq::eod::Table table, bool one_by_one) {
+    using namespace vq::eod::io;
+    ColumnReaderOptions options;
+    options.table = table;
+    options.batch_rows = 5;
+    for (int kind = -128; one_by_one && kind < 128; ++kind) {
+        options.kinds.push_back(static_cast<char>(kind));
+    }
+    std::string out;
+    ColumnBatch batch;
+    auto take = [&out, &batch] {
+        for (std::size_t i = 0; i < batch.numColumns(); ++i) {
+            const Column& c = batch.column(i);
+            out.append(reinterpret_cast<const char*>(c.validity()), batch.numRows());
+            const std::size_t width = vq::eod::columnTypeSize(c.type());
+            if (width == 0) {
+                const auto* offsets = c.values<std::uint32_t>();
+                out.append(c.chars() + offsets[0], offsets[batch.numRows()] - offsets[0]);
+            } else {
+                out.append(static_cast<const char*>(c.data()), batch.numRows() * width);
+            }
+        }
+    };
+    try {
+        ColumnReader reader(path, options);
+        while (reader.next(batch)) {
+            take();
+        }
+    } catch (const vq::eod::EODError& error) {
+        take();
+        out += "error: ";
+        out += error.what();
+    }
+    return out;
+}
+
 // The column reader gives the same rows and error whether it takes frames of repeated shapes a
-// run at a time or (under a time range that takes every frame with a timing record) one by one.
+// run at a time or one by one: the frame table under a time range that takes every frame with a
+// timing record, the long tables with every kind selected.
 inline void checkRuns(const std::string& path) {
     if (timedRows(path, false) != timedRows(path, true)) {
         fail("the column reader's runs give other rows than frames read one by one");
+    }
+    for (vq::eod::Table table :
+         {vq::eod::Table::GAZE_INTERSECTIONS, vq::eod::Table::HEAD_INTERSECTIONS}) {
+        if (longRows(path, table, false) != longRows(path, table, true)) {
+            fail("the column reader's runs give other long-table rows than frames one by one");
+        }
     }
 }
 

@@ -224,6 +224,24 @@ int main(int argc, char** argv) {
               ByteBuffer(LOG_SEPARATOR.begin(), LOG_SEPARATOR.end()) + serialized(*frames[0]) +
               serialized(*frames[2]));
 
+    // Frames of one shape holding a gaze and a head target of one label each, so that the column
+    // reader reads the long tables a run at a time.
+    ByteBuffer targets{0};
+    for (unsigned int number = 1; number <= 12; ++number) {
+        boost::shared_ptr<GazeIntersectionOutputDataV4> gaze(new GazeIntersectionOutputDataV4);
+        gaze->setEyeId(LEFT_EYE);
+        gaze->addIntersection("screen", {0.1f * number, 0.2f, 0.3f}, {0.4f, 0.5f}, {7, 9});
+        boost::shared_ptr<HeadIntersectionOutputDataV2> head(new HeadIntersectionOutputDataV2);
+        head->addIntersection("road", {0.6f, 0.7f, 0.1f * number}, {0.8f, 0.9f}, {3, 4});
+        boost::shared_ptr<WorldOutputDataV2> world(new WorldOutputDataV2);
+        world->addSubObject(gaze);
+        world->addSubObject(head);
+        const boost::shared_ptr<EngineOutputData> frame = engineFrame(number);
+        frame->addSubObject(world);
+        targets = targets + serialized(*frame);
+    }
+    write("log_directory", "single_file_targets", targets);
+
     std::printf("wrote %d seed files under %s\n", files, out.string().c_str());
     return 0;
 }
