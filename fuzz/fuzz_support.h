@@ -39,24 +39,18 @@ inline vq::eod::ByteBuffer serialized(const vq::eod::Serializable& object) {
     return bytes;
 }
 
-// The rows of the frame table of a recording that a time range taking every time takes, cell
-// by cell (those a read gave before its error too: they stay in the batch), then the error.
-inline std::string timedRows(const std::string& path, bool one_by_one) {
+// The cells of the rows of a read that `keep` keeps, row by row (those a read gave before its
+// error too: they stay in the batch), then the error.
+template <typename Keep>
+inline std::string readCells(const std::string& path,
+                             const vq::eod::io::ColumnReaderOptions& options, Keep keep) {
     using namespace vq::eod::io;
-    ColumnReaderOptions options;
-    options.batch_rows = 5;
-    if (one_by_one) {
-        options.start_s = std::numeric_limits<double>::lowest();
-    }
     std::string out;
     ColumnBatch batch;
-    auto take = [&out, &batch] {
-        const int time = batch.find("time_s");
-        for (std::size_t row = 0; time >= 0 && row < batch.numRows(); ++row) {
-            const Column& t = batch.column(static_cast<std::size_t>(time));
-            if (!t.valid(row) ||
-                !(t.values<double>()[row] >= std::numeric_limits<double>::lowest())) {
-                continue;  // not a row that the time range takes
+    auto take = [&out, &batch, &keep] {
+        for (std::size_t row = 0; row < batch.numRows(); ++row) {
+            if (!keep(batch, row)) {
+                continue;
             }
             for (std::size_t i = 0; i < batch.numColumns(); ++i) {
                 const Column& c = batch.column(i);
@@ -84,42 +78,34 @@ inline std::string timedRows(const std::string& path, bool one_by_one) {
     return out;
 }
 
-// Every cell of a long table's batches, then the error. `one_by_one` selects every record kind,
-// which keeps every record and frame as no selection does, but reads frame by frame.
+// The rows of the frame table of a recording that a time range taking every time takes.
+inline std::string timedRows(const std::string& path, bool one_by_one) {
+    vq::eod::io::ColumnReaderOptions options;
+    options.batch_rows = 5;
+    if (one_by_one) {
+        options.start_s = std::numeric_limits<double>::lowest();
+    }
+    return readCells(path, options, [](const vq::eod::io::ColumnBatch& batch, std::size_t row) {
+        const int time = batch.find("time_s");
+        if (time < 0) {
+            return false;
+        }
+        const vq::eod::io::Column& t = batch.column(static_cast<std::size_t>(time));
+        return t.valid(row) && t.values<double>()[row] >= std::numeric_limits<double>::lowest();
+    });
+}
+
+// Every row of a long table. `one_by_one` selects every record kind, which keeps every record
+// and frame as no selection does, but reads frame by frame.
 inline std::string longRows(const std::string& path, vq::eod::Table table, bool one_by_one) {
-    using namespace vq::eod::io;
-    ColumnReaderOptions options;
+    vq::eod::io::ColumnReaderOptions options;
     options.table = table;
     options.batch_rows = 5;
     for (int kind = -128; one_by_one && kind < 128; ++kind) {
         options.kinds.push_back(static_cast<char>(kind));
     }
-    std::string out;
-    ColumnBatch batch;
-    auto take = [&out, &batch] {
-        for (std::size_t i = 0; i < batch.numColumns(); ++i) {
-            const Column& c = batch.column(i);
-            out.append(reinterpret_cast<const char*>(c.validity()), batch.numRows());
-            const std::size_t width = vq::eod::columnTypeSize(c.type());
-            if (width == 0) {
-                const auto* offsets = c.values<std::uint32_t>();
-                out.append(c.chars() + offsets[0], offsets[batch.numRows()] - offsets[0]);
-            } else {
-                out.append(static_cast<const char*>(c.data()), batch.numRows() * width);
-            }
-        }
-    };
-    try {
-        ColumnReader reader(path, options);
-        while (reader.next(batch)) {
-            take();
-        }
-    } catch (const vq::eod::EODError& error) {
-        take();
-        out += "error: ";
-        out += error.what();
-    }
-    return out;
+    return readCells(path, options,
+                     [](const vq::eod::io::ColumnBatch&, std::size_t) { return true; });
 }
 
 // The column reader gives the same rows and error whether it takes frames of repeated shapes a
