@@ -734,40 +734,54 @@ void fillState(ColumnFiller& f, const Chunk& c, std::size_t g, std::size_t colum
     f.present(column, 1, n);
 }
 
+// Where the values of a labelled intersection record of a frame that repeats a shape lie, as
+// offsets from the record's data (its flag byte). Such a record took FrameView's common path:
+// at most one label, at most one entry of each kind.
+struct OneLabel {
+    bool labelled = false;  // it holds a label
+    std::string_view text;  // the label, in the record's bytes
+    std::size_t index_at = 0;
+    std::array<std::size_t, 3> entry{};  // world, plane, pixel: the entry's index, 0 for none
+};
+
+OneLabel oneLabel(const unsigned char* data, char kind) {
+    const std::size_t fields = kind == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4 ? 2 : 1;
+    OneLabel one;
+    one.labelled = byteorder::load<std::uint64_t>(data + fields) != 0;
+    std::size_t at = fields + 8;
+    if (one.labelled) {
+        const auto* text = reinterpret_cast<const char*>(data + at);
+        one.text = std::string_view(text, std::strlen(text));  // the view found its 0 byte
+        one.index_at = at + one.text.size() + 1;
+        at = one.index_at + 4;
+    }
+    constexpr std::size_t ENTRY[3] = {16, 12, 12};
+    for (std::size_t k = 0; k < 3; ++k) {
+        const std::uint64_t count = byteorder::load<std::uint64_t>(data + at);
+        one.entry[k] = count == 1 ? at + 8 : 0;
+        at += 8 + static_cast<std::size_t>(count) * ENTRY[k];
+    }
+    return one;
+}
+
 // Rows whose labelled records all have one shape: a labelled record of that shape holds at
 // most one label and at most one entry of each kind (FrameView's common path), so the offsets
 // of its label and entries are those of the first row. An entry is the label's when its index
 // is the label's.
 void fillSameTargets(ColumnFiller& f, const Chunk& c, std::size_t n) {
-    RecordRef first;
-    first.data = c.data[G_TARGET][0];
-    first.object_id = c.kind[G_TARGET];
-    const std::size_t eye = first.object_id == object_id::GAZE_INTERSECTION_OUTPUT_DATA_V4 ? 1 : 0;
-    const unsigned char* const fields = first.fields() + eye;
-    const std::size_t base = static_cast<std::size_t>(fields - first.data);
-    if (byteorder::load<std::uint64_t>(fields) == 0) {
+    const OneLabel one = oneLabel(c.data[G_TARGET][0], c.kind[G_TARGET]);
+    if (!one.labelled) {
         for (std::size_t k = 0; k < n; ++k) {
             f.cells(k).absent(F_TARGET, 8);
         }
         return;
     }
-    const auto* text = reinterpret_cast<const char*>(fields + 8);
-    const std::size_t length = std::strlen(text);  // the view found its 0 byte
-    f.putSameText(F_TARGET, std::string_view(text, length), n);
-    // Offsets from the record's data: the label's index, then per kind its entry (or 0).
-    const std::size_t index_at = base + 8 + length + 1;
-    std::size_t at = index_at + 4;
-    std::array<std::size_t, 3> entry{};
-    constexpr std::size_t ENTRY[3] = {16, 12, 12};
-    for (std::size_t kind = 0; kind < 3; ++kind) {
-        const std::uint64_t count = byteorder::load<std::uint64_t>(first.data + at);
-        entry[kind] = count == 1 ? at + 8 : 0;
-        at += 8 + static_cast<std::size_t>(count) * ENTRY[kind];
-    }
+    f.putSameText(F_TARGET, one.text, n);
+    const std::array<std::size_t, 3>& entry = one.entry;
     for (std::size_t k = 0; k < n; ++k) {
         const unsigned char* const data = c.data[G_TARGET][k];
         const ColumnFiller::Cells out = f.cells(k);
-        const auto index = byteorder::load<std::int32_t>(data + index_at);
+        const auto index = byteorder::load<std::int32_t>(data + one.index_at);
         const auto holds = [&](std::size_t kind) {
             return entry[kind] != 0 && byteorder::load<std::int32_t>(data + entry[kind]) == index;
         };
@@ -1276,26 +1290,12 @@ struct ColumnReader::State {
         }
         const unsigned char* const first = run.first[one.input] + one.offset;
         const std::size_t stride = run.bytes[one.input];
-        // Offsets from the record's data: flag, eye (V4), label count, label, index, entries.
-        const std::size_t fields = 1 + (eye ? 1 : 0);
-        const auto* text = reinterpret_cast<const char*>(first + fields + 8);
-        const std::size_t length = std::strlen(text);  // the view found its 0 byte
-        const std::size_t index_at = fields + 8 + length + 1;
-        std::array<std::size_t, 3> entry{};
-        constexpr std::size_t ENTRY[3] = {16, 12, 12};
-        std::size_t at = index_at + 4;
-        for (std::size_t kind = 0; kind < 3; ++kind) {
-            const std::uint64_t count = byteorder::load<std::uint64_t>(first + at);
-            if (count > 1) {
-                return false;
-            }
-            entry[kind] = count == 1 ? at + 8 : 0;
-            at += 8 + static_cast<std::size_t>(count) * ENTRY[kind];
-        }
+        const OneLabel label = oneLabel(first, one.object_id);
+        const std::array<std::size_t, 3>& entry = label.entry;
         const std::size_t shift = gaze ? 0 : 1;  // the head table has no eye column
         auto col = [shift](std::size_t c) { return c - (c > L_EYE ? shift : 0); };
         const auto version = static_cast<std::int8_t>(versionOf(one.object_id));
-        filler.putSameText(col(L_LABEL), std::string_view(text, length), n);
+        filler.putSameText(col(L_LABEL), label.text, n);
         for (std::size_t k = 0; k < n; ++k) {
             const unsigned char* const data = first + k * stride;
             const ColumnFiller::Cells out = filler.cells(k);
@@ -1306,7 +1306,7 @@ struct ColumnReader::State {
             } else if (gaze) {
                 out.absent(L_EYE, 1);
             }
-            const auto index = byteorder::load<std::int32_t>(data + index_at);
+            const auto index = byteorder::load<std::int32_t>(data + label.index_at);
             out.put<std::int32_t>(col(L_INDEX), index);
             out.absent(col(L_SCREEN), 1);
             const auto holds = [&](std::size_t kind) {
